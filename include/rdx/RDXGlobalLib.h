@@ -1,0 +1,14 @@
+#pragma once
+// Everything the library exports. Include this, or the one header of the class you use.
+
+#include <rdx/Export.h>
+
+// Foundation: status records and forms, string utilities, name-value maps, the object base.
+
+// Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
+
+// Remote interfaces: RPC plumbing, interface definitions, proxies.
+
+// Platform services: XML documents, system information, buffer allocators.
+
+// Application host.
