@@ -327,11 +327,18 @@ std::size_t FindText(std::string_view text, std::string_view pattern, std::size_
                      bool ignoreCase) noexcept {
   if (from > text.size()) return std::string_view::npos;
   if (!ignoreCase) return text.find(pattern, from);
-  const auto hit = std::search(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(),
-                               pattern.begin(), pattern.end(),
-                               [](char x, char y) { return AsciiLower(x) == AsciiLower(y); });
-  if (hit == text.end() && !pattern.empty()) return std::string_view::npos;
-  return static_cast<std::size_t>(hit - text.begin());
+  if (pattern.empty()) return from;
+  if (pattern.size() > text.size() - from) return std::string_view::npos;
+  const char lower = AsciiLower(pattern.front());
+  const char upper = AsciiUpper(pattern.front());
+  const std::size_t last = text.size() - pattern.size();
+  for (std::size_t at = from; at <= last; ++at) {
+    if (text[at] != lower && text[at] != upper) continue;
+    std::size_t i = 1;
+    while (i < pattern.size() && AsciiLower(text[at + i]) == AsciiLower(pattern[i])) ++i;
+    if (i == pattern.size()) return at;
+  }
+  return std::string_view::npos;
 }
 
 std::string StripProductPrefix(std::string source) {
