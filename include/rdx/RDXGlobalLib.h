@@ -10,7 +10,11 @@
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
 
 // Platform services: XML documents, system information, buffer allocators.
+#include <rdx/platform/DummyAllocator.h>
+#include <rdx/platform/IBufferAllocator.h>
+#include <rdx/platform/SimpleBufferPool.h>
 #include <rdx/platform/SpecialFolderPath.h>
 #include <rdx/platform/SystemInformation.h>
 
 // Application host.
+#include <rdx/application/ExportedFunctions.h>
