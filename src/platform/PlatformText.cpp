@@ -2,17 +2,15 @@
 
 #include "platform/os/RegistryStore.h"
 
+#include <rdx/foundation/StringUtility.h>
+
 #include <cctype>
 #include <cstdlib>
 
 namespace rdx::platform {
 
 std::string ChopBlanks(const std::string& text) {
-  std::size_t end = text.size();
-  while (end > 0 && std::isspace(static_cast<unsigned char>(text[end - 1]))) --end;
-  std::size_t start = 0;
-  while (start < end && std::isspace(static_cast<unsigned char>(text[start]))) ++start;
-  return text.substr(start, end - start);
+  return QUORVAN::Rendix::GeneralUtilityLib::chopSpaces(text);
 }
 
 std::string ForwardSlashes(std::string path) {

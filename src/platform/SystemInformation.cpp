@@ -95,8 +95,6 @@ std::uint64_t getAvailableSpace(const std::string& path, Status& /*status*/) {
   }
 }
 
-bool doesFileExist(const std::string& path) { return rdx::os::PathExists(path); }
-
 std::string CreateUUID() {
   try {
     return rdx::os::NewUuidText();

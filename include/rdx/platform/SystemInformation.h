@@ -12,6 +12,7 @@
 // "" rather than failing when the system cannot tell.
 
 #include <rdx/Export.h>
+#include <rdx/foundation/Status.h>
 #include <rdx/platform/SpecialFolderPath.h>
 
 #include <cstdint>
@@ -19,7 +20,6 @@
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 
-class Status;
 
 // This machine's host name; "" on failure.
 RDX_API std::string GetHostName();
@@ -61,8 +61,7 @@ RDX_API bool createDirectory(const std::string& path);
 // Bytes free to the caller on the file system holding the folder part of `path` (up to its
 // last separator); 18446744073709551615 when that cannot be told. `status` is not written.
 RDX_API std::uint64_t getAvailableSpace(const std::string& path, Status& status);
-// True when a file or folder of that name exists.
-RDX_API bool doesFileExist(const std::string& path);
+// (doesFileExist is with the string utilities, <rdx/foundation/StringUtility.h>.)
 // A fresh random UUID: 36 lower-case characters with hyphens.
 RDX_API std::string CreateUUID();
 
