@@ -7,6 +7,8 @@
 #include <rdx/foundation/Status.h>
 #include <rdx/foundation/StatusItem.h>
 #include <rdx/foundation/StringUtility.h>
+#include <rdx/foundation/CaseInsensitiveStringComparer.h>
+#include <rdx/foundation/NameValueMap.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
 
@@ -15,9 +17,11 @@
 // Platform services: XML documents, system information, buffer allocators.
 #include <rdx/platform/DummyAllocator.h>
 #include <rdx/platform/IBufferAllocator.h>
+#include <rdx/platform/PropertyLookUp.h>
 #include <rdx/platform/SimpleBufferPool.h>
 #include <rdx/platform/SpecialFolderPath.h>
 #include <rdx/platform/SystemInformation.h>
+#include <rdx/platform/XMLProperties.h>
 
 // Application host.
 #include <rdx/application/ExportedFunctions.h>
