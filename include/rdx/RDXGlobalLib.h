@@ -11,6 +11,7 @@
 #include <rdx/foundation/NameValueMap.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
+#include <rdx/reporting/StatusFilter.h>
 
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
 
@@ -25,3 +26,5 @@
 
 // Application host.
 #include <rdx/application/ExportedFunctions.h>
+#include <rdx/application/IApplicationFramework.h>
+#include <rdx/application/IRDXApplication.h>

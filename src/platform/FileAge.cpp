@@ -4,9 +4,8 @@
 
 namespace rdx::platform {
 
-bool IsFileNewerThan(const std::string& path, std::chrono::system_clock::time_point when) {
-  const auto written = os::LastWriteTime(path);
-  return written.has_value() && *written > when;
+std::optional<std::chrono::system_clock::time_point> FileWriteTime(const std::string& path) {
+  return os::LastWriteTime(path);
 }
 
 std::chrono::system_clock::time_point FileClockNow() { return os::FileTimeNow(); }

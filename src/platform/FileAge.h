@@ -1,14 +1,14 @@
 #pragma once
-// The file-age test the application object uses to notice a rewritten configuration file.
+// File ages, which the application object uses to notice a rewritten configuration file.
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 namespace rdx::platform {
 
-// True exactly when the file's last-write time is later than `when`; false when the file
-// cannot be opened for reading or its time cannot be read.
-bool IsFileNewerThan(const std::string& path, std::chrono::system_clock::time_point when);
+// The file's last-write time; empty when it cannot be opened for reading or read.
+std::optional<std::chrono::system_clock::time_point> FileWriteTime(const std::string& path);
 
 // Now, on the clock file times are stamped with; compare file ages against this.
 std::chrono::system_clock::time_point FileClockNow();
