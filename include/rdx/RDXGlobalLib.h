@@ -11,11 +11,20 @@
 #include <rdx/foundation/NameValueMap.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
+#include <rdx/reporting/StatusFilter.h>
 
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
 
 // Platform services: XML documents, system information, buffer allocators.
+#include <rdx/platform/DummyAllocator.h>
+#include <rdx/platform/IBufferAllocator.h>
 #include <rdx/platform/PropertyLookUp.h>
+#include <rdx/platform/SimpleBufferPool.h>
+#include <rdx/platform/SpecialFolderPath.h>
+#include <rdx/platform/SystemInformation.h>
 #include <rdx/platform/XMLProperties.h>
 
 // Application host.
+#include <rdx/application/ExportedFunctions.h>
+#include <rdx/application/IApplicationFramework.h>
+#include <rdx/application/IRDXApplication.h>

@@ -1,0 +1,43 @@
+#pragma once
+// A console reporter that also remembers each benchmark's time per iteration, so a program can
+// print ratios between benchmarks measured in the same run.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace rdx::bench {
+
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type == Run::RT_Iteration && run.iterations > 0) {
+        nanoseconds_[run.benchmark_name()] = run.GetAdjustedRealTime();
+      }
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+
+  // Prints "<label> <a> vs <b>: <time of b / time of a>x" for each pair measured; above 1 means
+  // the first is faster.
+  void PrintRatios(const std::vector<std::pair<std::string, std::string>>& pairs,
+                   const char* label) const {
+    for (const auto& [fast, slow] : pairs) {
+      const auto f = nanoseconds_.find(fast);
+      const auto s = nanoseconds_.find(slow);
+      if (f == nanoseconds_.end() || s == nanoseconds_.end() || f->second <= 0) continue;
+      std::printf("%s %s vs %s: %.2fx\n", label, fast.c_str(), slow.c_str(),
+                  s->second / f->second);
+    }
+  }
+
+ private:
+  std::map<std::string, double> nanoseconds_;
+};
+
+}  // namespace rdx::bench

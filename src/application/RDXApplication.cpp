@@ -1,0 +1,157 @@
+#include "application/RDXApplication.h"
+
+#include <rdx/application/ExportedFunctions.h>
+#include <rdx/foundation/StringUtility.h>
+#include <rdx/platform/SystemInformation.h>
+
+#include "platform/FileAge.h"
+
+#include <atomic>
+
+namespace QUORVAN::Rendix::Global {
+namespace {
+
+namespace Utility = QUORVAN::Rendix::GeneralUtilityLib;
+
+const char* const kConfigurationFile = "Global.RXConfig";
+
+std::atomic<IApplicationFramework*> gInstalledFramework {nullptr};
+
+}  // namespace
+
+void InstallApplicationFramework(IApplicationFramework* framework) {
+  gInstalledFramework.store(framework);
+}
+
+int RDXApplication::Initialize(std::string* message) {
+  try {
+    { std::lock_guard<std::mutex> entered(applicationLock_); }
+    if (LoadConfigFile() == 0) return 0;
+    if (framework_ == nullptr) {
+      // Read without entering the name: asking must not add a property.
+      const NameValueMap& properties = properties_;
+      if (Utility::StringUtility::toBoolean(properties["Initialize_GF"], false)) {
+        InitializeGeoframe();  // the outcome does not depend on it
+      }
+    }
+    if (message != nullptr) {
+      *message = (Utility::doesFileExist(configurationPath_) ? "Configuration read from "
+                                                            : "No configuration file at ") +
+                 configurationPath_;
+    }
+    return 1;
+  } catch (...) {
+    return 0;
+  }
+}
+
+int RDXApplication::LoadConfigFile() {
+  configurationPath_ =
+      Utility::GetSpecialFolderPath(Utility::SpecialFolderPath::UserProductAppData) +
+      kConfigurationFile;
+  // A missing or malformed file leaves the overrides empty: the system folders apply.
+  folderOverrides_.LoadXml(configurationPath_, "//FolderPathOverride");
+  configurationLoaded_ = true;
+  lastLoadTime_ = rdx::platform::FileClockNow();
+  return 1;
+}
+
+bool RDXApplication::HasConfigFileChanged() {
+  const auto written = rdx::platform::FileWriteTime(configurationPath_);
+  const bool changed = written.has_value() && *written > lastLoadTime_;
+  lastLoadTime_ = rdx::platform::FileClockNow();
+  // A file stamped ahead of the clock (a finer file time, a copied future date) would
+  // otherwise read as changed on every call; each change is reported once.
+  if (changed && *written > lastLoadTime_) lastLoadTime_ = *written;
+  return changed;
+}
+
+std::string RDXApplication::GetSpecialFolderPath(SpecialFolderNameEnum folder) {
+  try {
+    if (!configurationLoaded_ && LoadConfigFile() == 0) return "";
+    std::string answer;
+    if (folder == UserLogs) {
+      const NameValueMap& overrides = folderOverrides_;
+      answer = overrides["DefaultLogs"];
+    }
+    if (answer.empty()) {
+      answer = Utility::GetSpecialFolderPath(
+          static_cast<Utility::SpecialFolderPath::SpecialFolder>(folder));
+    }
+    // An override may be written with Windows separators; either counts as the trailing one.
+    if (answer.empty() || (answer.back() != '/' && answer.back() != '\\')) answer += '/';
+    return answer;
+  } catch (...) {
+    return "";
+  }
+}
+
+std::string RDXApplication::ToString() { return ""; }
+
+int RDXApplication::SetProperty(const std::string& name, const std::string& value) {
+  try {
+    { std::lock_guard<std::mutex> entered(applicationLock_); }
+    properties_[name] = value;
+    return 1;
+  } catch (...) {
+    return 0;
+  }
+}
+
+std::string RDXApplication::GetProperty(const std::string& name) {
+  try {
+    { std::lock_guard<std::mutex> entered(applicationLock_); }
+    return properties_[name];
+  } catch (...) {
+    return "";
+  }
+}
+
+int RDXApplication::InitializeGeoframe() {
+  IApplicationFramework* framework = gInstalledFramework.load();
+  if (framework == nullptr || !framework->Start()) return 0;
+  framework_ = framework;
+  return 1;
+}
+
+int RDXApplication::Shutdown() {
+  try {
+    { std::lock_guard<std::mutex> entered(applicationLock_); }
+    if (framework_ != nullptr) {
+      IApplicationFramework* framework = framework_;
+      framework_ = nullptr;
+      framework->Shutdown();
+    }
+    return 1;
+  } catch (...) {
+    return 0;
+  }
+}
+
+}  // namespace QUORVAN::Rendix::Global
+
+namespace {
+std::atomic<QUORVAN::Rendix::Global::RDXApplication*> gApplication {nullptr};
+}  // namespace
+
+extern "C" {
+
+QUORVAN::Rendix::Global::IRDXApplication* GetRDXApplicationObject() {
+  if (auto* existing = gApplication.load()) return existing;
+  try {
+    // A lock made afresh for each call, as the product has always done: it marks creation but
+    // does not keep concurrent first callers apart, so the first call is made from one thread.
+    std::mutex creation;
+    std::lock_guard<std::mutex> entered(creation);
+    if (gApplication.load() == nullptr) {
+      gApplication.store(new QUORVAN::Rendix::Global::RDXApplication());
+    }
+  } catch (...) {
+    return nullptr;
+  }
+  return gApplication.load();
+}
+
+void DestroyRDXApplicationObject() { delete gApplication.exchange(nullptr); }
+
+}  // extern "C"

@@ -1,0 +1,188 @@
+// The pass-through allocator and the best-fit pool of large committed blocks.
+#include <rdx/platform/DummyAllocator.h>
+#include <rdx/platform/SimpleBufferPool.h>
+
+#include "platform/os/Memory.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <thread>
+
+namespace QUORVAN::Rendix::Global {
+namespace {
+
+std::string ItemLine(void* address, std::uint32_t capacity) {
+  char line[128];
+  std::snprintf(line, sizeof line, "\n\t\t<Item><Address>%p</Address><Size>%lu</Size></Item>",
+                address, static_cast<unsigned long>(capacity));
+  return line;
+}
+
+std::string CountLine(const char* name, std::uint32_t value) {
+  char line[96];
+  std::snprintf(line, sizeof line, "\n\t<%s>%lu</%s>", name, static_cast<unsigned long>(value),
+                name);
+  return line;
+}
+
+}  // namespace
+
+void* DummyAllocator::Alloc(std::uint32_t size) { return rdx::os::CommitRegion(size); }
+
+void DummyAllocator::Free(void* address) { rdx::os::ReleaseRegion(address); }
+
+std::string DummyAllocator::ToString() { return ""; }
+
+SimpleBufferPool::SimpleBufferPool() {
+  frequency_ = rdx::os::kMonotonicFrequency;
+  std::this_thread::yield();
+  timerStart_ = rdx::os::MonotonicTicks();
+  timerEnd_ = rdx::os::MonotonicTicks();
+  timerOverhead_ = timerEnd_ - timerStart_;
+}
+
+SimpleBufferPool::SimpleBufferPool(const SimpleBufferPool& /*other*/) : SimpleBufferPool() {}
+
+SimpleBufferPool& SimpleBufferPool::operator=(const SimpleBufferPool& other) {
+  if (this != &other) {
+    ReleaseAll();
+    actualAllocs_ = actualFrees_ = callsToAlloc_ = callsToFree_ = 0;
+    timeSpent_ = 0.0;
+    initialised_ = false;
+  }
+  return *this;
+}
+
+SimpleBufferPool::~SimpleBufferPool() { ReleaseAll(); }
+
+void SimpleBufferPool::ReleaseAll() {
+  for (void* address : freeList_) rdx::os::ReleaseRegion(address);
+  for (void* address : allocList_) rdx::os::ReleaseRegion(address);
+  Abandon();
+}
+
+void SimpleBufferPool::Abandon() {
+  freeList_.clear();
+  allocList_.clear();
+  blocks_.clear();
+  totalCommitted_ = 0;
+}
+
+std::uint32_t SimpleBufferPool::Capacity(void* address) const {
+  const auto found = blocks_.find(address);
+  return found == blocks_.end() ? 0 : found->second.capacity;
+}
+
+void* SimpleBufferPool::Commit(std::uint32_t size) {
+  // A refused mapping gives null, which is recorded like any other block.
+  void* address = rdx::os::CommitRegion(size);
+  totalCommitted_ += size;
+  blocks_[address] = Block{size, size};
+  return address;
+}
+
+int SimpleBufferPool::Init() {
+  struct StockClass {
+    std::uint32_t size;
+    int count;
+  };
+  for (const StockClass& stock :
+       {StockClass{kSmallClass, 5}, StockClass{kMiddleClass, 3}, StockClass{kLargeClass, 1}}) {
+    for (int i = 0; i < stock.count; ++i) freeList_.push_back(Commit(stock.size));
+  }
+  initialised_ = true;
+  return 1;
+}
+
+void SimpleBufferPool::StopTimer() {
+  timerEnd_ = rdx::os::MonotonicTicks();
+  timeSpent_ += static_cast<double>(timerEnd_ - timerStart_ - timerOverhead_) /
+                static_cast<double>(frequency_);
+}
+
+void* SimpleBufferPool::Alloc(std::uint32_t size) {
+  // Yield before timing, so the time slice's end does not land inside the measured call.
+  std::this_thread::yield();
+  timerStart_ = rdx::os::MonotonicTicks();
+  ++callsToAlloc_;
+  if (!initialised_) Init();
+
+  void* address = nullptr;
+  bool found = false;
+  if (size <= kLargeClass) {
+    auto best = freeList_.end();
+    std::uint32_t bestSlack = 0xFFFFFFFF;
+    for (auto it = freeList_.begin(); it != freeList_.end(); ++it) {
+      const std::uint32_t capacity = blocks_[*it].capacity;
+      // Single precision on purpose: a request of 0 gives a ratio of 0 and never reuses a block.
+      if (capacity < size ||
+          !(static_cast<float>(size) / static_cast<float>(capacity) > 0.0f)) {
+        continue;
+      }
+      const std::uint32_t slack = capacity - size;
+      if (slack < bestSlack) {  // strict: on equal slack the earlier-freed block stays
+        bestSlack = slack;
+        best = it;
+      }
+    }
+    if (best != freeList_.end()) {
+      address = *best;
+      freeList_.erase(best);
+      allocList_.push_back(address);
+      blocks_[address].usedSize = size;
+      found = true;
+    }
+  }
+  if (!found) {
+    const std::uint32_t blockSize =
+        size <= kSmallClass ? kSmallClass : std::max(size, kMiddleClass);
+    address = Commit(blockSize);
+    allocList_.push_back(address);
+    ++actualAllocs_;
+  }
+  StopTimer();
+  return address;
+}
+
+void SimpleBufferPool::Free(void* address) {
+  std::this_thread::yield();
+  timerStart_ = rdx::os::MonotonicTicks();
+  ++callsToFree_;
+  if (!initialised_) Init();
+
+  const auto inUse = std::find(allocList_.begin(), allocList_.end(), address);
+  if (inUse != allocList_.end()) {
+    const std::uint32_t capacity = blocks_[address].capacity;
+    if (capacity > kLargeClass || totalCommitted_ > kRetentionLimit) {
+      rdx::os::ReleaseRegion(address);
+      totalCommitted_ -= capacity;
+      ++actualFrees_;
+      blocks_.erase(address);
+    } else {
+      freeList_.push_back(address);
+    }
+    allocList_.erase(inUse);
+  }
+  StopTimer();
+}
+
+std::string SimpleBufferPool::ToString() {
+  std::string text = "<BufferAllocator>";
+  text += "\n\t<FreeList>";
+  for (void* address : freeList_) text += ItemLine(address, Capacity(address));
+  text += "\n\t</FreeList>";
+  text += "\n\t<AllocList>";
+  for (void* address : allocList_) text += ItemLine(address, Capacity(address));
+  text += "\n\t</AllocList>";
+  text += CountLine("CallsToAlloc", callsToAlloc_);
+  text += CountLine("CallsToFree", callsToFree_);
+  text += CountLine("ActualAllocs", actualAllocs_);
+  text += CountLine("ActualFrees", actualFrees_);
+  char spent[96];
+  std::snprintf(spent, sizeof spent, "\n\t<TimeSpent>%0.6lf</TimeSpent>", timeSpent_);
+  text += spent;
+  text += "\n</BufferAllocator>";
+  return text;
+}
+
+}  // namespace QUORVAN::Rendix::Global

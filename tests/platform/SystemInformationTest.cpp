@@ -1,0 +1,262 @@
+#include <rdx/application/ExportedFunctions.h>
+#include <rdx/platform/SystemInformation.h>
+
+#include "platform/os/HostInfo.h"
+#include "platform/os/LastError.h"
+#include "support/IsolatedEnvironment.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <set>
+#include <sys/stat.h>
+
+namespace QUORVAN::Rendix::GeneralUtilityLib {
+namespace {
+
+const std::string kProductKey = "SOFTWARE/QUORVAN/Rendix";
+
+TEST(RegistryValues, ReadFromTheStoreWithFallbacks) {
+  rdx::test::IsolatedEnvironment env;
+  EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");  // no store at all
+  EXPECT_EQ(GetRendixClientVersion(), "0.0.0.0");
+
+  env.WriteRegistry(kProductKey,
+                    "# written by the installer\r\n"
+                    "Version=5.2.0.17\r\n"
+                    "ClientVersion=\r\n"
+                    "  Padded  =  kept as is \n"
+                    "version=second line loses\n"
+                    "NoEquals\n"
+                    "Long=" + std::string(511, 'x') + "\n"
+                    "TooLong=" + std::string(512, 'x') + "\n"
+                    "Nul=ab" + std::string(1, '\0') + "cd\n");
+  EXPECT_EQ(GetRendixProductVersion(), "5.2.0.17");
+  EXPECT_EQ(GetRendixClientVersion(), "0.0.0.0");  // present but empty
+
+  struct Row {
+    const char* key;
+    const char* name;
+    std::string expected;
+  };
+  const Row rows[] = {
+      {"SOFTWARE\\QUORVAN\\Rendix", "VERSION", "5.2.0.17"},
+      {"software/quorvan/rendix/", "padded", "  kept as is "},
+      {"SOFTWARE\\QUORVAN\\Rendix", "Long", std::string(511, 'x')},
+      {"SOFTWARE\\QUORVAN\\Rendix", "TooLong", ""},  // does not fit the 512-byte buffer
+      {"SOFTWARE\\QUORVAN\\Rendix", "Nul", "ab"},
+      {"SOFTWARE\\QUORVAN\\Rendix", "NoEquals", ""},
+      {"SOFTWARE\\QUORVAN\\Missing", "Version", ""},
+      {"SOFTWARE\\QUORVAN\\Rendix\\values", "Version", ""},  // the values file is no key
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(std::string(row.key) + " " + row.name);
+    EXPECT_EQ(GetRegistryValue(row.key, row.name), row.expected);
+  }
+}
+
+TEST(RegistryValues, UnreadableOrHostileFilesReadAsMissing) {
+  rdx::test::IsolatedEnvironment env;
+  const std::string folder = env.Root() + "/registry/" + kProductKey;
+  // "values" is a folder: no crash, no value.
+  std::filesystem::create_directories(folder + "/values");
+  EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");
+  std::filesystem::remove_all(folder + "/values");
+  // Binary garbage and a file over the size ceiling.
+  env.WriteFile(folder + "/values", std::string("\xff\xfe\0\0=\n=\n\n", 9) + "Version=1.0\n");
+  EXPECT_EQ(GetRendixProductVersion(), "1.0");
+  env.WriteFile(folder + "/values", "Version=2.0\n" + std::string(2 << 20, '#'));
+  EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");
+  if (geteuid() != 0) {
+    env.WriteFile(folder + "/values", "Version=3.0\n");
+    chmod((folder + "/values").c_str(), 0);
+    EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");
+    chmod((folder + "/values").c_str(), 0600);
+  }
+}
+
+TEST(CommonFilesFolder, ThisMachineIsReadLocallyWithTheSpecifiedCodes) {
+  rdx::test::IsolatedEnvironment env;
+  std::int32_t code = -7;
+  std::string text = "stale";
+  // No product key yet: code 2 and its system text, for every name of this machine.
+  for (const std::string& machine : {std::string(""), std::string("localhost"),
+                                     std::string("127.0.0.1"), GetHostName()}) {
+    SCOPED_TRACE(machine);
+    EXPECT_EQ(GetRendixCommonFilesFolder(machine, code, text), "");
+    EXPECT_EQ(code, 2);
+    EXPECT_EQ(text, "The system cannot find the file specified.");
+  }
+  env.WriteRegistry(kProductKey, "Version=1\n");
+  EXPECT_EQ(GetRendixCommonFilesFolder("localhost", code, text), "");
+  EXPECT_EQ(code, 2);  // the key is there, the value is not
+
+  env.WriteRegistry(kProductKey, "CommonHome= \tC:\\Common\\Files  \n");
+  EXPECT_EQ(GetRendixCommonFilesFolder("LOCALHOST", code, text), "C:/Common/Files/");
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(text, "");
+}
+
+TEST(CommonFilesFolder, OtherMachinesAreReadOverSsh) {
+  rdx::test::IsolatedEnvironment env;
+  // Stands in for ssh: runs the remote command here, or fails as ssh does for a bad host.
+  const std::string fakeSsh = env.WriteFile(env.Root() + "/bin/fake-ssh",
+                                            "#!/bin/sh\n"
+                                            "for a; do host=$prev; prev=$a; last=$a; done\n"
+                                            "[ \"$host\" = unreachable ] && exit 255\n"
+                                            "exec sh -c \"$last\" >&1\n");
+  std::filesystem::permissions(fakeSsh, std::filesystem::perms::owner_all);
+  env.Set("RDX_SSH", fakeSsh);
+  std::int32_t code = 0;
+  std::string text;
+
+  EXPECT_EQ(GetRendixCommonFilesFolder("unreachable", code, text), "");
+  EXPECT_EQ(code, 53);
+  EXPECT_EQ(text, "The machine 'unreachable' is not reachable.");
+
+  EXPECT_EQ(GetRendixCommonFilesFolder("far-away", code, text), "");
+  EXPECT_EQ(code, 2);
+  EXPECT_EQ(text, "The system cannot find the file specified.");
+
+  env.WriteRegistry("Software/Quorvan/RENDIX", "CommonHome=\\\\srv\\share\\common\n");
+  EXPECT_EQ(GetRendixCommonFilesFolder("far-away", code, text), "//srv/share/common/");
+  EXPECT_EQ(code, 0);
+
+  if (geteuid() != 0) {
+    const std::string key = env.Root() + "/registry/Software/Quorvan";
+    chmod(key.c_str(), 0);
+    EXPECT_EQ(GetRendixCommonFilesFolder("far-away", code, text), "");
+    EXPECT_EQ(code, 5);
+    EXPECT_EQ(text,
+              "Access to machine 'far-away' is denied. Please check if you have administrative "
+              "rights on the machine");
+    chmod(key.c_str(), 0700);
+  }
+
+  env.Set("RDX_SSH", env.Root() + "/bin/no-such-program");
+  EXPECT_EQ(GetRendixCommonFilesFolder("far-away", code, text), "");
+  EXPECT_EQ(code, 53);
+}
+
+TEST(SystemUtilities, DigestsErrorTextsAndIdentifiers) {
+  unsigned char* digest = nullptr;
+  std::int32_t length = 0;
+  make_hash("abc", &digest, &length);
+  ASSERT_NE(digest, nullptr);
+  ASSERT_EQ(length, 16);
+  // MD5 of the four bytes a, b, c, NUL (a plain MD5 of "abc" starts 90 01 50 98).
+  const unsigned char expected[16] = {0x14, 0x7a, 0x66, 0x4a, 0x2c, 0xa9, 0x41, 0x09,
+                                      0x11, 0xe6, 0x19, 0x86, 0xd3, 0xf0, 0xd5, 0x2a};
+  EXPECT_EQ(std::memcmp(digest, expected, 16), 0);
+  destroy_hash(&digest);
+  unsigned char* untouched = nullptr;
+  make_hash(nullptr, &untouched, &length);
+  EXPECT_EQ(untouched, nullptr);
+  destroy_hash(&untouched);
+  destroy_hash(nullptr);
+
+  EXPECT_EQ(GetLastErrorText(5), "Access is denied.");
+  EXPECT_EQ(GetLastErrorText(-1), "Unknown error 4294967295");
+  rdx::os::SetLastError(0);
+  EXPECT_EQ(GetErrorString(), "");
+  rdx::os::SetLastError(1722);
+  EXPECT_EQ(GetErrorString(), "The RPC server is unavailable.");
+
+  std::set<std::string> ids;
+  for (int i = 0; i < 20; ++i) {
+    const std::string id = CreateUUID();
+    ASSERT_EQ(id.size(), 36u);
+    EXPECT_EQ(id.find_first_not_of("0123456789abcdef-"), std::string::npos) << id;
+    EXPECT_EQ(id[8], '-');
+    ids.insert(id);
+  }
+  EXPECT_EQ(ids.size(), 20u);
+
+  EXPECT_EQ(GetRDXApplicationName(), "platform_tests");
+  std::string ignored;
+  EXPECT_TRUE(ValidateThisHostname("", ignored));
+  EXPECT_EQ(GenerateSignature(), 0);
+}
+
+TEST(SystemUtilities, FileSystemFigures) {
+  rdx::test::IsolatedEnvironment env;
+  Status status;
+  status.Append(1, "kept", "Test", "");
+  EXPECT_GT(getAvailableSpace(env.Root() + "/anything.dat", status), 0u);
+  EXPECT_LT(getAvailableSpace(env.Root() + "\\anything.dat", status), 0xFFFFFFFFFFFFFFFFull);
+  for (const std::string& bad : {std::string("Q:\\no\\such\\drive\\f.txt"), std::string("plain"),
+                                 env.Root() + "/missing/f"}) {
+    SCOPED_TRACE(bad);
+    EXPECT_EQ(getAvailableSpace(bad, status), 18446744073709551615ull);
+  }
+  EXPECT_EQ(status.items.size(), 1u);
+}
+
+TEST(SystemUtilities, HostAndProcessFacts) {
+  EXPECT_FALSE(GetHostName().empty());
+  EXPECT_EQ(GetTheUserName().empty(), rdx::os::UserName().empty());
+  const std::string address = GetIPAddress();
+  if (!address.empty()) {
+    EXPECT_NE(address.find_first_of(".:"), std::string::npos) << address;
+  }
+
+  std::size_t workingSet = 1;
+  std::size_t pagefile = 1;
+  GetCurrentMemoryUsage(nullptr, &workingSet, &pagefile);
+  EXPECT_GT(workingSet, 1u);
+  EXPECT_GT(pagefile, 1u);
+  std::size_t untouchedSet = 7;
+  std::size_t untouchedPagefile = 9;
+  // Pid 0x7FFFFFFF is above any pid_max the kernel allows.
+  GetCurrentMemoryUsage(reinterpret_cast<void*>(std::uintptr_t{0x7FFFFFFF}), &untouchedSet,
+                        &untouchedPagefile);
+  EXPECT_EQ(untouchedSet, 7u);
+  EXPECT_EQ(untouchedPagefile, 9u);
+
+  struct Row {
+    const char* text;
+    bool ok;
+    std::uint64_t rss, privateBytes;
+  };
+  const Row rows[] = {
+      {"Name:\tx\nVmRSS:\t  100 kB\nRssAnon:\t  40 kB\nVmSwap:\t 2 kB\n", true, 102400, 43008},
+      {"VmRSS: 1 kB\n", true, 1024, 0},
+      {"Name:\tkthreadd\n", false, 0, 0},
+      {"VmRSS:\t kB\n", false, 0, 0},
+      {"VmRSS:\t99999999999999999999 kB\n", false, 0, 0},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.text);
+    const auto parsed = rdx::os::ParseProcessStatus(row.text);
+    ASSERT_EQ(parsed.has_value(), row.ok);
+    if (!row.ok) continue;
+    EXPECT_EQ(parsed->workingSetBytes, row.rss);
+    EXPECT_EQ(parsed->privateBytes, row.privateBytes);
+  }
+}
+
+TEST(SystemUtilities, PixelSizeIsTheMeanOfTheFourEdgeCellSizes) {
+  struct Row {
+    double corners[8];
+    int rows, columns;
+    double expected;
+  };
+  const Row table[] = {
+      {{0, 0, 100, 0, 100, 50, 0, 50}, 50, 100, 1.0},
+      {{0, 0, 30, 40, 30, 140, 0, 100}, 10, 5, 0.25 * (200.0 / 10 + 100.0 / 5)},  // sheared
+      {{0, 0, 10, 0, 10, 10, 0, 10}, 4, 2, 0.25 * (20.0 / 4 + 20.0 / 2)},  // rows vs columns
+  };
+  for (const Row& row : table) {
+    SCOPED_TRACE(row.expected);
+    const double* c = row.corners;
+    EXPECT_DOUBLE_EQ(
+        ComputePixelSize(c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], row.rows, row.columns),
+        row.expected);
+  }
+  EXPECT_TRUE(std::isinf(ComputePixelSize(0, 0, 1, 0, 1, 1, 0, 1, 0, 1)));
+}
+
+}  // namespace
+}  // namespace QUORVAN::Rendix::GeneralUtilityLib

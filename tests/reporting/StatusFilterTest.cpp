@@ -1,0 +1,129 @@
+#include <rdx/application/ExportedFunctions.h>
+#include <rdx/reporting/StatusFilter.h>
+
+#include "support/IsolatedEnvironment.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace QUORVAN::Rendix::Global {
+namespace {
+
+using GeneralUtilityLib::Status;
+
+struct Item {
+  std::int32_t id;
+  const char* source;
+  const char* message;
+};
+
+std::string Report(const std::vector<Item>& items) {
+  Status status;
+  for (const Item& item : items) status.Append(item.id, item.message, item.source, "");
+  return status.ToString(nullptr);
+}
+
+// The messages that survive filtering, in order.
+std::vector<std::string> Survivors(StatusFilter& filter, const std::vector<Item>& items) {
+  const std::string cleaned = filter.Clean(Report(items));
+  Status parsed;
+  parsed.Append(cleaned);
+  std::vector<std::string> messages;
+  for (const auto& item : parsed.items) messages.push_back(item.message);
+  return messages;
+}
+
+class StatusFilterTest : public ::testing::Test {
+ protected:
+  void SetUp() override { DestroyRDXApplicationObject(); }
+  void TearDown() override { DestroyRDXApplicationObject(); }
+  void WriteConfiguration(const std::string& section) {
+    env_.WriteFile(env_.Root() + "/home/.local/share/QUORVAN/Rendix/Global.RXConfig",
+                   "<Config>" + section + "</Config>");
+  }
+  rdx::test::IsolatedEnvironment env_;
+};
+
+const std::vector<Item> kReport = {
+    {0, "Reporter.Heartbeat", "alive"},      {1, "Reporter.Heartbeat", "error kept"},
+    {0, "ServerProxy.Open", "a|b"},          {0, "Tile.CACHE.Hit", "hit"},
+    {0, "ServiceProviderProxy.SetAOI", "ok"}, {0x10, "Tile.Cache", "x|y"},
+};
+
+TEST_F(StatusFilterTest, RemovesOnlyInformationalItemsTheSettingsExclude) {
+  struct Row {
+    const char* name;
+    std::string fileSection;  // in Global.RXConfig; "" = no file
+    std::string callerText;
+    std::vector<std::string> survivors;
+  };
+  const std::vector<std::string> all = {"alive", "error kept", "a|b", "hit", "ok", "x|y"};
+  const Row rows[] = {
+      {"no configuration", "", "", all},
+      {"file patterns, three separators",
+       "<StatusFilter><ExcludeMatch>heartbeat;nothing,cache</ExcludeMatch></StatusFilter>", "",
+       {"error kept", "a|b", "ok", "x|y"}},
+      {"line breaks separate too", "",
+       "<StatusFilter><ExcludeMatch>heartbeat\r\ncache\nSetAOI</ExcludeMatch></StatusFilter>",
+       {"error kept", "a|b", "x|y"}},
+      {"pipes", "",
+       "<StatusFilter><ExcludeIfMessageHasPipes>true</ExcludeIfMessageHasPipes></StatusFilter>",
+       {"alive", "error kept", "hit", "ok", "x|y"}},
+      {"pipes off", "",
+       "<StatusFilter><ExcludeIfMessageHasPipes>off</ExcludeIfMessageHasPipes></StatusFilter>",
+       all},
+      {"caller overrides the file",
+       "<StatusFilter><ExcludeMatch>cache</ExcludeMatch></StatusFilter>",
+       "<StatusFilter><ExcludeMatch>SetAOI</ExcludeMatch></StatusFilter>",
+       {"alive", "error kept", "a|b", "hit", "x|y"}},
+      {"an empty caller value keeps the file's",
+       "<StatusFilter><ExcludeMatch>cache</ExcludeMatch></StatusFilter>",
+       "<StatusFilter><ExcludeMatch></ExcludeMatch></StatusFilter>",
+       {"alive", "error kept", "a|b", "ok", "x|y"}},
+      {"other sections are not read",
+       "<FolderPathOverride><ExcludeMatch>cache</ExcludeMatch></FolderPathOverride>", "", all},
+      {"malformed file", "<StatusFilter><ExcludeMatch>cache</Exclu", "", all},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::filesystem::remove(env_.Root() + "/home/.local/share/QUORVAN/Rendix/Global.RXConfig");
+    if (!row.fileSection.empty()) WriteConfiguration(row.fileSection);
+    DestroyRDXApplicationObject();  // the application reads the file anew
+    StatusFilter filter;
+    ASSERT_EQ(filter.Initialize(row.callerText), 1);
+    EXPECT_EQ(Survivors(filter, kReport), row.survivors);
+  }
+}
+
+TEST_F(StatusFilterTest, PatternsAccumulateAndBadInputGivesNothing) {
+  StatusFilter filter;
+  EXPECT_EQ(filter.Initialize("<StatusFilter><ExcludeMatch>heartbeat</ExcludeMatch></StatusFilter>"),
+            1);
+  // A caller text without the section, or not XML at all, is refused and changes nothing.
+  EXPECT_EQ(filter.Initialize("<Other/>"), 0);
+  EXPECT_EQ(filter.Initialize("not < xml"), 0);
+  EXPECT_EQ(filter.Initialize("<StatusFilter><ExcludeMatch>cache</ExcludeMatch></StatusFilter>"),
+            1);
+  EXPECT_EQ(Survivors(filter, kReport), (std::vector<std::string>{"error kept", "a|b", "ok", "x|y"}));
+
+  EXPECT_EQ(filter.Clean(""), "");
+  EXPECT_EQ(filter.Clean("<Status></Status>"), "");
+  EXPECT_EQ(filter.Clean("<Status><Item><ID>"), "");
+  EXPECT_EQ(filter.Clean(Report({{0, "Reporter.Heartbeat", "gone"}})), "");
+  // Survivors are re-rendered exactly as the status XML form gives them.
+  const std::string kept = Report({{0, "Other", "stays"}});
+  EXPECT_EQ(filter.Clean(kept), kept);
+
+  // Copies keep the patterns.
+  StatusFilter copy(filter);
+  EXPECT_EQ(copy.Clean(Report({{0, "x.CACHE", "m"}})), "");
+
+  EXPECT_EQ(filter.GetProperty("unset"), "");
+  EXPECT_EQ(filter.SetProperty("Name", "v"), 1);
+  EXPECT_EQ(filter.GetProperty("Name"), "v");
+  EXPECT_EQ(filter.GetStatus(), "");
+}
+
+}  // namespace
+}  // namespace QUORVAN::Rendix::Global
