@@ -13,5 +13,7 @@
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
 
 // Platform services: XML documents, system information, buffer allocators.
+#include <rdx/platform/SpecialFolderPath.h>
+#include <rdx/platform/SystemInformation.h>
 
 // Application host.

@@ -1,0 +1,100 @@
+#include "platform/os/FileSystem.h"
+
+#include "platform/os/LastError.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <vector>
+
+namespace rdx::os {
+namespace {
+
+std::chrono::system_clock::time_point FromTimespec(const timespec& ts) {
+  const auto sinceEpoch = std::chrono::seconds(ts.tv_sec) + std::chrono::nanoseconds(ts.tv_nsec);
+  return std::chrono::system_clock::time_point(
+      std::chrono::duration_cast<std::chrono::system_clock::duration>(sinceEpoch));
+}
+
+}  // namespace
+
+bool PathExists(const std::string& path) noexcept { return access(path.c_str(), F_OK) == 0; }
+
+bool MakeDirectory(const std::string& path) noexcept {
+  if (mkdir(path.c_str(), 0777) == 0) return true;
+  SetLastErrorFromErrno(errno);
+  return false;
+}
+
+std::optional<std::uint64_t> AvailableBytes(const std::string& path) noexcept {
+  struct statvfs info {};
+  if (statvfs(path.c_str(), &info) != 0) {
+    SetLastErrorFromErrno(errno);
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize;
+}
+
+std::optional<std::chrono::system_clock::time_point> LastWriteTime(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    SetLastErrorFromErrno(errno);
+    return std::nullopt;
+  }
+  struct stat info {};
+  const int rc = fstat(fd, &info);
+  const int savedErrno = errno;
+  close(fd);
+  if (rc != 0) {
+    SetLastErrorFromErrno(savedErrno);
+    return std::nullopt;
+  }
+  return FromTimespec(info.st_mtim);
+}
+
+std::chrono::system_clock::time_point FileTimeNow() noexcept {
+  timespec ts {};
+  clock_gettime(CLOCK_REALTIME_COARSE, &ts);
+  return FromTimespec(ts);
+}
+
+bool SetLastWriteTime(const std::string& path, std::chrono::system_clock::time_point when) noexcept {
+  const auto ns =
+      std::chrono::duration_cast<std::chrono::nanoseconds>(when.time_since_epoch()).count();
+  timespec times[2];
+  times[0].tv_sec = 0;
+  times[0].tv_nsec = UTIME_OMIT;
+  times[1].tv_sec = static_cast<time_t>(ns / 1000000000);
+  times[1].tv_nsec = static_cast<long>(ns % 1000000000);
+  if (utimensat(AT_FDCWD, path.c_str(), times, 0) == 0) return true;
+  SetLastErrorFromErrno(errno);
+  return false;
+}
+
+std::string HomeFolder() {
+  const char* home = std::getenv("HOME");
+  if (home != nullptr && *home != '\0') return home;
+  std::vector<char> buffer(16384);
+  passwd entry {};
+  passwd* found = nullptr;
+  if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr &&
+      found->pw_dir != nullptr) {
+    return found->pw_dir;
+  }
+  return "";
+}
+
+std::string ExecutablePath() {
+  char buffer[4096];
+  const ssize_t got = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+  if (got <= 0) return "";
+  return std::string(buffer, static_cast<std::size_t>(got));
+}
+
+}  // namespace rdx::os

@@ -1,0 +1,83 @@
+#include "platform/os/Memory.h"
+
+#include "platform/os/LastError.h"
+
+#include <sys/mman.h>
+
+#include <cerrno>
+#include <ctime>
+#include <mutex>
+#include <new>
+#include <unordered_map>
+
+namespace rdx::os {
+namespace {
+
+// munmap needs the length the mapping was made with; the system remembers it for a region
+// released by address only, so this table stands in for that memory.
+struct RegionTable {
+  std::mutex lock;  // guards sizes; never held across a system call that can block for long
+  std::unordered_map<void*, std::size_t> sizes;
+};
+
+RegionTable& Regions() {
+  // Never destroyed: regions may still be released from other objects' destructors at exit.
+  static RegionTable* table = new RegionTable;
+  return *table;
+}
+
+}  // namespace
+
+void* CommitRegion(std::size_t size) noexcept {
+  if (size == 0) {
+    SetLastError(kErrorInvalidParameter);
+    return nullptr;
+  }
+  void* address = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (address == MAP_FAILED) {
+    SetLastErrorFromErrno(errno);
+    return nullptr;
+  }
+  try {
+    RegionTable& table = Regions();
+    std::lock_guard<std::mutex> guard(table.lock);
+    table.sizes[address] = size;
+  } catch (const std::bad_alloc&) {
+    munmap(address, size);
+    SetLastError(kErrorNotEnoughMemory);
+    return nullptr;
+  }
+  return address;
+}
+
+bool ReleaseRegion(void* address) noexcept {
+  if (address == nullptr) {
+    SetLastError(kErrorInvalidParameter);
+    return false;
+  }
+  std::size_t size = 0;
+  {
+    RegionTable& table = Regions();
+    std::lock_guard<std::mutex> guard(table.lock);
+    const auto found = table.sizes.find(address);
+    if (found == table.sizes.end()) {
+      SetLastError(kErrorInvalidParameter);
+      return false;
+    }
+    size = found->second;
+    table.sizes.erase(found);
+  }
+  if (munmap(address, size) != 0) {
+    SetLastErrorFromErrno(errno);
+    return false;
+  }
+  return true;
+}
+
+std::int64_t MonotonicTicks() noexcept {
+  timespec ts {};
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return static_cast<std::int64_t>(ts.tv_sec) * kMonotonicFrequency + ts.tv_nsec;
+}
+
+}  // namespace rdx::os

@@ -1,0 +1,20 @@
+#pragma once
+// Committed memory regions straight from the system, and the high-resolution counter.
+
+#include <cstddef>
+#include <cstdint>
+
+namespace rdx::os {
+
+// A private, anonymous, read-write mapping of `size` bytes; null on failure (also for 0).
+// The region's size is remembered so that ReleaseRegion needs only the address.
+void* CommitRegion(std::size_t size) noexcept;
+
+// Unmaps a region CommitRegion gave; false for null or an address it never gave.
+bool ReleaseRegion(void* address) noexcept;
+
+// CLOCK_MONOTONIC in nanoseconds, and its frequency in ticks per second.
+std::int64_t MonotonicTicks() noexcept;
+inline constexpr std::int64_t kMonotonicFrequency = 1000000000;
+
+}  // namespace rdx::os

@@ -1,0 +1,153 @@
+#include "platform/os/RegistryStore.h"
+
+#include "platform/os/LastError.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <vector>
+
+namespace rdx::os {
+namespace {
+
+std::vector<std::string> KeyLevels(const std::string& keyPath) {
+  std::vector<std::string> levels;
+  std::string current;
+  for (char c : keyPath) {
+    if (c == '\\' || c == '/') {
+      if (!current.empty()) levels.push_back(current);
+      current.clear();
+    } else {
+      current += c;
+    }
+  }
+  if (!current.empty()) levels.push_back(current);
+  return levels;
+}
+
+bool SameName(const std::string& a, const std::string& b) {
+  return a.size() == b.size() && strcasecmp(a.c_str(), b.c_str()) == 0;
+}
+
+// The entry of `folder` whose name matches `name` without case; code 2 or 5 when there is none.
+RegistryRead FindEntry(const std::string& folder, const std::string& name) {
+  RegistryRead result;
+  DIR* dir = opendir(folder.c_str());
+  if (dir == nullptr) {
+    result.code = (errno == EACCES || errno == EPERM) ? kErrorAccessDenied : kErrorFileNotFound;
+    return result;
+  }
+  result.code = kErrorFileNotFound;
+  while (const dirent* entry = readdir(dir)) {
+    const std::string entryName = entry->d_name;
+    if (entryName == "." || entryName == "..") continue;
+    if (SameName(entryName, name)) {
+      result.code = 0;
+      result.value = folder + "/" + entryName;
+      // An exact match wins over a case-folded one, so lookups stay stable when both exist.
+      if (entryName == name) break;
+    }
+  }
+  closedir(dir);
+  return result;
+}
+
+std::string TrimRight(std::string text) {
+  while (!text.empty() && (text.back() == '\r' || text.back() == ' ' || text.back() == '\t')) {
+    text.pop_back();
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string RegistryRoot() {
+  const char* root = std::getenv("RDX_REGISTRY_ROOT");
+  return (root != nullptr && *root != '\0') ? root : "/etc/quorvan/registry";
+}
+
+RegistryRead FindRegistryKey(const std::string& root, const std::string& keyPath) {
+  RegistryRead result;
+  result.value = root;
+  while (result.value.size() > 1 && result.value.back() == '/') result.value.pop_back();
+  if (access(result.value.c_str(), F_OK) != 0) {
+    result.code = kErrorFileNotFound;
+    return result;
+  }
+  for (const std::string& level : KeyLevels(keyPath)) {
+    result = FindEntry(result.value, level);
+    if (result.code != 0) return result;
+  }
+  return result;
+}
+
+RegistryRead FindRegistryValue(const std::string& valuesText, const std::string& valueName,
+                               std::size_t capacity) {
+  RegistryRead result;
+  result.code = kErrorFileNotFound;
+  std::size_t lineStart = 0;
+  while (lineStart < valuesText.size()) {
+    std::size_t lineEnd = valuesText.find('\n', lineStart);
+    if (lineEnd == std::string::npos) lineEnd = valuesText.size();
+    const std::string line = valuesText.substr(lineStart, lineEnd - lineStart);
+    lineStart = lineEnd + 1;
+    const std::size_t equals = line.find('=');
+    if (equals == std::string::npos) continue;  // not a value line: ignored, nothing else lost
+    std::string name = line.substr(0, equals);
+    while (!name.empty() && (name.front() == ' ' || name.front() == '\t')) name.erase(0, 1);
+    if (!SameName(TrimRight(name), valueName)) continue;
+    // The value is every byte after "=": blanks around it are part of it, as in the registry.
+    std::string value = line.substr(equals + 1);
+    if (!value.empty() && value.back() == '\r') value.pop_back();
+    if (value.size() + 1 > capacity) {
+      result.code = kErrorMoreData;
+      return result;
+    }
+    // Values are read as bytes: a NUL inside ends the text.
+    const std::size_t nul = value.find('\0');
+    if (nul != std::string::npos) value.resize(nul);
+    result.code = 0;
+    result.value = value;
+    return result;  // the first line of a name wins
+  }
+  return result;
+}
+
+RegistryRead ReadRegistryValue(const std::string& root, const std::string& keyPath,
+                               const std::string& valueName, std::size_t capacity) {
+  RegistryRead key = FindRegistryKey(root, keyPath);
+  if (key.code != 0) return key;
+  RegistryRead file = FindEntry(key.value, "values");
+  if (file.code != 0) return file;
+  const int fd = open(file.value.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    file.code = (errno == EACCES || errno == EPERM) ? kErrorAccessDenied : kErrorFileNotFound;
+    return file;
+  }
+  std::string text;
+  char buffer[4096];
+  for (;;) {
+    const ssize_t got = read(fd, buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;  // a signal is no reason to lose the value
+    if (got < 0) {
+      close(fd);
+      file.code = kErrorAccessDenied;  // e.g. the "values" entry is a folder
+      return file;
+    }
+    if (got == 0) break;
+    text.append(buffer, static_cast<std::size_t>(got));
+    if (text.size() > kMaxRegistryFileBytes) {
+      close(fd);
+      file.code = kErrorAccessDenied;
+      return file;
+    }
+  }
+  close(fd);
+  return FindRegistryValue(text, valueName, capacity);
+}
+
+}  // namespace rdx::os
