@@ -9,6 +9,11 @@
 #include <rdx/foundation/StringUtility.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
+#include <rdx/reporting/IReporter.h>
+#include <rdx/reporting/IReporterSink.h>
+#include <rdx/reporting/PipeListener.h>
+#include <rdx/reporting/PipeSender.h>
+#include <rdx/reporting/Reporter.h>
 
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
 
