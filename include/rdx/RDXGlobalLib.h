@@ -4,13 +4,17 @@
 #include <rdx/Export.h>
 
 // Foundation: status records and forms, string utilities, name-value maps, the object base.
+#include <rdx/foundation/IObject.h>
+#include <rdx/foundation/Object.h>
 #include <rdx/foundation/Status.h>
 #include <rdx/foundation/StatusItem.h>
 #include <rdx/foundation/StringUtility.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
+#include <rdx/reporting/ConsoleHandler.h>
 #include <rdx/reporting/IReporter.h>
 #include <rdx/reporting/IReporterSink.h>
+#include <rdx/reporting/LogFileHandler.h>
 #include <rdx/reporting/PipeListener.h>
 #include <rdx/reporting/PipeSender.h>
 #include <rdx/reporting/Reporter.h>
