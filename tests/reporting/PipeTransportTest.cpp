@@ -114,13 +114,15 @@ TEST_F(PipeTransport, ConcurrentClientsAreServedInOrderByTheirOwnThreads) {
   ASSERT_TRUE(listener.ConnectTo("clients", &Inbox::Receive, &inbox, "."));
   constexpr int kClients = 2;
   constexpr int kMessages = 300;
+  // Both connected before either sends, and kept until everything arrived, so both handler
+  // threads are alive at once (thread ids are not reused under the test's feet).
+  PipeSender senders[kClients];
+  for (auto& sender : senders) ASSERT_TRUE(sender.ConnectTo("clients", "."));
   std::vector<std::thread> clients;
   for (int c = 0; c < kClients; ++c) {
-    clients.emplace_back([c] {
-      PipeSender sender;
-      ASSERT_TRUE(sender.ConnectTo("clients", "."));
+    clients.emplace_back([c, &senders] {
       for (int i = 0; i < kMessages; ++i) {
-        ASSERT_TRUE(sender.SendMessageW(std::to_string(c) + ":" + std::to_string(i)));
+        ASSERT_TRUE(senders[c].SendMessageW(std::to_string(c) + ":" + std::to_string(i)));
       }
     });
   }
