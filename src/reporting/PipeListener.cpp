@@ -11,6 +11,7 @@
 #include <mutex>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace QUORVAN::Rendix::Global {
 namespace {
@@ -19,17 +20,18 @@ namespace {
 constexpr int kPollMilliseconds = 50;
 // Messages are read in chunks of this size; each chunk counts as zero-terminated text.
 constexpr std::size_t kChunkBytes = 8000;
-// No message larger than this is accepted from a client, whatever it claims.
-constexpr std::size_t kMaxMessageBytes = 16u << 20;
+// Each client's receive buffer, and so the largest message accepted. A sender's socket buffer
+// (212992 bytes by default) bounds what it can send in one message anyway.
+constexpr std::size_t kMaxMessageBytes = 256u << 10;
 
 // Joins the chunks of one message as the reader sees them: text up to the first zero byte of
 // each 8000-byte chunk. Kept so: the transport carries text, never binary.
-std::string AssembleMessage(const std::string& raw) {
+std::string AssembleMessage(const char* raw, std::size_t rawSize) {
   std::string message;
-  message.reserve(raw.size());
-  for (std::size_t offset = 0; offset < raw.size(); offset += kChunkBytes) {
-    const std::size_t size = std::min(kChunkBytes, raw.size() - offset);
-    const char* chunk = raw.data() + offset;
+  message.reserve(rawSize);
+  for (std::size_t offset = 0; offset < rawSize; offset += kChunkBytes) {
+    const std::size_t size = std::min(kChunkBytes, rawSize - offset);
+    const char* chunk = raw + offset;
     const void* zero = std::memchr(chunk, '\0', size);
     message.append(chunk, zero ? static_cast<const char*>(zero) - chunk : size);
   }
@@ -153,27 +155,33 @@ void PipeListener::ListeningForConnections(void* listener) {
 
 void PipeListener::HandlingConnections(void* connection) {
   auto* client = static_cast<Connection*>(connection);
-  std::string raw;
-  while (client->active->load()) {
-    const auto wait = client->socket.WaitReadable(kPollMilliseconds);
-    if (!client->active->load()) break;
-    if (wait == rdx::os::SeqPacketSocket::Wait::kTimeout) continue;
-    const auto received = wait == rdx::os::SeqPacketSocket::Wait::kReady
-                              ? client->socket.ReceiveMessage(raw, kMaxMessageBytes)
-                              : rdx::os::SeqPacketSocket::Receive::kFailed;
-    if (received == rdx::os::SeqPacketSocket::Receive::kMessage) {
+  using Receive = rdx::os::SeqPacketSocket::Receive;
+  try {
+    std::vector<char> buffer(kMaxMessageBytes);
+    while (client->active->load()) {
+      std::size_t size = 0;
+      const Receive received = client->socket.ReceiveMessage(buffer.data(), buffer.size(), size);
+      if (received == Receive::kNone) {
+        // Nothing waiting: poll rather than block, so a cleared active flag is seen in time.
+        if (client->socket.WaitReadable(kPollMilliseconds) ==
+            rdx::os::SeqPacketSocket::Wait::kFailed) {
+          break;
+        }
+        continue;
+      }
+      if (received == Receive::kTooLarge) continue;  // dropped whole; the next one is read
+      // The client has gone (109, 232, 6); any other failure would only repeat at once, so it
+      // ends the client as well.
+      if (received != Receive::kMessage) break;
       if (client->callback == nullptr) continue;
       try {
-        client->callback(client->context, AssembleMessage(raw));
+        client->callback(client->context, AssembleMessage(buffer.data(), size));
       } catch (...) {
         // A throwing callback loses this message only; the client stays served.
       }
-      continue;
     }
-    if (received == rdx::os::SeqPacketSocket::Receive::kTooLarge) continue;
-    // The client has gone (109, 232, 6); any other failure would only repeat at once, so it
-    // ends the client as well.
-    break;
+  } catch (...) {
+    // No memory for the buffer: the client is dropped.
   }
   client->socket.Close();
   client->ended.store(true);

@@ -160,19 +160,21 @@ bool SeqPacketSocket::Send(const char* data, std::size_t size) const noexcept {
   return true;  // a seqpacket send is all or nothing
 }
 
-SeqPacketSocket::Receive SeqPacketSocket::ReceiveMessage(std::string& message,
-                                                         std::size_t ceiling) const {
-  message.clear();
+SeqPacketSocket::Receive SeqPacketSocket::ReceiveMessage(char* buffer, std::size_t capacity,
+                                                         std::size_t& size) const noexcept {
+  size = 0;
   if (fd_ < 0) {
     SetLastError(kErrorInvalidHandle);
     return Receive::kFailed;
   }
   ssize_t length;
   do {
-    // MSG_TRUNC with a peek gives the whole length of the next message without taking it.
-    length = ::recv(fd_, nullptr, 0, MSG_PEEK | MSG_TRUNC);
+    // MSG_TRUNC makes the result the whole length of the message even when it did not fit, so
+    // one call both reads a message and tells an oversized one apart.
+    length = ::recv(fd_, buffer, capacity, MSG_TRUNC | MSG_DONTWAIT);
   } while (length < 0 && errno == EINTR);
   if (length < 0) {
+    if (errno == EAGAIN || errno == EWOULDBLOCK) return Receive::kNone;
     SetLastErrorFromErrno(errno);
     return Receive::kFailed;
   }
@@ -181,24 +183,11 @@ SeqPacketSocket::Receive SeqPacketSocket::ReceiveMessage(std::string& message,
     SetLastError(kErrorBrokenPipe);
     return Receive::kClosed;
   }
-  const auto size = static_cast<std::size_t>(length);
-  if (size > ceiling) {
-    char discard;
-    (void)::recv(fd_, &discard, 1, MSG_TRUNC);  // takes the whole record, keeps one byte
+  if (static_cast<std::size_t>(length) > capacity) {
     SetLastError(kErrorMoreData);
     return Receive::kTooLarge;
   }
-  message.resize(size);
-  ssize_t got;
-  do {
-    got = ::recv(fd_, message.data(), size, 0);
-  } while (got < 0 && errno == EINTR);
-  if (got < 0) {
-    SetLastErrorFromErrno(errno);
-    message.clear();
-    return Receive::kFailed;
-  }
-  message.resize(static_cast<std::size_t>(got));
+  size = static_cast<std::size_t>(length);
   return Receive::kMessage;
 }
 

@@ -11,7 +11,7 @@ namespace rdx::os {
 class SeqPacketSocket {
  public:
   enum class Wait { kReady, kTimeout, kFailed };
-  enum class Receive { kMessage, kClosed, kTooLarge, kFailed };
+  enum class Receive { kMessage, kNone, kClosed, kTooLarge, kFailed };
 
   SeqPacketSocket() = default;
   ~SeqPacketSocket();
@@ -40,9 +40,10 @@ class SeqPacketSocket {
   // Sends one message; false with the last error set (109 when the peer has gone, 6 when this
   // socket is not open). An empty message is not sent: a zero-length record reads as hang-up.
   bool Send(const char* data, std::size_t size) const noexcept;
-  // Receives the next whole message into message. kClosed when the peer hung up; kTooLarge when
-  // the message exceeded ceiling bytes (it is consumed and discarded, nothing is allocated).
-  Receive ReceiveMessage(std::string& message, std::size_t ceiling) const;
+  // Takes the next whole message into buffer without waiting; size is its length. kNone when no
+  // message is waiting; kClosed when the peer hung up; kTooLarge when the message exceeded
+  // capacity (it is consumed and discarded).
+  Receive ReceiveMessage(char* buffer, std::size_t capacity, std::size_t& size) const noexcept;
 
  private:
   explicit SeqPacketSocket(int fd) noexcept : fd_(fd) {}
