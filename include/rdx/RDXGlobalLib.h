@@ -4,6 +4,8 @@
 #include <rdx/Export.h>
 
 // Foundation: status records and forms, string utilities, name-value maps, the object base.
+#include <rdx/foundation/IObject.h>
+#include <rdx/foundation/Object.h>
 #include <rdx/foundation/Status.h>
 #include <rdx/foundation/StatusItem.h>
 #include <rdx/foundation/StringUtility.h>
@@ -11,6 +13,13 @@
 #include <rdx/foundation/NameValueMap.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
+#include <rdx/reporting/ConsoleHandler.h>
+#include <rdx/reporting/IReporter.h>
+#include <rdx/reporting/IReporterSink.h>
+#include <rdx/reporting/LogFileHandler.h>
+#include <rdx/reporting/PipeListener.h>
+#include <rdx/reporting/PipeSender.h>
+#include <rdx/reporting/Reporter.h>
 #include <rdx/reporting/StatusFilter.h>
 
 // Remote interfaces: RPC plumbing, interface definitions, proxies.

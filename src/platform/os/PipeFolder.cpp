@@ -1,0 +1,84 @@
+#include "platform/os/PipeFolder.h"
+
+#include "platform/os/LastError.h"
+
+#include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace rdx::os {
+namespace {
+
+// mkdir -p; an existing folder is fine.
+bool MakeFolders(const std::string& folder, mode_t mode) {
+  for (std::size_t i = 1; i <= folder.size(); ++i) {
+    if (i != folder.size() && folder[i] != '/') continue;
+    const std::string part = folder.substr(0, i);
+    if (::mkdir(part.c_str(), mode) != 0 && errno != EEXIST) {
+      SetLastErrorFromErrno(errno);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool Usable(std::string folder, mode_t mode, std::string& out) {
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  if (folder.empty() || !MakeFolders(folder, mode)) return false;
+  // Connecting to a socket file needs write and search permission on its folder.
+  if (::access(folder.c_str(), W_OK | X_OK) != 0) {
+    SetLastErrorFromErrno(errno);
+    return false;
+  }
+  out = folder + "/";
+  return true;
+}
+
+}  // namespace
+
+std::string PipeFolder() {
+  std::string folder;
+  if (const char* configured = std::getenv("RDX_PIPE_DIR"); configured && *configured) {
+    return Usable(configured, 0755, folder) ? folder : std::string();
+  }
+  if (Usable("/run/quorvan/pipes", 0755, folder)) return folder;
+  if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime && *runtime) {
+    if (Usable(std::string(runtime) + "/quorvan/pipes", 0700, folder)) return folder;
+  }
+  if (Usable("/tmp/quorvan-pipes-" + std::to_string(::getuid()), 0700, folder)) return folder;
+  return {};
+}
+
+bool IsThisMachine(const std::string& machine) {
+  if (machine.empty() || machine == "." || ::strcasecmp(machine.c_str(), "localhost") == 0 ||
+      machine.rfind("127", 0) == 0) {
+    return true;
+  }
+  char host[256] = {};
+  if (::gethostname(host, sizeof host - 1) != 0) return false;
+  if (::strcasecmp(machine.c_str(), host) == 0) return true;
+  // A fully qualified form of this host's short name also means this machine.
+  const std::string shortName(host);
+  return machine.size() > shortName.size() && machine[shortName.size()] == '.' &&
+         ::strncasecmp(machine.c_str(), host, shortName.size()) == 0;
+}
+
+std::string PipeSocketPath(const std::string& pipeName, const std::string& machine) {
+  if (!IsThisMachine(machine)) {
+    SetLastError(kErrorBadNetPath);
+    return {};
+  }
+  if (pipeName.empty()) {
+    SetLastError(kErrorInvalidParameter);
+    return {};
+  }
+  std::string folder = PipeFolder();
+  if (folder.empty()) return {};
+  for (const char c : pipeName) folder += (c == '/' || c == '\\') ? '_' : c;
+  return folder;
+}
+
+}  // namespace rdx::os

@@ -1,0 +1,53 @@
+#pragma once
+// A Unix-domain SOCK_SEQPACKET socket: connection-oriented and keeping message boundaries, the
+// Linux stand-in for a message-mode named pipe. Failures set the thread's last error in the
+// Win32 code space (2 no such pipe, 6 invalid handle, 109 broken pipe, ...).
+
+#include <cstddef>
+#include <string>
+
+namespace rdx::os {
+
+class SeqPacketSocket {
+ public:
+  enum class Wait { kReady, kTimeout, kFailed };
+  enum class Receive { kMessage, kNone, kClosed, kTooLarge, kFailed };
+
+  SeqPacketSocket() = default;
+  ~SeqPacketSocket();
+  SeqPacketSocket(SeqPacketSocket&& other) noexcept;
+  SeqPacketSocket& operator=(SeqPacketSocket&& other) noexcept;
+  SeqPacketSocket(const SeqPacketSocket&) = delete;
+  SeqPacketSocket& operator=(const SeqPacketSocket&) = delete;
+
+  // Connects to the socket file at path; blocks while the listener's backlog is full (a busy
+  // pipe is waited for). Invalid socket with last error 2 when nobody listens there.
+  static SeqPacketSocket Connect(const std::string& path);
+  // Binds and listens at path, readable and writable by everyone (any local caller may connect).
+  // A stale socket file nobody listens on is replaced; a live one fails with last error 231.
+  static SeqPacketSocket Listen(const std::string& path);
+
+  // Removes the socket file a listener was bound to; a missing file is fine.
+  static void RemoveSocketFile(const std::string& path) noexcept;
+
+  bool Valid() const noexcept { return fd_ >= 0; }
+  void Close() noexcept;
+
+  // Waits up to timeoutMs for a connection (listening) or a message / hang-up (connected).
+  Wait WaitReadable(int timeoutMs) const noexcept;
+  // Accepts one pending connection; invalid socket when there was none or on failure.
+  SeqPacketSocket Accept() const;
+  // Sends one message; false with the last error set (109 when the peer has gone, 6 when this
+  // socket is not open). An empty message is not sent: a zero-length record reads as hang-up.
+  bool Send(const char* data, std::size_t size) const noexcept;
+  // Takes the next whole message into buffer without waiting; size is its length. kNone when no
+  // message is waiting; kClosed when the peer hung up; kTooLarge when the message exceeded
+  // capacity (it is consumed and discarded).
+  Receive ReceiveMessage(char* buffer, std::size_t capacity, std::size_t& size) const noexcept;
+
+ private:
+  explicit SeqPacketSocket(int fd) noexcept : fd_(fd) {}
+  int fd_ = -1;
+};
+
+}  // namespace rdx::os

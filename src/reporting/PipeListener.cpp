@@ -1,0 +1,190 @@
+#include <rdx/reporting/PipeListener.h>
+
+#include "platform/os/LastError.h"
+#include "platform/os/PipeFolder.h"
+#include "platform/os/SeqPacketSocket.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <list>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace QUORVAN::Rendix::Global {
+namespace {
+
+// Pending I/O is polled this often so a cleared active flag is seen within this time.
+constexpr int kPollMilliseconds = 50;
+// Messages are read in chunks of this size; each chunk counts as zero-terminated text.
+constexpr std::size_t kChunkBytes = 8000;
+// Each client's receive buffer, and so the largest message accepted. A sender's socket buffer
+// (212992 bytes by default) bounds what it can send in one message anyway.
+constexpr std::size_t kMaxMessageBytes = 256u << 10;
+
+// Joins the chunks of one message as the reader sees them: text up to the first zero byte of
+// each 8000-byte chunk. Kept so: the transport carries text, never binary.
+std::string AssembleMessage(const char* raw, std::size_t rawSize) {
+  std::string message;
+  message.reserve(rawSize);
+  for (std::size_t offset = 0; offset < rawSize; offset += kChunkBytes) {
+    const std::size_t size = std::min(kChunkBytes, rawSize - offset);
+    const char* chunk = raw + offset;
+    const void* zero = std::memchr(chunk, '\0', size);
+    message.append(chunk, zero ? static_cast<const char*>(zero) - chunk : size);
+  }
+  return message;
+}
+
+}  // namespace
+
+struct PipeListener::State {
+  std::atomic<bool> active{true};  // while set, the threads keep serving
+  std::string path;                // "\\\\machine\\PIPE\\name"
+  std::string socketPath;
+  Callback callback = nullptr;
+  void* context = nullptr;
+  rdx::os::SeqPacketSocket listening;
+  std::thread listener;
+  std::atomic<bool> listenerEnded{true};
+};
+
+namespace {
+
+// One client's record, owned by its handler thread.
+struct Connection {
+  rdx::os::SeqPacketSocket socket;
+  PipeListener::Callback callback;
+  void* context;
+  const std::atomic<bool>* active;
+  std::atomic<bool> ended{false};
+};
+
+}  // namespace
+
+PipeListener::PipeListener() : state_(std::make_unique<State>()) {}
+
+PipeListener::~PipeListener() {
+  Stop();
+  Close();
+}
+
+void PipeListener::Stop() { state_->active.store(false); }
+
+bool PipeListener::ConnectTo(const std::string& pipeName, Callback callback, void* context,
+                             const std::string& machine) {
+  try {
+    if (!state_->listenerEnded.load()) {
+      rdx::os::SetLastError(rdx::os::kErrorPipeBusy);
+      return false;
+    }
+    if (state_->listener.joinable()) state_->listener.join();
+    const std::string socketPath = rdx::os::PipeSocketPath(pipeName, machine);
+    if (socketPath.empty()) return false;
+    // Created here rather than on the listening thread, so a client may connect as soon as
+    // this returns and a failure is reported to the caller instead of ending a thread quietly.
+    rdx::os::SeqPacketSocket listening = rdx::os::SeqPacketSocket::Listen(socketPath);
+    if (!listening.Valid()) return false;
+    state_->path = "\\\\" + machine + "\\PIPE\\" + pipeName;
+    state_->socketPath = socketPath;
+    state_->callback = callback;
+    state_->context = context;
+    state_->listening = std::move(listening);
+    state_->active.store(true);
+    state_->listenerEnded.store(false);
+    try {
+      state_->listener = std::thread(&PipeListener::ListeningForConnections, state_.get());
+    } catch (...) {
+      state_->listenerEnded.store(true);
+      state_->listening.Close();
+      throw;
+    }
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+bool PipeListener::Close() {
+  if (state_->listener.joinable()) state_->listener.join();
+  return true;
+}
+
+void PipeListener::ListeningForConnections(void* listener) {
+  auto* state = static_cast<State*>(listener);
+  std::list<std::pair<std::thread, std::unique_ptr<Connection>>> handlers;
+  auto reap = [&handlers](bool all) {
+    for (auto it = handlers.begin(); it != handlers.end();) {
+      if (all || it->second->ended.load()) {
+        it->first.join();
+        it = handlers.erase(it);
+      } else {
+        ++it;
+      }
+    }
+  };
+  try {
+    while (state->active.load()) {
+      const auto wait = state->listening.WaitReadable(kPollMilliseconds);
+      if (!state->active.load() || wait == rdx::os::SeqPacketSocket::Wait::kFailed) break;
+      reap(false);  // finished clients leave no thread behind in a long-running listener
+      if (wait == rdx::os::SeqPacketSocket::Wait::kTimeout) continue;
+      rdx::os::SeqPacketSocket client = state->listening.Accept();
+      if (!client.Valid()) continue;
+      auto connection = std::make_unique<Connection>();
+      connection->socket = std::move(client);
+      connection->callback = state->callback;
+      connection->context = state->context;
+      connection->active = &state->active;
+      Connection* raw = connection.get();
+      handlers.emplace_back(std::thread(&PipeListener::HandlingConnections, raw),
+                            std::move(connection));
+    }
+  } catch (...) {
+    // Out of threads or memory: stop accepting; the clients already served finish below.
+  }
+  reap(true);
+  // The name is released before the socket, so a listener started afterwards binds afresh.
+  rdx::os::SeqPacketSocket::RemoveSocketFile(state->socketPath);
+  state->listening.Close();
+  state->path.clear();
+  state->listenerEnded.store(true);
+}
+
+void PipeListener::HandlingConnections(void* connection) {
+  auto* client = static_cast<Connection*>(connection);
+  using Receive = rdx::os::SeqPacketSocket::Receive;
+  try {
+    std::vector<char> buffer(kMaxMessageBytes);
+    while (client->active->load()) {
+      std::size_t size = 0;
+      const Receive received = client->socket.ReceiveMessage(buffer.data(), buffer.size(), size);
+      if (received == Receive::kNone) {
+        // Nothing waiting: poll rather than block, so a cleared active flag is seen in time.
+        if (client->socket.WaitReadable(kPollMilliseconds) ==
+            rdx::os::SeqPacketSocket::Wait::kFailed) {
+          break;
+        }
+        continue;
+      }
+      if (received == Receive::kTooLarge) continue;  // dropped whole; the next one is read
+      // The client has gone (109, 232, 6); any other failure would only repeat at once, so it
+      // ends the client as well.
+      if (received != Receive::kMessage) break;
+      if (client->callback == nullptr) continue;
+      try {
+        client->callback(client->context, AssembleMessage(buffer.data(), size));
+      } catch (...) {
+        // A throwing callback loses this message only; the client stays served.
+      }
+    }
+  } catch (...) {
+    // No memory for the buffer: the client is dropped.
+  }
+  client->socket.Close();
+  client->ended.store(true);
+}
+
+}  // namespace QUORVAN::Rendix::Global

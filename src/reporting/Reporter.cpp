@@ -1,0 +1,182 @@
+#include <rdx/reporting/Reporter.h>
+
+#include "platform/os/ThreadPriority.h"
+#include "reporting/ReporterState.h"
+
+#include <rdx/foundation/Status.h>
+
+#include <chrono>
+#include <utility>
+
+namespace QUORVAN::Rendix::Global {
+namespace {
+
+using namespace std::chrono_literals;
+
+// An idle notifier looks at the queue this often instead of being woken by every Log, which
+// keeps Log down to one string copy under a short lock.
+constexpr auto kIdlePoll = 50ms;
+// While closing, each wait is bounded by this step so a stuck sink cannot hang Close forever.
+constexpr auto kCloseStep = 100ms;
+
+}  // namespace
+
+void Reporter::State::NotifySinks() {
+  rdx::os::LowerCurrentThreadPriority();
+  std::string line;
+  while (!stop.load()) {
+    // Read the drain request before looking at the queue: if the queue is then empty, every
+    // line logged before that request has been taken and delivered by this thread.
+    const std::uint64_t requested = drainRequested.load();
+    bool have = false;
+    {
+      std::lock_guard lock(queueLock);
+      if (!pending.empty()) {
+        line = std::move(pending.front());
+        pending.pop_front();
+        have = true;
+      }
+    }
+    if (!have) {
+      std::unique_lock lock(drainLock);
+      if (requested > drainDone) {
+        drainDone = requested;
+        drainChanged.notify_all();
+      }
+      drainChanged.wait_for(lock, kIdlePoll, [this] {
+        return stop.load() || drainRequested.load() > drainDone;
+      });
+      continue;
+    }
+    std::lock_guard lock(sinksLock);
+    for (IReporterSink* sink : sinks) {
+      // A sink that throws loses this line only; the others still get it.
+      try {
+        sink->Log(line.c_str());
+      } catch (...) {
+      }
+    }
+  }
+  std::lock_guard lock(drainLock);
+  threadEnded.store(true);
+  drainChanged.notify_all();
+}
+
+Reporter::Reporter() : state_(std::make_unique<State>()) { Init(); }
+
+Reporter::~Reporter() { Close(); }
+
+int Reporter::Init() {
+  try {
+    std::lock_guard lifecycle(state_->lifecycleLock);
+    state_->closed.store(false);
+    if (state_->threadHeld.load()) return 1;
+    {
+      std::lock_guard lock(state_->drainLock);
+      state_->stop.store(false);
+      state_->threadEnded.store(false);
+      state_->drainDone = state_->drainRequested.load();
+    }
+    try {
+      state_->notifier = std::thread([state = state_.get()] { state->NotifySinks(); });
+    } catch (...) {
+      state_->threadEnded.store(true);
+      throw;
+    }
+    state_->threadHeld.store(true);
+    return 1;
+  } catch (...) {
+    return 0;
+  }
+}
+
+int Reporter::Close() {
+  try {
+    std::lock_guard lifecycle(state_->lifecycleLock);
+    state_->closed.store(true);
+    if (!state_->threadHeld.load()) return 1;
+    while (!state_->threadEnded.load()) {
+      WaitForNotifications();  // bounded to one step because closed is set
+      std::unique_lock lock(state_->drainLock);
+      state_->stop.store(true);
+      state_->drainChanged.notify_all();
+      state_->drainChanged.wait_for(lock, kCloseStep,
+                                    [this] { return state_->threadEnded.load(); });
+    }
+    state_->notifier.join();
+    state_->threadHeld.store(false);
+    std::lock_guard lock(state_->sinksLock);
+    state_->sinks.clear();
+    return 1;
+  } catch (...) {
+    return 0;
+  }
+}
+
+int Reporter::Log(const char* line) {
+  if (line == nullptr || !state_->threadHeld.load(std::memory_order_relaxed)) return 1;
+  try {
+    std::string copy(line);  // made before the lock so the lock covers only the push
+    std::lock_guard lock(state_->queueLock);
+    if (state_->pending.size() < kMaxPendingLines) {
+      state_->pending.push_back(std::move(copy));
+    } else {
+      ++state_->droppedLines;
+    }
+    return 1;
+  } catch (...) {
+    return 0;
+  }
+}
+
+int Reporter::Log(const char* source, const char* message) {
+  try {
+    GeneralUtilityLib::Status status;
+    status.Append(0, message ? message : "", source ? source : "", "");
+    const std::string text = status.ToString(nullptr);
+    return Log(text.c_str());
+  } catch (...) {
+    return 0;
+  }
+}
+
+int Reporter::Attach(IReporterSink* sink) {
+  if (!state_->threadHeld.load() || state_->threadEnded.load()) return 1;
+  try {
+    std::lock_guard lock(state_->sinksLock);
+    if (sink != nullptr) state_->sinks.insert(sink);
+    return 1;
+  } catch (...) {
+    return 0;
+  }
+}
+
+int Reporter::Detach(IReporterSink* sink) {
+  if (!state_->threadHeld.load() || state_->threadEnded.load()) return 1;
+  WaitForNotifications();
+  std::lock_guard lock(state_->sinksLock);
+  if (sink != nullptr) state_->sinks.erase(sink);
+  return 1;
+}
+
+int Reporter::WaitForNotifications() {
+  if (!state_->threadHeld.load()) return 1;
+  try {
+    std::unique_lock lock(state_->drainLock);
+    const std::uint64_t ticket = state_->drainRequested.load() + 1;
+    state_->drainRequested.store(ticket);
+    state_->drainChanged.notify_all();
+    // A notifier that has ended will never drain; waiting for it would be waiting forever.
+    auto drained = [&] { return state_->drainDone >= ticket || state_->threadEnded.load(); };
+    if (state_->closed.load()) {
+      state_->drainChanged.wait_for(lock, kCloseStep, drained);
+    } else {
+      state_->drainChanged.wait(lock, drained);
+    }
+    return 1;
+  } catch (...) {
+    return 0;
+  }
+}
+
+}  // namespace QUORVAN::Rendix::Global

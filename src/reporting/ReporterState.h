@@ -1,0 +1,49 @@
+#pragma once
+// The inside of a Reporter: its queue, sink map, locks and notifier thread. Kept out of the
+// public header so that header shows no threads or locks; tests reach it through a peer.
+
+#include <rdx/reporting/Reporter.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+
+namespace QUORVAN::Rendix::Global {
+
+struct Reporter::State {
+  // Guards pending and droppedLines. Held only to push or pop one line; never while a sink
+  // runs, so loggers are not slowed by slow sinks.
+  std::mutex queueLock;
+  std::deque<std::string> pending;
+  std::uint64_t droppedLines = 0;  // lines refused because kMaxPendingLines were pending
+
+  // Guards sinks. Held for one line's whole delivery, so Attach and Detach wait for it. The
+  // notifier never holds it together with queueLock.
+  std::mutex sinksLock;
+  std::set<IReporterSink*> sinks;  // ascending pointer order is the delivery order
+
+  // Guards the waits below: drain requests, the stop request and the thread's end. Written
+  // under this lock so a waiter on drainChanged cannot miss a change; read lock-free on the
+  // notifier's busy path.
+  std::mutex drainLock;
+  std::condition_variable drainChanged;
+  std::atomic<std::uint64_t> drainRequested{0};  // bumped by each WaitForNotifications
+  std::uint64_t drainDone = 0;                   // highest request known to be drained
+  std::atomic<bool> stop{false};
+  std::atomic<bool> threadEnded{true};
+
+  // Serialises Init and Close, the only writers of notifier and threadHeld.
+  std::mutex lifecycleLock;
+  std::thread notifier;
+  std::atomic<bool> threadHeld{false};  // a notifier has been started and not yet joined
+  std::atomic<bool> closed{false};      // set by Close, cleared by Init
+
+  void NotifySinks();
+};
+
+}  // namespace QUORVAN::Rendix::Global

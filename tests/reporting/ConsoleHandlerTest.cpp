@@ -1,0 +1,73 @@
+#include <rdx/foundation/Status.h>
+#include <rdx/reporting/ConsoleHandler.h>
+#include <rdx/reporting/LogFileHandler.h>
+
+#include "reporting/ReportFormatter.h"
+#include "support/IsolatedEnvironment.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+
+namespace QUORVAN::Rendix::Global {
+namespace {
+
+std::string OneItem(const std::string& source, const std::string& message) {
+  GeneralUtilityLib::Status status;
+  status.Append(0, message, source, "");
+  return status.ToString(nullptr);
+}
+
+TEST(ConsoleHandler, ReportPercentSequencesAreInterpretedSafely) {
+  struct Case {
+    const char* name;
+    std::string format;
+    std::string printed;
+  };
+  const std::vector<Case> cases = {
+      {"plain", "no conversions", "no conversions"},
+      {"integer", "%d items", "0 items"},
+      {"width and flags", "[%5d|%-3s|%05x|%+i]", "[    0|   |00000|+0]"},
+      {"length modifiers", "%lld %hhu %zu", "0 0 0"},
+      {"star width reads zero", "%*d|%.*f", "0|0"},
+      {"floating", "%.2f %e", "0.00 0.000000e+00"},
+      {"percent", "100%% sure", "100% sure"},
+      {"string reads empty", "<%s>", "<>"},
+      {"no write-back, no char", "a%nb%cc", "abc"},
+      {"unknown conversion kept", "%y and %", "%y and %"},
+      {"stops at a zero byte", std::string("ab\0%d", 5), "ab"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(rdx::reporting::FormatWithoutArguments(c.format), c.printed);
+  }
+  // A hostile width is capped rather than honoured.
+  EXPECT_EQ(rdx::reporting::FormatWithoutArguments("%999999999d").size(), 4096u);
+}
+
+TEST(ConsoleHandler, PrintsReportTextWhereTheLogFileEchoesVerbatim) {
+  rdx::test::IsolatedEnvironment environment;
+  const std::string line = OneItem("Src", "50%d done %s");
+  const std::string time = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
+
+  ConsoleHandler console;
+  ::testing::internal::CaptureStdout();
+  console.Log(line.c_str());
+  console.Log(nullptr);
+  const std::string consoleText = ::testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(std::regex_match(consoleText, std::regex("\n" + time + R"( : \[Src\] 500 done )")))
+      << consoleText;
+
+  LogFileHandler file;
+  ASSERT_EQ(file.SetLogFile(environment.Root(), "echo.log"), 1);
+  ASSERT_EQ(file.Init(), 1);
+  ::testing::internal::CaptureStdout();
+  file.Log(line.c_str());
+  const std::string fileEcho = ::testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(std::regex_match(fileEcho, std::regex("\n" + time + R"( : \[Src\] 50%d done %s)")))
+      << fileEcho;
+}
+
+}  // namespace
+}  // namespace QUORVAN::Rendix::Global

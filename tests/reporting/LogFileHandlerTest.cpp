@@ -1,0 +1,188 @@
+#include <rdx/foundation/Status.h>
+#include <rdx/platform/SystemInformation.h>
+#include <rdx/reporting/LogFileHandler.h>
+#include <rdx/reporting/Reporter.h>
+
+#include "support/IsolatedEnvironment.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+
+namespace QUORVAN::Rendix::Global {
+namespace {
+
+namespace fs = std::filesystem;
+using GeneralUtilityLib::Status;
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+// The log holds bare items; wrapped in a Status element they parse back.
+Status ParseLog(const std::string& path) {
+  Status status;
+  status.Append("<Status>" + ReadFile(path) + "</Status>");
+  return status;
+}
+
+std::string OneItem(std::int32_t id, const std::string& source, const std::string& message) {
+  Status status;
+  status.Append(id, message, source, "");
+  return status.ToString(nullptr);
+}
+
+TEST(LogFileHandler, SetLogFileComposesTheLogPath) {
+  rdx::test::IsolatedEnvironment environment;
+  const std::string root = environment.Root();
+  std::ofstream(root + "/plain-file") << "x";
+  struct Case {
+    const char* name;
+    std::string folder;
+    std::string fileName;
+    int result;
+    std::string path;
+  };
+  const std::string logs = GeneralUtilityLib::GetSpecialFolderPath(
+      GeneralUtilityLib::SpecialFolderPath::UserLogs);
+  const std::vector<Case> cases = {
+      {"backslashes become slashes", root + "\\Logs\\Srv", "a.log", 1, root + "/Logs/Srv/a.log"},
+      {"trailing slash kept single", root + "/Logs/", "b\\c.log", 1, root + "/Logs/b\\c.log"},
+      {"empty folder is the logs folder", "", "a.log", 1, logs + "a.log"},
+      {"empty file name refused", root, "", 0, ""},
+      {"folder under a file cannot be made", root + "/plain-file/sub", "a.log", 0,
+       root + "/plain-file/sub/"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    LogFileHandler handler;
+    EXPECT_EQ(handler.SetLogFile(c.folder, c.fileName), c.result);
+    EXPECT_EQ(handler.GetLogPath(), c.path);
+    if (c.result == 1) {
+      EXPECT_TRUE(fs::is_directory(fs::path(c.path).parent_path()));
+    }
+  }
+}
+
+TEST(LogFileHandler, InitAppendsToAnExistingFileAndCreatesAMissingOne) {
+  rdx::test::IsolatedEnvironment environment;
+  const std::string root = environment.Root();
+  LogFileHandler unset;
+  EXPECT_EQ(unset.Init(), 0);
+
+  std::ofstream(root + "/old.log", std::ios::binary) << "previous run";
+  for (const char* name : {"old.log", "new.log"}) {
+    SCOPED_TRACE(name);
+    LogFileHandler handler;
+    ASSERT_EQ(handler.SetLogFile(root, name), 1);
+    ASSERT_EQ(handler.Init(), 1);
+    ASSERT_EQ(handler.Init(), 1);  // reopening keeps what is there
+    handler.Log(OneItem(0, "Src", "hello").c_str());
+    const std::string text = ReadFile(root + "/" + name);
+    EXPECT_EQ(text.rfind("previous run", 0) == 0, std::string(name) == "old.log");
+    EXPECT_NE(text.find("<Message>hello</Message>"), std::string::npos);
+  }
+  LogFileHandler folderAsFile;
+  ASSERT_EQ(folderAsFile.SetLogFile(root, "Logs"), 1);
+  fs::create_directories(root + "/Logs");
+  EXPECT_EQ(folderAsFile.Init(), 0);
+  folderAsFile.Log(OneItem(0, "Src", "nowhere").c_str());  // no stream: ignored, no crash
+}
+
+TEST(LogFileHandler, EachLineIsInTheFileWhenLogReturns) {
+  rdx::test::IsolatedEnvironment environment;
+  const std::string path = environment.Root() + "/lines.log";
+  LogFileHandler handler;
+  ASSERT_EQ(handler.SetLogFile(environment.Root(), "lines.log"), 1);
+  ASSERT_EQ(handler.Init(), 1);
+  handler.Log(OneItem(0x20, "QUORVAN.Rendix.Proxy::Open", "first").c_str());
+  handler.Log(nullptr);
+  handler.Log("not xml");  // parses to nothing: nothing written
+  Status status;
+  status.Append(0, "second", "B", "line1\nline2");
+  status.Append(1, "third", "C", "");
+  handler.Log(status.ToString(nullptr).c_str());
+
+  const std::string text = ReadFile(path);  // read while the handler still holds the file
+  EXPECT_EQ(text.find("<Status>"), std::string::npos);
+  EXPECT_EQ(text.rfind("\n\t<Item>\n\t\t<Time>", 0), 0u);
+  const Status parsed = ParseLog(path);
+  ASSERT_EQ(parsed.items.size(), 3u);
+  EXPECT_EQ(parsed.items[0].id, 0x20);
+  EXPECT_EQ(parsed.items[0].source, "Proxy.Open");
+  EXPECT_EQ(parsed.items[1].details, "line1\nline2");
+  EXPECT_EQ(parsed.items[2].message, "third");
+}
+
+// Run only inside the child started by the test below: logs through a reporter into the file
+// named by the environment, waits for the drain, tells the parent, and waits to be killed.
+TEST(LogFileHandlerChild, DISABLED_LogWaitAndHang) {
+  const char* file = std::getenv("RDX_CHILD_LOG_FOLDER");
+  const char* readyFd = std::getenv("RDX_CHILD_READY_FD");
+  ASSERT_TRUE(file != nullptr && readyFd != nullptr);
+  LogFileHandler handler;
+  ASSERT_EQ(handler.SetLogFile(file, "child.log"), 1);
+  ASSERT_EQ(handler.Init(), 1);
+  Reporter reporter;
+  reporter.Attach(&handler);
+  for (int i = 0; i < 2000; ++i) reporter.Log("Child", ("line " + std::to_string(i)).c_str());
+  reporter.WaitForNotifications();
+  const char ready = 'R';
+  ASSERT_EQ(::write(std::atoi(readyFd), &ready, 1), 1);
+  for (;;) ::pause();
+}
+
+TEST(LogFileHandler, NothingLoggedBeforeTheDrainIsLostWhenTheProcessIsKilled) {
+  rdx::test::IsolatedEnvironment environment;
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  const std::string folder = environment.Root();
+  environment.Set("RDX_CHILD_LOG_FOLDER", folder);
+  environment.Set("RDX_CHILD_READY_FD", std::to_string(ready[1]));
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    // Only async-signal-safe calls until exec: the parent may have other threads.
+    ::close(ready[0]);
+    const int devNull = ::open("/dev/null", O_WRONLY);
+    ::dup2(devNull, 1);
+    ::execl("/proc/self/exe", "reporting_tests", "--gtest_also_run_disabled_tests",
+            "--gtest_filter=LogFileHandlerChild.DISABLED_LogWaitAndHang", nullptr);
+    ::_exit(127);
+  }
+  ::close(ready[1]);
+  pollfd entry{ready[0], POLLIN, 0};
+  const bool signalled = ::poll(&entry, 1, 60000) == 1;
+  char byte = 0;
+  const bool gotReady = signalled && ::read(ready[0], &byte, 1) == 1 && byte == 'R';
+  ::kill(child, SIGKILL);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  ::close(ready[0]);
+  ASSERT_TRUE(gotReady) << "the child did not reach its drain";
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+
+  const Status parsed = ParseLog(folder + "/child.log");
+  ASSERT_EQ(parsed.items.size(), 2000u);
+  for (int i = 0; i < 2000; ++i) {
+    ASSERT_EQ(parsed.items[static_cast<std::size_t>(i)].message, "line " + std::to_string(i));
+  }
+}
+
+}  // namespace
+}  // namespace QUORVAN::Rendix::Global
