@@ -8,6 +8,10 @@
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
 
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
+#include <rdx/remote/RpcExceptionFrame.h>
+#include <rdx/remote/RpcHandle.h>
+#include <rdx/remote/RpcListener.h>
+#include <rdx/remote/RpcStatus.h>
 
 // Platform services: XML documents, system information, buffer allocators.
 
