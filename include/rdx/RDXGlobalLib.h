@@ -23,6 +23,10 @@
 #include <rdx/reporting/StatusFilter.h>
 
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
+#include <rdx/remote/RpcExceptionFrame.h>
+#include <rdx/remote/RpcHandle.h>
+#include <rdx/remote/RpcListener.h>
+#include <rdx/remote/RpcStatus.h>
 
 // Platform services: XML documents, system information, buffer allocators.
 #include <rdx/platform/DummyAllocator.h>
