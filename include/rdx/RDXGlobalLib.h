@@ -23,6 +23,9 @@
 #include <rdx/reporting/StatusFilter.h>
 
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
+#include <rdx/remote/IServerAutoBindManager.h>
+#include <rdx/remote/IServerCoreManager.h>
+#include <rdx/remote/IServiceProviderManager.h>
 #include <rdx/remote/RpcExceptionFrame.h>
 #include <rdx/remote/RpcHandle.h>
 #include <rdx/remote/RpcListener.h>
