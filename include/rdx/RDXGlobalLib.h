@@ -4,6 +4,9 @@
 #include <rdx/Export.h>
 
 // Foundation: status records and forms, string utilities, name-value maps, the object base.
+#include <rdx/foundation/Status.h>
+#include <rdx/foundation/StatusItem.h>
+#include <rdx/foundation/StringUtility.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
 

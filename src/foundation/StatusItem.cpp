@@ -1,0 +1,55 @@
+// StatusItem: the record and its one-line text form.
+#include <rdx/foundation/StatusItem.h>
+#include <rdx/foundation/StringUtility.h>
+
+#include "foundation/StringInternal.h"
+
+#include <cstddef>
+#include <utility>
+
+namespace QUORVAN::Rendix::GeneralUtilityLib {
+
+StatusItem::StatusItem(std::int32_t itemId, std::string itemMessage, std::string itemSource,
+                       std::string itemDetails)
+    : id(itemId),
+      message(std::move(itemMessage)),
+      source(std::move(itemSource)),
+      details(std::move(itemDetails)) {}
+
+std::string StatusItem::ToTextString(const char* prefix) const {
+  std::string text;
+  // An item without a source is shown as its bare message: no brackets, id or prefix, so
+  // informational lines read as plain text.
+  if (!source.empty()) {
+    std::string idPart;
+    if (id != 0) idPart = StringUtility::printToString(" : %06X", static_cast<unsigned>(id));
+    const std::string stripped = rdx::foundation::StripProductPrefix(source);
+    const std::string lead =
+        prefix != nullptr ? StringUtility::printToString("[%s]: ", prefix) : std::string();
+    text = StringUtility::printToString("%s[%s%s] %s", lead.c_str(), stripped.c_str(),
+                                        idPart.c_str(), id != 0 ? "Error: " : "");
+  }
+  text += message;
+  if (!details.empty()) text.append("\n").append(details);
+  return text;
+}
+
+std::string StatusItem::ToString() const { return std::string(); }
+
+std::string StatusItem::FormatSource(std::string source) {
+  // One left-to-right pass gives what searching again from the start after each replacement
+  // gives: a "." never forms a new "::", so the leftmost remaining match is always next.
+  std::string result;
+  result.reserve(source.size());
+  for (std::size_t i = 0; i < source.size(); ++i) {
+    if (source[i] == ':' && i + 1 < source.size() && source[i + 1] == ':') {
+      result += '.';
+      ++i;
+    } else {
+      result += source[i];
+    }
+  }
+  return result;
+}
+
+}  // namespace QUORVAN::Rendix::GeneralUtilityLib

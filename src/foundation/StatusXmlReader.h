@@ -1,0 +1,46 @@
+#pragma once
+// Reads status XML the way the document queries "//Status", "//Status/*[i]" and
+// "//Status/*[i]/<Field>" answer, without evaluating XPath for the common document that has
+// a single Status element: status texts are merged on every remote call, so this is hot.
+
+#include <rdx/foundation/StatusItem.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace rdx::foundation {
+
+class StatusXmlReader {
+ public:
+  // What ChildCount answers when the document has no Status element.
+  static constexpr std::uint32_t kNoStatus = 0xFFFFFFFFu;
+
+  StatusXmlReader();
+  ~StatusXmlReader();
+  StatusXmlReader(const StatusXmlReader&) = delete;
+  StatusXmlReader& operator=(const StatusXmlReader&) = delete;
+
+  // Parses xml; false when it is not a well-formed document.
+  [[nodiscard]] bool Load(const std::string& xml);
+
+  // The number of child nodes (elements, text, comments, ...) of the first Status element
+  // in document order, or kNoStatus.
+  std::uint32_t ChildCount() const;
+
+  // Reads the fields of the index-th (from 1) element child of Status into item: ID, Message,
+  // Source and Details each only when present, so a missing field keeps item's value. False
+  // when there is no such element.
+  bool ReadItem(std::uint32_t index, QUORVAN::Rendix::GeneralUtilityLib::StatusItem& item);
+
+  // The id as the ID text gives it: "Unknown ID" (any case) is -1; otherwise hexadecimal as
+  // the C runtime's 32-bit strtoul reads it, with all bits set (also overflow) read as 0.
+  static std::int32_t ParseId(const std::string& text);
+
+ private:
+  struct Document;
+  // The parsed document and the Status elements found in it.
+  std::unique_ptr<Document> document_;
+};
+
+}  // namespace rdx::foundation
