@@ -1,27 +1,12 @@
 #include "RefAnswers.h"
 
+#include <rdx/foundation/Status.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 namespace rdx::refserver {
-namespace {
-
-std::string EscapeXml(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (char c : text) {
-    switch (c) {
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '&': out += "&amp;"; break;
-      default: out += c;
-    }
-  }
-  return out;
-}
-
-}  // namespace
 
 std::string RefAnswers::Text(std::string_view operation) const {
   std::string text(operation.substr(0, std::min<std::size_t>(operation.size(), textSize_)));
@@ -72,11 +57,9 @@ bool RefAnswers::CloseSession(std::string_view id) {
 
 std::string RefAnswers::StatusXml(std::int32_t id, std::string_view source,
                                   std::string_view message) {
-  char idText[16];
-  std::snprintf(idText, sizeof idText, "%06X", static_cast<std::uint32_t>(id));
-  return "<Status>\n\t<Item>\n\t\t<ID>" + std::string(idText) + "</ID>\n\t\t<Source>" +
-         EscapeXml(source) + "</Source>\n\t\t<Message>" + EscapeXml(message) +
-         "</Message>\n\t\t<Details></Details>\n\t</Item>\n</Status>";
+  QUORVAN::Rendix::GeneralUtilityLib::Status status;
+  status.Append(id, std::string(message), std::string(source), "");
+  return status.ToString(nullptr);
 }
 
 std::string RefAnswers::UnknownSession(std::string_view operation, std::string_view id) {

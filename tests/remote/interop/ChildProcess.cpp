@@ -1,6 +1,7 @@
 #include "ChildProcess.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <csignal>
 #include <cstring>
 
@@ -165,6 +166,19 @@ std::uint16_t FreeLoopbackPort() {
   }
   close(fd);
   return port;
+}
+
+std::unique_ptr<ChildProcess> StartRefServer(std::uint16_t port,
+                                             const std::vector<std::string>& extraArgs,
+                                             const std::vector<std::string>& environment) {
+  std::vector<std::string> argv = {RDX_REFSERVER_PATH, "--tcp", std::to_string(port)};
+  argv.insert(argv.end(), extraArgs.begin(), extraArgs.end());
+  auto server = ChildProcess::Start(argv, environment);
+  if (server && !server->WaitForLine("listening", std::chrono::seconds(20))) {
+    std::fprintf(stderr, "rdx-refserver did not start:\n%s", server->Output().c_str());
+    server.reset();
+  }
+  return server;
 }
 
 }  // namespace rdx::testing

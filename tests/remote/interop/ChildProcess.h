@@ -59,4 +59,10 @@ class ChildProcess {
 // A loopback TCP port that nothing listens on at the moment of asking.
 std::uint16_t FreeLoopbackPort();
 
+// rdx-refserver on `port` (plus `extraArgs`), once it reports that it listens; null when it
+// did not within 20 s (its output is then printed).
+std::unique_ptr<ChildProcess> StartRefServer(std::uint16_t port,
+                                             const std::vector<std::string>& extraArgs = {},
+                                             const std::vector<std::string>& environment = {});
+
 }  // namespace rdx::testing
