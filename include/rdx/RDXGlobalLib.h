@@ -14,6 +14,10 @@
 #include <rdx/remote/IServerAutoBindManager.h>
 #include <rdx/remote/IServerCoreManager.h>
 #include <rdx/remote/IServiceProviderManager.h>
+#include <rdx/remote/RpcExceptionFrame.h>
+#include <rdx/remote/RpcHandle.h>
+#include <rdx/remote/RpcListener.h>
+#include <rdx/remote/RpcStatus.h>
 
 // Platform services: XML documents, system information, buffer allocators.
 

@@ -1,0 +1,418 @@
+#include "platform/os/StreamSocket.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "platform/os/LastError.h"
+
+namespace rdx::os {
+namespace {
+
+void SetNoDelay(int fd) {
+  int one = 1;
+  ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+}
+
+bool FillUnixAddress(const std::string& path, sockaddr_un& address) {
+  std::memset(&address, 0, sizeof address);
+  address.sun_family = AF_UNIX;
+  if (path.empty() || path.size() >= sizeof address.sun_path) return false;
+  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+  return true;
+}
+
+bool MakeFolder(const std::string& path) {
+  std::string partial;
+  std::size_t pos = 0;
+  while (pos != std::string::npos) {
+    pos = path.find('/', pos + 1);
+    partial = path.substr(0, pos);
+    if (partial.empty()) continue;
+    if (::mkdir(partial.c_str(), 0777) != 0 && errno != EEXIST) return false;
+  }
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode) &&
+         ::access(path.c_str(), W_OK | X_OK) == 0;
+}
+
+bool EqualNoCase(const std::string& a, const std::string& b) {
+  return a.size() == b.size() &&
+         std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; };
+           return lower(x) == lower(y);
+         });
+}
+
+}  // namespace
+
+StreamSocket::~StreamSocket() { Close(); }
+
+StreamSocket& StreamSocket::operator=(StreamSocket&& other) noexcept {
+  if (this != &other) {
+    Close();
+    fd_ = other.fd_;
+    other.fd_ = -1;
+  }
+  return *this;
+}
+
+void StreamSocket::Close() noexcept {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
+}
+
+void StreamSocket::Shutdown() noexcept {
+  if (fd_ >= 0) ::shutdown(fd_, SHUT_RDWR);
+}
+
+StreamSocket StreamSocket::ConnectTcp(const std::string& host, std::uint16_t port) {
+  addrinfo hints{};
+  hints.ai_family = AF_UNSPEC;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_NUMERICSERV;
+  const std::string service = std::to_string(port);
+  addrinfo* found = nullptr;
+  const int rc = ::getaddrinfo(host.empty() ? nullptr : host.c_str(), service.c_str(), &hints,
+                               &found);
+  if (rc != 0 || found == nullptr) {
+    SetLastError(11001);  // host not found
+    return StreamSocket();
+  }
+  int lastErrno = ECONNREFUSED;
+  for (addrinfo* a = found; a != nullptr; a = a->ai_next) {
+    const int fd = ::socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC, a->ai_protocol);
+    if (fd < 0) {
+      lastErrno = errno;
+      continue;
+    }
+    int r;
+    do {
+      r = ::connect(fd, a->ai_addr, a->ai_addrlen);
+    } while (r != 0 && errno == EINTR);
+    if (r == 0) {
+      ::freeaddrinfo(found);
+      SetNoDelay(fd);
+      return StreamSocket(fd);
+    }
+    lastErrno = errno;
+    ::close(fd);
+  }
+  ::freeaddrinfo(found);
+  SetLastErrorFromErrno(lastErrno);
+  return StreamSocket();
+}
+
+StreamSocket StreamSocket::ConnectUnix(const std::string& path) {
+  sockaddr_un address;
+  if (!FillUnixAddress(path, address)) {
+    SetLastError(kErrorFileNotFound);
+    return StreamSocket();
+  }
+  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    SetLastErrorFromErrno(errno);
+    return StreamSocket();
+  }
+  int r;
+  do {
+    r = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  } while (r != 0 && errno == EINTR);
+  if (r != 0) {
+    SetLastErrorFromErrno(errno);
+    ::close(fd);
+    return StreamSocket();
+  }
+  return StreamSocket(fd);
+}
+
+IoResult StreamSocket::SendAll(const void* data, std::size_t size) {
+  const ConstBuffer one{data, size};
+  return SendAll(std::span<const ConstBuffer>(&one, 1));
+}
+
+IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers) {
+  if (fd_ < 0) return IoResult::kError;
+  constexpr std::size_t kMaxVectors = 512;
+  iovec vectors[kMaxVectors];
+  std::size_t index = 0;
+  std::size_t skip = 0;  // bytes of buffers[index] already written
+  while (index < buffers.size()) {
+    std::size_t count = 0;
+    for (std::size_t i = index; i < buffers.size() && count < kMaxVectors; ++i) {
+      const std::size_t offset = (i == index) ? skip : 0;
+      if (buffers[i].size == offset) continue;
+      vectors[count].iov_base =
+          const_cast<char*>(static_cast<const char*>(buffers[i].data) + offset);
+      vectors[count].iov_len = buffers[i].size - offset;
+      ++count;
+    }
+    if (count == 0) break;
+    msghdr message{};
+    message.msg_iov = vectors;
+    message.msg_iovlen = count;
+    const ssize_t sent = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
+    if (sent < 0) {
+      if (errno == EINTR) continue;
+      SetLastErrorFromErrno(errno);
+      return (errno == EPIPE || errno == ECONNRESET) ? IoResult::kClosed : IoResult::kError;
+    }
+    std::size_t left = static_cast<std::size_t>(sent);
+    while (index < buffers.size() && left >= buffers[index].size - skip) {
+      left -= buffers[index].size - skip;
+      skip = 0;
+      ++index;
+    }
+    skip += left;
+  }
+  return IoResult::kOk;
+}
+
+IoResult StreamSocket::Receive(void* data, std::size_t size, std::size_t& received,
+                               int timeoutMs) {
+  received = 0;
+  if (fd_ < 0) return IoResult::kError;
+  for (;;) {
+    if (timeoutMs >= 0) {
+      pollfd p{fd_, POLLIN, 0};
+      const int ready = ::poll(&p, 1, timeoutMs);
+      if (ready < 0 && errno == EINTR) continue;
+      if (ready == 0) return IoResult::kTimeout;
+      if (ready < 0) {
+        SetLastErrorFromErrno(errno);
+        return IoResult::kError;
+      }
+    }
+    const ssize_t got = ::recv(fd_, data, size, 0);
+    if (got > 0) {
+      received = static_cast<std::size_t>(got);
+      return IoResult::kOk;
+    }
+    if (got == 0) {
+      SetLastError(kErrorBrokenPipe);
+      return IoResult::kClosed;
+    }
+    if (errno == EINTR) continue;
+    SetLastErrorFromErrno(errno);
+    return errno == ECONNRESET ? IoResult::kClosed : IoResult::kError;
+  }
+}
+
+StreamListener::~StreamListener() { Release(); }
+
+StreamListener::StreamListener(StreamListener&& other) noexcept { *this = std::move(other); }
+
+StreamListener& StreamListener::operator=(StreamListener&& other) noexcept {
+  if (this != &other) {
+    Release();
+    fd_ = std::exchange(other.fd_, -1);
+    wakeRead_ = std::exchange(other.wakeRead_, -1);
+    wakeWrite_ = std::exchange(other.wakeWrite_, -1);
+    port_ = other.port_;
+    unixPath_ = std::move(other.unixPath_);
+    other.unixPath_.clear();
+  }
+  return *this;
+}
+
+void StreamListener::Release() noexcept {
+  if (fd_ >= 0) ::close(fd_);
+  if (wakeRead_ >= 0) ::close(wakeRead_);
+  if (wakeWrite_ >= 0) ::close(wakeWrite_);
+  if (!unixPath_.empty()) ::unlink(unixPath_.c_str());
+  fd_ = wakeRead_ = wakeWrite_ = -1;
+  unixPath_.clear();
+}
+
+StreamListener StreamListener::ListenTcp(std::uint16_t port) {
+  StreamListener listener;
+  int fd = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  int one = 1;
+  int zero = 0;
+  if (fd >= 0) {
+    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    ::setsockopt(fd, IPPROTO_IPV6, IPV6_V6ONLY, &zero, sizeof zero);
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_any;
+    address.sin6_port = htons(port);
+    if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+      const int error = errno;
+      ::close(fd);
+      fd = -1;
+      if (error != EAFNOSUPPORT && error != EADDRNOTAVAIL) {
+        SetLastErrorFromErrno(error);
+        return listener;
+      }
+    }
+  }
+  if (fd < 0) {  // no IPv6 on this machine
+    fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+      SetLastErrorFromErrno(errno);
+      return listener;
+    }
+    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_ANY);
+    address.sin_port = htons(port);
+    if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+      SetLastErrorFromErrno(errno);
+      ::close(fd);
+      return listener;
+    }
+  }
+  if (::listen(fd, SOMAXCONN) != 0) {
+    SetLastErrorFromErrno(errno);
+    ::close(fd);
+    return listener;
+  }
+  sockaddr_storage bound{};
+  socklen_t length = sizeof bound;
+  ::getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &length);
+  listener.port_ = bound.ss_family == AF_INET6
+                       ? ntohs(reinterpret_cast<const sockaddr_in6*>(&bound)->sin6_port)
+                       : ntohs(reinterpret_cast<const sockaddr_in*>(&bound)->sin_port);
+  int pipeEnds[2];
+  if (::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0) {
+    SetLastErrorFromErrno(errno);
+    ::close(fd);
+    return listener;
+  }
+  listener.fd_ = fd;
+  listener.wakeRead_ = pipeEnds[0];
+  listener.wakeWrite_ = pipeEnds[1];
+  return listener;
+}
+
+StreamListener StreamListener::ListenUnix(const std::string& path) {
+  StreamListener listener;
+  sockaddr_un address;
+  if (!FillUnixAddress(path, address)) {
+    SetLastError(kErrorInvalidParameter);
+    return listener;
+  }
+  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    SetLastErrorFromErrno(errno);
+    return listener;
+  }
+  auto bindIt = [&] {
+    return ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  };
+  if (!bindIt()) {
+    if (errno != EADDRINUSE) {
+      SetLastErrorFromErrno(errno);
+      ::close(fd);
+      return listener;
+    }
+    // A file is there: taken when a server answers on it, stale otherwise.
+    StreamSocket probe = StreamSocket::ConnectUnix(path);
+    if (probe.Valid() || !bindIt()) {
+      if (!probe.Valid()) ::unlink(path.c_str());
+      if (probe.Valid() || !bindIt()) {
+        SetLastErrorFromErrno(EADDRINUSE);
+        ::close(fd);
+        return listener;
+      }
+    }
+  }
+  int pipeEnds[2];
+  if (::listen(fd, SOMAXCONN) != 0 || ::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0) {
+    SetLastErrorFromErrno(errno);
+    ::close(fd);
+    ::unlink(path.c_str());
+    return listener;
+  }
+  listener.fd_ = fd;
+  listener.wakeRead_ = pipeEnds[0];
+  listener.wakeWrite_ = pipeEnds[1];
+  listener.unixPath_ = path;
+  return listener;
+}
+
+StreamSocket StreamListener::Accept() {
+  while (fd_ >= 0) {
+    pollfd p[2] = {{fd_, POLLIN, 0}, {wakeRead_, POLLIN, 0}};
+    const int ready = ::poll(p, 2, -1);
+    if (ready < 0) {
+      if (errno == EINTR) continue;
+      SetLastErrorFromErrno(errno);
+      return StreamSocket();
+    }
+    if (p[1].revents != 0) return StreamSocket();
+    if (p[0].revents == 0) continue;
+    const int client = ::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC);
+    if (client < 0) {
+      // Transient failures (a client that gave up, descriptor shortage) must not end
+      // the listener; back off briefly on the latter.
+      if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+        ::poll(nullptr, 0, 10);
+      }
+      continue;
+    }
+    if (unixPath_.empty()) SetNoDelay(client);
+    return StreamSocket(client);
+  }
+  return StreamSocket();
+}
+
+void StreamListener::Wake() noexcept {
+  if (wakeWrite_ >= 0) {
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t n = ::write(wakeWrite_, &byte, 1);
+  }
+}
+
+std::string PipeSocketFolder() {
+  if (const char* env = std::getenv("RDX_PIPE_DIR"); env != nullptr && *env != '\0') {
+    std::string folder = env;
+    while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+    MakeFolder(folder);
+    return folder;
+  }
+  std::vector<std::string> candidates = {"/run/quorvan/pipes"};
+  if (const char* xdg = std::getenv("XDG_RUNTIME_DIR"); xdg != nullptr && *xdg != '\0') {
+    candidates.push_back(std::string(xdg) + "/quorvan/pipes");
+  }
+  candidates.push_back("/tmp/quorvan-pipes-" + std::to_string(::getuid()));
+  for (const std::string& folder : candidates) {
+    if (MakeFolder(folder)) return folder;
+  }
+  return candidates.back();
+}
+
+bool IsThisMachine(const std::string& host) {
+  if (host.empty() || host == "." || EqualNoCase(host, "localhost") ||
+      host.rfind("127.", 0) == 0 || host == "::1") {
+    return true;
+  }
+  char name[256] = {};
+  if (::gethostname(name, sizeof name - 1) != 0) return false;
+  const std::string own = name;
+  const std::string ownShort = own.substr(0, own.find('.'));
+  const std::string hostShort = host.substr(0, host.find('.'));
+  return EqualNoCase(host, own) || EqualNoCase(host, ownShort) ||
+         (host.find('.') != std::string::npos && own.find('.') == std::string::npos &&
+          EqualNoCase(hostShort, own));
+}
+
+std::size_t MaxSocketPathLength() noexcept { return sizeof(sockaddr_un{}.sun_path) - 1; }
+
+}  // namespace rdx::os

@@ -1,0 +1,97 @@
+#pragma once
+// Stream sockets for the RPC run time: TCP (IPv4 and IPv6, host names resolved) and
+// Unix-domain stream sockets standing in for named pipes. Failures set the thread's last
+// error; the callers decide which RPC status to raise from it.
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace rdx::os {
+
+struct ConstBuffer {
+  const void* data;
+  std::size_t size;
+};
+
+enum class IoResult { kOk, kClosed, kTimeout, kError };
+
+class StreamSocket {
+ public:
+  StreamSocket() = default;
+  explicit StreamSocket(int fd) noexcept : fd_(fd) {}
+  ~StreamSocket();
+  StreamSocket(StreamSocket&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+  StreamSocket& operator=(StreamSocket&& other) noexcept;
+  StreamSocket(const StreamSocket&) = delete;
+  StreamSocket& operator=(const StreamSocket&) = delete;
+
+  bool Valid() const noexcept { return fd_ >= 0; }
+
+  // Resolves `host` (empty = this machine) and tries each address in turn; an invalid
+  // socket with the last error set when none accepts.
+  static StreamSocket ConnectTcp(const std::string& host, std::uint16_t port);
+  static StreamSocket ConnectUnix(const std::string& path);
+
+  // Writes every byte of every buffer (partial writes resumed); never raises SIGPIPE.
+  IoResult SendAll(std::span<const ConstBuffer> buffers);
+  IoResult SendAll(const void* data, std::size_t size);
+
+  // Reads between 1 and `size` bytes into `data`. `timeoutMs` < 0 waits without limit.
+  IoResult Receive(void* data, std::size_t size, std::size_t& received, int timeoutMs);
+
+  // Ends both directions, so a thread blocked in Receive on this socket returns kClosed.
+  void Shutdown() noexcept;
+  void Close() noexcept;
+
+ private:
+  int fd_ = -1;
+};
+
+class StreamListener {
+ public:
+  StreamListener() = default;
+  ~StreamListener();
+  StreamListener(StreamListener&& other) noexcept;
+  StreamListener& operator=(StreamListener&& other) noexcept;
+  StreamListener(const StreamListener&) = delete;
+  StreamListener& operator=(const StreamListener&) = delete;
+
+  // Listens on every local address (IPv6 and IPv4); port 0 picks a free port. Invalid with
+  // the last error set on failure (10048 when the port is taken).
+  static StreamListener ListenTcp(std::uint16_t port);
+  // Listens on a socket file; a stale file left by a dead server is replaced, a live one
+  // fails with 10048.
+  static StreamListener ListenUnix(const std::string& path);
+
+  bool Valid() const noexcept { return fd_ >= 0; }
+  std::uint16_t Port() const noexcept { return port_; }
+
+  // Waits for the next connection; invalid once Wake has been called or on failure.
+  StreamSocket Accept();
+  // Makes a present or future Accept return at once; safe from any thread.
+  void Wake() noexcept;
+
+ private:
+  void Release() noexcept;
+  int fd_ = -1;
+  int wakeRead_ = -1;
+  int wakeWrite_ = -1;
+  std::uint16_t port_ = 0;
+  std::string unixPath_;  // removed again when the listener closes
+};
+
+// The folder holding the socket files that stand in for named pipes:
+// $RDX_PIPE_DIR, else /run/quorvan/pipes, else $XDG_RUNTIME_DIR/quorvan/pipes, else
+// /tmp/quorvan-pipes-<uid>; the first that exists or can be created. Ends without "/".
+std::string PipeSocketFolder();
+
+// True when `host` names this machine: empty, ".", "localhost", an address starting with
+// "127." or "::1", or this host's name (ASCII case ignored, with or without domain).
+bool IsThisMachine(const std::string& host);
+
+// Longest path a Unix-domain socket can have.
+std::size_t MaxSocketPathLength() noexcept;
+
+}  // namespace rdx::os

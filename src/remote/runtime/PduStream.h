@@ -1,0 +1,45 @@
+#pragma once
+// Buffered PDU framing over a stream socket: reads whole PDUs with few system calls and
+// sends a fragmented call with one gathered write per batch of fragments.
+
+#include <chrono>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "platform/os/StreamSocket.h"
+#include "remote/runtime/Pdu.h"
+
+namespace rdx::rpc {
+
+class PduStream {
+ public:
+  enum class Result { kPdu, kClosed, kTimeout, kMalformed, kError };
+
+  // `socket` is borrowed and must outlive the stream.
+  explicit PduStream(os::StreamSocket& socket);
+
+  // Reads the next PDU into `pdu` (valid until the next call). Waits without limit for its
+  // first byte when `idleTimeoutMs` < 0, then at most `pduTimeoutMs` for the whole PDU.
+  // kMalformed when frag_length is below 16; `header` is filled for every result but
+  // kClosed/kTimeout/kError.
+  Result Next(PduHeader& header, std::span<const std::uint8_t>& pdu, int idleTimeoutMs,
+              int pduTimeoutMs);
+
+  // Sends `stub` as request or response fragments of at most `fragmentSize` bytes.
+  os::IoResult SendCall(PduType type, std::uint32_t callId, std::uint16_t contextId,
+                        std::uint16_t opnum, std::span<const std::uint8_t> stub,
+                        std::uint16_t fragmentSize);
+  os::IoResult Send(std::span<const std::uint8_t> pdu);
+
+ private:
+  Result Fill(std::size_t needed, int idleTimeoutMs,
+              std::chrono::steady_clock::time_point deadline, bool started);
+
+  os::StreamSocket& socket_;
+  std::vector<std::uint8_t> buffer_;
+  std::size_t begin_ = 0;  // first byte not yet handed out
+  std::size_t end_ = 0;    // one past the last byte received
+};
+
+}  // namespace rdx::rpc

@@ -1,0 +1,281 @@
+#include "remote/runtime/RpcClient.h"
+
+#include <algorithm>
+#include <climits>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "platform/os/LastError.h"
+#include "platform/os/StreamSocket.h"
+#include "remote/runtime/Pdu.h"
+#include "remote/runtime/PduStream.h"
+#include "remote/runtime/RpcRuntime.h"
+#include "remote/runtime/StringBinding.h"
+
+namespace rdx::rpc {
+namespace {
+
+constexpr std::uint32_t kInvalidBinding = 1702;
+constexpr std::uint32_t kInvalidEndpointFormat = 1706;
+constexpr std::uint32_t kUnknownInterface = 1717;
+constexpr std::uint32_t kServerUnavailable = 1722;
+constexpr std::uint32_t kServerTooBusy = 1723;
+constexpr std::uint32_t kCallFailed = 1726;
+constexpr std::uint32_t kCallFailedDidNotExecute = 1727;
+constexpr std::uint32_t kProtocolError = 1728;
+constexpr std::uint32_t kUnsupportedTransferSyntax = 1730;
+constexpr std::uint32_t kUnknownAuthenticationService = 1747;
+constexpr std::uint32_t kNoEndpointMapper = 1753;
+
+// An answer's alloc_hint is only believed up to this size when reserving memory; larger
+// answers still arrive, the buffer just grows as fragments come in.
+constexpr std::size_t kReserveCeiling = 256u * 1024 * 1024;
+// Windows clients accept answers up to 2^31-1 bytes.
+constexpr std::size_t kMaxResponseStub = 0x7FFFFFFF;
+
+struct Binding {
+  std::string protocolSequence;
+  std::string networkAddress;
+  std::string endpoint;
+
+  std::mutex callMutex;  // one call at a time on the cached connection; held during the call
+  os::StreamSocket socket;
+  std::unique_ptr<PduStream> stream;
+  bool bound = false;
+  std::uint16_t fragmentSize = kTransportMaxFragment;
+  std::uint32_t assocGroupId = 0;
+  std::vector<std::pair<SyntaxId, std::uint16_t>> contexts;
+  std::uint16_t nextContextId = 0;
+  std::uint32_t nextCallId = 1;
+
+  void Drop() {
+    stream.reset();
+    socket.Close();
+    bound = false;
+    contexts.clear();
+    nextContextId = 0;
+  }
+};
+
+std::mutex gHandlesMutex;  // guards gHandles; held only for a lookup or an update
+std::unordered_set<Binding*> gHandles;
+
+[[noreturn]] void Raise(std::uint32_t status) { throw RpcException(status); }
+
+// Drops the cached connection and raises: the next call starts afresh.
+[[noreturn]] void Fail(Binding& b, std::uint32_t status) {
+  b.Drop();
+  Raise(status);
+}
+
+std::uint32_t StatusFromNak(std::uint16_t reason) {
+  switch (reason) {
+    case kNakProtocolVersion:
+      return kProtocolError;
+    case 1:
+    case kNakLocalLimitExceeded:
+      return kServerTooBusy;
+    case kNakAuthenticationType:
+      return kUnknownAuthenticationService;
+    case 9:
+      return os::kErrorAccessDenied;
+    default:
+      return kCallFailedDidNotExecute;
+  }
+}
+
+void Connect(Binding& b) {
+  if (b.endpoint.empty()) Raise(kNoEndpointMapper);
+  if (b.protocolSequence == kTcpProtocol) {
+    std::uint16_t port = 0;
+    if (!ParseTcpEndpoint(b.endpoint, port)) Raise(kInvalidEndpointFormat);
+    b.socket = os::StreamSocket::ConnectTcp(b.networkAddress, port);
+  } else {
+    std::string path;
+    if (!PipeSocketPath(b.endpoint, path)) Raise(kInvalidEndpointFormat);
+    // Pipes of other machines cannot be reached from here.
+    if (!os::IsThisMachine(b.networkAddress)) Raise(kServerUnavailable);
+    b.socket = os::StreamSocket::ConnectUnix(path);
+  }
+  if (!b.socket.Valid()) Raise(kServerUnavailable);
+  b.stream = std::make_unique<PduStream>(b.socket);
+}
+
+// Reads one PDU answering `callId`; raises `lostStatus` when the connection ends first.
+void ReadAnswer(Binding& b, std::uint32_t callId, std::uint32_t lostStatus, PduHeader& header,
+                std::span<const std::uint8_t>& pdu) {
+  for (;;) {
+    const auto r = b.stream->Next(header, pdu, -1, INT_MAX);
+    if (r == PduStream::Result::kMalformed) Fail(b, kProtocolError);
+    if (r != PduStream::Result::kPdu) Fail(b, lostStatus);
+    if (header.versionMajor != 5 || !header.SupportedRepresentation()) {
+      Fail(b, kProtocolError);
+    }
+    if (header.type == PduType::kShutdown) continue;  // finish this call, reconnect later
+    if (header.callId != callId) Fail(b, kProtocolError);
+    return;
+  }
+}
+
+std::uint16_t EnsureContext(Binding& b, const SyntaxId& syntax) {
+  for (const auto& [known, id] : b.contexts) {
+    if (SameSyntax(known, syntax)) return id;
+  }
+  BindBody body;
+  body.assocGroupId = b.assocGroupId;
+  ContextElement element;
+  element.contextId = b.nextContextId;
+  element.abstractSyntax = syntax;
+  element.transferSyntaxes.push_back(Ndr20Syntax());
+  body.elements.push_back(element);
+  const bool first = !b.bound;
+  const std::uint32_t callId = b.nextCallId++;
+  const auto request = EncodeBind(first ? PduType::kBind : PduType::kAlterContext, callId, body);
+  // Until bind_ack arrives the association does not exist: every loss reads as 1722.
+  const std::uint32_t lost = first ? kServerUnavailable : kCallFailedDidNotExecute;
+  if (b.stream->Send(request) != os::IoResult::kOk) Fail(b, lost);
+  PduHeader header;
+  std::span<const std::uint8_t> pdu;
+  ReadAnswer(b, callId, lost, header, pdu);
+  if (header.type == PduType::kBindNak) {
+    std::uint16_t reason = 0;
+    DecodeBindNak(header, pdu, reason);
+    Fail(b, StatusFromNak(reason));
+  }
+  if (header.type == PduType::kFault) {
+    FaultBody fault;
+    if (!DecodeFault(header, pdu, fault)) Fail(b, kProtocolError);
+    Fail(b, StatusFromFault(fault.status));
+  }
+  const PduType expected = first ? PduType::kBindAck : PduType::kAlterContextResp;
+  BindAckBody ack;
+  if (header.type != expected || !DecodeBindAck(header, pdu, ack) || ack.results.empty()) {
+    Fail(b, kProtocolError);
+  }
+  if (first) {
+    b.bound = true;
+    b.assocGroupId = ack.assocGroupId;
+    // Never above what the server accepts, never below what every peer must accept.
+    b.fragmentSize = std::max<std::uint16_t>(ack.maxRecvFrag, 1432);
+  }
+  ++b.nextContextId;
+  const ContextResult& result = ack.results.front();
+  if (result.result == kAcceptance) {
+    b.contexts.emplace_back(syntax, element.contextId);
+    return element.contextId;
+  }
+  // The connection stays bound: a later call for another interface may still succeed.
+  Raise(result.reason == kAbstractSyntaxNotSupported ? kUnknownInterface
+                                                     : kUnsupportedTransferSyntax);
+}
+
+std::vector<std::uint8_t> Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
+                               std::span<const std::uint8_t> request) {
+  if (!b.stream) Connect(b);
+  const std::uint16_t contextId = EnsureContext(b, syntax);
+  const std::uint32_t callId = b.nextCallId++;
+  if (b.stream->SendCall(PduType::kRequest, callId, contextId, opnum, request,
+                         b.fragmentSize) != os::IoResult::kOk) {
+    Fail(b, kCallFailedDidNotExecute);
+  }
+  std::vector<std::uint8_t> stub;
+  bool first = true;
+  for (;;) {
+    PduHeader header;
+    std::span<const std::uint8_t> pdu;
+    ReadAnswer(b, callId, kCallFailed, header, pdu);
+    if (header.type == PduType::kFault) {
+      FaultBody fault;
+      if (!DecodeFault(header, pdu, fault)) Fail(b, kProtocolError);
+      const std::uint32_t status = StatusFromFault(fault.status);
+      if (fault.status == kNcaProtocolError) Fail(b, status);
+      Raise(status);
+    }
+    CallBody body;
+    if (header.type != PduType::kResponse || !DecodeCall(header, pdu, body) ||
+        first != ((header.flags & kFirstFragment) != 0)) {
+      Fail(b, kProtocolError);
+    }
+    if (first) stub.reserve(std::min<std::size_t>(body.allocHint, kReserveCeiling));
+    first = false;
+    if (body.stub.size() > kMaxResponseStub - stub.size()) Fail(b, kProtocolError);
+    stub.insert(stub.end(), body.stub.begin(), body.stub.end());
+    if ((header.flags & kLastFragment) != 0) return stub;
+  }
+}
+
+}  // namespace
+
+std::uint32_t StatusFromFault(std::uint32_t faultStatus) {
+  static constexpr std::pair<std::uint32_t, std::uint32_t> kMap[] = {
+      {0x1c000001, 1767}, {0x1c000002, 1768}, {0x1c000003, 1769}, {0x1c000004, 1770},
+      {0x1c000005, 1771}, {0x1c000006, 1733}, {0x1c000007, 1734}, {0x1c000008, 1728},
+      {0x1c000009, 1727}, {0x1c00000a, 1727}, {0x1c00000b, 1726}, {0x1c00000c, 1727},
+      {0x1c00000d, 1818}, {0x1c00000e, 1768}, {0x1c00000f, 1771}, {0x1c000010, 1768},
+      {0x1c000012, 1726}, {0x1c00001a, 6},    {0x1c00001b, 1130}, {0x1c010001, 1820},
+      {0x1c010002, 1745}, {0x1c010003, 1717}, {0x1c010009, 1726}, {0x1c01000b, 1728},
+      {0x1c010013, 1130}, {0x1c010014, 1723}, {0x1c010017, 1732},
+  };
+  for (const auto& [fault, status] : kMap) {
+    if (fault == faultStatus) return status;
+  }
+  return faultStatus;
+}
+
+std::uint32_t BindingFromStringBinding(const std::string& stringBinding, void*& handle) {
+  handle = nullptr;
+  StringBindingParts parts;
+  if (const std::uint32_t status = ParseStringBinding(stringBinding, parts); status != 0) {
+    return status;
+  }
+  if (const std::uint32_t status = CheckProtocolSequence(parts.protocolSequence); status != 0) {
+    return status;
+  }
+  auto binding = std::make_unique<Binding>();
+  binding->protocolSequence = parts.protocolSequence;
+  binding->networkAddress = parts.networkAddress;
+  binding->endpoint = parts.endpoint;
+  std::lock_guard lock(gHandlesMutex);
+  gHandles.insert(binding.get());
+  handle = binding.release();
+  return 0;
+}
+
+std::uint32_t FreeBinding(void*& handle) {
+  auto* binding = static_cast<Binding*>(handle);
+  {
+    std::lock_guard lock(gHandlesMutex);
+    if (binding == nullptr || gHandles.erase(binding) == 0) return kInvalidBinding;
+  }
+  delete binding;
+  handle = nullptr;
+  return 0;
+}
+
+std::vector<std::uint8_t> CallRemote(void* bindingHandle, const SyntaxId& syntax,
+                                     std::uint16_t opnum, std::span<const std::uint8_t> request) {
+  auto* binding = static_cast<Binding*>(bindingHandle);
+  {
+    std::lock_guard lock(gHandlesMutex);
+    if (binding == nullptr || gHandles.count(binding) == 0) Raise(kInvalidBinding);
+  }
+  std::lock_guard call(binding->callMutex);
+  try {
+    return Call(*binding, syntax, opnum, request);
+  } catch (const std::bad_alloc&) {
+    binding->Drop();
+    Raise(os::kErrorOutOfMemory);
+  }
+}
+
+RpcException::RpcException(std::uint32_t status) : status_(status) {
+  os::SetLastError(status);
+}
+
+const char* RpcException::what() const noexcept { return "RPC exception"; }
+
+}  // namespace rdx::rpc

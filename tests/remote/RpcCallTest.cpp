@@ -1,0 +1,247 @@
+// Calls through our client and our server over loopback TCP and pipe sockets.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <future>
+#include <thread>
+
+#include <rdx/remote/RpcExceptionFrame.h>
+#include <rdx/remote/RpcHandle.h>
+#include <rdx/remote/RpcListener.h>
+#include <rdx/remote/RpcStatus.h>
+
+#include "platform/os/LastError.h"
+#include "remote/EchoInterface.h"
+#include "remote/runtime/RpcServer.h"
+
+namespace rdx::rpc::test {
+namespace {
+
+namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
+
+struct Handle {
+  void* h = nullptr;
+  Handle(const std::string& host, const std::string& endpoint, const std::string& protocol) {
+    std::string ignored;
+    h = gul::GetRpcHandle(
+        reinterpret_cast<unsigned char*>(const_cast<char*>(host.c_str())),
+        reinterpret_cast<unsigned char*>(const_cast<char*>(endpoint.c_str())),
+        reinterpret_cast<unsigned char*>(const_cast<char*>(protocol.c_str())), ignored);
+  }
+  ~Handle() {
+    if (h != nullptr) gul::FreeRpcHandle(h);
+  }
+};
+
+std::vector<std::uint8_t> Request(std::uint32_t a, std::uint32_t b) {
+  std::vector<std::uint8_t> r(8);
+  std::memcpy(r.data(), &a, 4);
+  std::memcpy(r.data() + 4, &b, 4);
+  return r;
+}
+
+// Runs a call in the exception frame; the status, or 0 and the answer in `out`.
+std::int32_t Try(void* handle, const SyntaxId& syntax, std::uint16_t opnum,
+                 const std::vector<std::uint8_t>& request, std::vector<std::uint8_t>* out) {
+  return gul::RunInRpcExceptionFrame([&] {
+    auto answer = CallRemote(handle, syntax, opnum, request);
+    if (out != nullptr) *out = std::move(answer);
+  });
+}
+
+class RpcCall : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    server_.RegisterInterface(&echo_);
+    ASSERT_EQ(server_.UseTcpPort(0, port_), 0u);
+    ASSERT_EQ(server_.Listen(), 0u);
+  }
+  std::string Port() const { return std::to_string(port_); }
+
+  EchoInterface echo_;
+  RpcServer server_;
+  std::uint16_t port_ = 0;
+};
+
+TEST_F(RpcCall, RoundTripsOverEveryAddressForm) {
+  for (const std::string host : {"127.0.0.1", "localhost", "::1", ""}) {
+    SCOPED_TRACE(host);
+    Handle handle(host, Port(), "ncacn_ip_tcp");
+    ASSERT_NE(handle.h, nullptr);
+    const std::vector<std::uint8_t> request = {1, 2, 3, 4, 5};
+    std::vector<std::uint8_t> answer;
+    EXPECT_EQ(Try(handle.h, EchoSyntax(), 0, request, &answer), 0);
+    EXPECT_EQ(answer, request);
+    // A second call reuses the connection and its context.
+    EXPECT_EQ(Try(handle.h, EchoSyntax(), 0, {}, &answer), 0);
+    EXPECT_TRUE(answer.empty());
+  }
+}
+
+TEST_F(RpcCall, FragmentsLongStubsBothWays) {
+  Handle handle("127.0.0.1", Port(), "ncacn_ip_tcp");
+  // Sizes around the fragment payload (5816) and a few megabytes, both directions.
+  for (const std::uint32_t size : {5815u, 5816u, 5817u, 3u * 5816u, 3u * 5816u + 1, 3000000u}) {
+    SCOPED_TRACE(size);
+    std::vector<std::uint8_t> request(size);
+    for (std::uint32_t i = 0; i < size; ++i) request[i] = PatternByte(i, 5);
+    std::vector<std::uint8_t> answer;
+    ASSERT_EQ(Try(handle.h, EchoSyntax(), 0, request, &answer), 0);
+    EXPECT_EQ(answer, request);
+    ASSERT_EQ(Try(handle.h, EchoSyntax(), 1, Request(size, 9), &answer), 0);
+    ASSERT_EQ(answer.size(), size);
+    bool same = true;
+    for (std::uint32_t i = 0; i < size && same; ++i) same = answer[i] == PatternByte(i, 9);
+    EXPECT_TRUE(same);
+  }
+}
+
+TEST_F(RpcCall, FailuresArriveAsStatusesWithTexts) {
+  struct Row {
+    const char* name;
+    std::string host, endpoint, protocol;
+    SyntaxId syntax;
+    std::uint16_t opnum;
+    std::vector<std::uint8_t> request;
+    std::int32_t status;
+    const char* text;
+  };
+  SyntaxId unknown = EchoSyntax();
+  unknown.uuid[0] ^= 0xFF;
+  SyntaxId newerMinor = EchoSyntax();
+  newerMinor.versionMinor = 1;
+  // A port nothing listens on: bound and released again.
+  std::uint16_t freePort = 0;
+  {
+    RpcServer probe;
+    ASSERT_EQ(probe.UseTcpPort(0, freePort), 0u);
+  }
+  const Row rows[] = {
+      {"nothing listening", "127.0.0.1", std::to_string(freePort), "ncacn_ip_tcp",
+       EchoSyntax(), 0, {}, 1722, "The RPC server is unavailable."},
+      {"no such host", "no-such-host.invalid", Port(), "ncacn_ip_tcp", EchoSyntax(), 0, {},
+       1722, "The RPC server is unavailable."},
+      {"pipe of another machine", "elsewhere.invalid", "\\pipe\\x", "ncacn_np", EchoSyntax(),
+       0, {}, 1722, "The RPC server is unavailable."},
+      {"unknown operation", "127.0.0.1", Port(), "ncacn_ip_tcp", EchoSyntax(), 4, {}, 1745,
+       "The procedure number is out of range."},
+      {"opnum 0xFFFF", "127.0.0.1", Port(), "ncacn_ip_tcp", EchoSyntax(), 0xFFFF, {}, 1745,
+       "The procedure number is out of range."},
+      {"unknown interface", "127.0.0.1", Port(), "ncacn_ip_tcp", unknown, 0, {}, 1717,
+       "The interface is unknown."},
+      {"newer minor version", "127.0.0.1", Port(), "ncacn_ip_tcp", newerMinor, 0, {}, 1717,
+       "The interface is unknown."},
+      {"bad stub data fault", "127.0.0.1", Port(), "ncacn_ip_tcp", EchoSyntax(), 2,
+       Request(0x6f7, 0), 1783, "The stub received bad data."},
+      {"manager status passes through", "127.0.0.1", Port(), "ncacn_ip_tcp", EchoSyntax(), 2,
+       Request(5, 0), 5, "Access is denied."},
+      {"no endpoint", "127.0.0.1", "", "ncacn_ip_tcp", EchoSyntax(), 0, {}, 1753,
+       "There are no more endpoints available from the endpoint mapper."},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    Handle handle(row.host, row.endpoint, row.protocol);
+    ASSERT_NE(handle.h, nullptr);
+    os::SetLastError(0);
+    const std::int32_t status = Try(handle.h, row.syntax, row.opnum, row.request, nullptr);
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(os::GetLastError(), static_cast<std::uint32_t>(row.status));
+    EXPECT_EQ(gul::RpcStatusText(status), row.text);
+    // After a fault or rejection the binding still serves a good call.
+    if (row.status != 1722 && row.status != 1753) {
+      EXPECT_EQ(Try(handle.h, EchoSyntax(), 0, {7}, nullptr), 0);
+    }
+  }
+  EXPECT_EQ(Try(nullptr, EchoSyntax(), 0, {}, nullptr), 1702);
+}
+
+TEST_F(RpcCall, ServerStoppedMidCallRaisesInsteadOfHanging) {
+  Handle handle("127.0.0.1", Port(), "ncacn_ip_tcp");
+  auto call = std::async(std::launch::async,
+                         [&] { return Try(handle.h, EchoSyntax(), 3, {}, nullptr); });
+  ASSERT_TRUE(echo_.WaitForWaiting(1));
+  std::thread stopper([&] { server_.StopListening(); });
+  // The stop shuts the connection; the manager is released so the stop can finish.
+  const auto early = call.wait_for(std::chrono::seconds(20));
+  echo_.Release();
+  stopper.join();
+  ASSERT_EQ(early, std::future_status::ready);
+  EXPECT_EQ(call.get(), 1726);
+  // The next call finds nobody listening.
+  EXPECT_EQ(Try(handle.h, EchoSyntax(), 0, {}, nullptr), 1722);
+}
+
+TEST_F(RpcCall, ManyClientsCallAtOnce) {
+  constexpr int kClients = 64;
+  std::vector<std::future<std::int32_t>> calls;
+  for (int i = 0; i < kClients; ++i) {
+    calls.push_back(std::async(std::launch::async, [&] {
+      Handle handle("127.0.0.1", Port(), "ncacn_ip_tcp");
+      return Try(handle.h, EchoSyntax(), 3, {}, nullptr);
+    }));
+  }
+  // Every call is inside a manager at the same time before any is released.
+  EXPECT_TRUE(echo_.WaitForWaiting(kClients));
+  echo_.Release();
+  for (auto& c : calls) EXPECT_EQ(c.get(), 0);
+}
+
+TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
+  const auto folder = std::filesystem::temp_directory_path() /
+                      ("rdx-rpc-test-" + std::to_string(::testing::UnitTest::GetInstance()
+                                                            ->random_seed()));
+  std::filesystem::create_directories(folder);
+  ::setenv("RDX_PIPE_DIR", folder.c_str(), 1);
+  EchoInterface echo;
+  std::uint16_t port = 0;
+  {
+    RpcServer probe;
+    ASSERT_EQ(probe.UseTcpPort(0, port), 0u);
+  }
+  std::string text;
+  std::int32_t status = 0;
+  ASSERT_TRUE(gul::StartRpcListener(&echo, std::to_string(port), "ncacn_ip_tcp", text, status))
+      << text;
+  ASSERT_TRUE(gul::StartRpcListener(&echo, "\\pipe\\RdxTest", "ncacn_np", text, status)) << text;
+  {
+    // Pipe names ignore case; "." is this machine.
+    Handle pipe(".", "\\PIPE\\rdxtest", "ncacn_np");
+    std::vector<std::uint8_t> answer;
+    EXPECT_EQ(Try(pipe.h, EchoSyntax(), 0, {9, 8}, &answer), 0);
+    EXPECT_EQ(answer, (std::vector<std::uint8_t>{9, 8}));
+    Handle tcp("localhost", std::to_string(port), "ncacn_ip_tcp");
+    EXPECT_EQ(Try(tcp.h, EchoSyntax(), 0, {1}, nullptr), 0);
+  }
+  {
+    // Another server cannot take the same port or pipe.
+    RpcServer other;
+    EXPECT_EQ(other.UseEndpoint("ncacn_ip_tcp", std::to_string(port)), 1740u);
+    EXPECT_EQ(other.UseEndpoint("ncacn_np", "\\pipe\\rdxtest"), 1740u);
+  }
+  struct Row {
+    const char* endpoint;
+    const char* protocol;
+    std::int32_t status;
+  };
+  for (const Row& row : {Row{"0", "ncacn_ip_tcp", 1706}, Row{"65536", "ncacn_ip_tcp", 1706},
+                         Row{"39x", "ncacn_ip_tcp", 1706}, Row{"pipe\\x", "ncacn_np", 1706},
+                         Row{"3982", "ncadg_ip_udp", 1703}, Row{"3982", "tcp!", 1704}}) {
+    SCOPED_TRACE(row.endpoint);
+    status = 0;
+    text.clear();
+    EXPECT_FALSE(gul::StartRpcListener(&echo, row.endpoint, row.protocol, text, status));
+    EXPECT_EQ(status, row.status);
+    EXPECT_EQ(text, gul::RpcStatusText(row.status));
+  }
+  EXPECT_TRUE(gul::StopRpcListener(&echo, text));
+  EXPECT_FALSE(std::filesystem::exists(folder / "rdxtest"));
+  // Unregistered and stopped: a second stop fails.
+  EXPECT_FALSE(gul::StopRpcListener(&echo, text));
+  std::filesystem::remove_all(folder);
+  ::unsetenv("RDX_PIPE_DIR");
+}
+
+}  // namespace
+}  // namespace rdx::rpc::test
