@@ -197,7 +197,9 @@ TEST_F(RefServerInterop, ServiceProviderInterfaceAnswersAsDocumented) {
                                480, "x", err.data()),
               aoi.want);
     EXPECT_STREQ(own.data(), id.c_str());
-    if (!aoi.want) EXPECT_EQ(Parsed(err.data()).items.at(0).id, 0x7E02);
+    if (!aoi.want) {
+      EXPECT_EQ(Parsed(err.data()).items.at(0).id, 0x7E02);
+    }
   }
 
   // A response of many fragments; byte i is (i + a + b) mod 256.

@@ -111,12 +111,12 @@ class RefServerFromImpacket(unittest.TestCase):
                 req = s.GetServiceProviderFor()
                 req['session'] = s.text(sid)
                 req['name'] = s.text('Imagery')
-                req['n'] = 4000
+                req['n'] = TEXT_SIZE
                 req['error'] = s.text(None, 4000)
                 resp = self.call(dce, req, s.TextErrorLongResponse)
                 if known:
                     self.assertEqual(resp['result'], 0)
-                    self.assertTrue(s.array_bytes(resp['text']).startswith(b'GetServiceProviderFor...'))
+                    self.assertEqual(s.array_bytes(resp['text']), expected_text('GetServiceProviderFor'))
                 else:
                     self.assertLess(resp['result'], 0)
                     items = status_items(s.cstr(resp['error']))

@@ -205,6 +205,7 @@ class RefServer:
                 self.process.wait()
                 return None
         self._reader.join(5)
+        self.process.stderr.close()
         return self.process.returncode
 
 
