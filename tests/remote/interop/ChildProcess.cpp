@@ -108,6 +108,11 @@ std::optional<std::string> ChildProcess::WaitForLine(const std::string& needle,
   return found;
 }
 
+bool ChildProcess::WaitForOutputEnd(std::chrono::milliseconds timeout) {
+  std::unique_lock lock(linesLock_);
+  return linesChanged_.wait_for(lock, timeout, [&] { return outputEnded_; });
+}
+
 std::string ChildProcess::Output() const {
   std::lock_guard lock(linesLock_);
   std::string all;

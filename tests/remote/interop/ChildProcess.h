@@ -30,6 +30,9 @@ class ChildProcess {
   // or when the child's output ended first.
   std::optional<std::string> WaitForLine(const std::string& needle,
                                          std::chrono::milliseconds timeout);
+  // Waits until the child's output has ended (it exited and so did anything holding its
+  // output); false on time-out.
+  bool WaitForOutputEnd(std::chrono::milliseconds timeout);
   // All output so far, one line each.
   std::string Output() const;
   // Closes the child's standard input (a child that serves until stdin ends then exits).
