@@ -1,0 +1,23 @@
+# Interoperability checks of the remote interfaces against independent peers: Impacket's
+# DCE/RPC client and server (Debian's python3-impacket, in the system interpreter) and
+# tshark's dissector. Included from tests/CMakeLists.txt after the test programs exist.
+set(rdx_interop_dir ${CMAKE_CURRENT_LIST_DIR})
+set(rdx_system_python /usr/bin/python3)
+
+if(TARGET remote_tests AND TARGET rdx-refserver)
+  # The C++ side starts these programs itself; they must be built and their paths known.
+  add_dependencies(remote_tests rdx-refserver)
+  target_compile_definitions(remote_tests PRIVATE
+    RDX_REFSERVER_PATH="$<TARGET_FILE:rdx-refserver>"
+    RDX_INTEROP_DIR="${rdx_interop_dir}"
+    RDX_SYSTEM_PYTHON="${rdx_system_python}")
+endif()
+
+if(TARGET rdx-refserver)
+  add_test(NAME Interop.ImpacketClientAgainstRefServer
+    COMMAND ${rdx_system_python} ${rdx_interop_dir}/impacket_client_vs_refserver.py
+            $<TARGET_FILE:rdx-refserver>)
+  set_tests_properties(Interop.ImpacketClientAgainstRefServer PROPERTIES
+    LABELS remote TIMEOUT 300 SKIP_RETURN_CODE 77
+    ENVIRONMENT "PYTHONDONTWRITEBYTECODE=1")
+endif()

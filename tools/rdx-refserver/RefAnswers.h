@@ -1,0 +1,65 @@
+#pragma once
+// The fixed answers of the reference server, shared by its three managers: the text answer
+// of every out-text operation, the session table, the status XML of a refusal and the call
+// log on standard error. Client developers test against these answers, so they never change
+// with the request beyond what the README documents.
+
+#include <cstdint>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace rdx::refserver {
+
+// Status ids of the two refusals the reference server knows.
+inline constexpr std::int32_t kUnknownSessionId = 0x7E01;
+inline constexpr std::int32_t kEmptyAreaId = 0x7E02;
+
+class RefAnswers {
+ public:
+  explicit RefAnswers(std::uint32_t textSize) : textSize_(textSize) {}
+  RefAnswers(const RefAnswers&) = delete;
+  RefAnswers& operator=(const RefAnswers&) = delete;
+
+  // The answer text of `operation`: its name, then '.' up to exactly textSize bytes (the
+  // name is cut when textSize is shorter). No NUL of its own.
+  std::string Text(std::string_view operation) const;
+
+  // Size protocol of a long operation with an [out, size_is(n)] text: when the text fits
+  // n it is copied into `text` (which holds n zero bytes) and the result is 0; otherwise
+  // nothing is written and the result is the size needed.
+  std::int32_t SizedText(std::string_view operation, std::int32_t n, char* text) const;
+
+  // A boolean operation's out text: as much of the text as `room` holds. Returns the count.
+  std::int32_t CutText(std::string_view operation, std::int32_t room, char* text) const;
+
+  // Hands out "S1", "S2", ... (one counter for all interfaces of this process).
+  std::string OpenSession();
+  bool IsSession(std::string_view id) const;
+  // False when the id was not open.
+  bool CloseSession(std::string_view id);
+
+  // A status XML text with one item (the source names the operation); empty id and message
+  // text are allowed.
+  static std::string StatusXml(std::int32_t id, std::string_view source,
+                               std::string_view message);
+  // The refusal of a call that named an unknown session.
+  static std::string UnknownSession(std::string_view operation, std::string_view id);
+
+  // One line on standard error; lines of concurrent calls never interleave.
+  void Log(std::string_view interfaceName, std::string_view operation,
+           std::string_view detail, std::int64_t result) const;
+
+ private:
+  const std::uint32_t textSize_;
+  mutable std::mutex sessionsLock_;  // guards sessions_ and nextSession_; no I/O while held
+  std::set<std::string, std::less<>> sessions_;
+  std::uint64_t nextSession_ = 1;
+  mutable std::mutex logLock_;  // guards standard error; nothing else is taken while held
+};
+
+// The byte at index i of a StreamImageBuffer answer: (i + a + b) mod 256.
+std::uint8_t StreamByte(std::uint32_t index, std::int32_t a, std::int32_t b);
+
+}  // namespace rdx::refserver
