@@ -54,7 +54,7 @@ std::string PipeFolder() {
 
 bool IsThisMachine(const std::string& machine) {
   if (machine.empty() || machine == "." || ::strcasecmp(machine.c_str(), "localhost") == 0 ||
-      machine.rfind("127", 0) == 0) {
+      machine.rfind("127", 0) == 0 || machine == "::1") {
     return true;
   }
   char host[256] = {};

@@ -37,28 +37,6 @@ bool FillUnixAddress(const std::string& path, sockaddr_un& address) {
   return true;
 }
 
-bool MakeFolder(const std::string& path) {
-  std::string partial;
-  std::size_t pos = 0;
-  while (pos != std::string::npos) {
-    pos = path.find('/', pos + 1);
-    partial = path.substr(0, pos);
-    if (partial.empty()) continue;
-    if (::mkdir(partial.c_str(), 0777) != 0 && errno != EEXIST) return false;
-  }
-  struct stat info {};
-  return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode) &&
-         ::access(path.c_str(), W_OK | X_OK) == 0;
-}
-
-bool EqualNoCase(const std::string& a, const std::string& b) {
-  return a.size() == b.size() &&
-         std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; };
-           return lower(x) == lower(y);
-         });
-}
-
 }  // namespace
 
 StreamSocket::~StreamSocket() { Close(); }
@@ -378,39 +356,6 @@ void StreamListener::Wake() noexcept {
     const char byte = 1;
     [[maybe_unused]] const ssize_t n = ::write(wakeWrite_, &byte, 1);
   }
-}
-
-std::string PipeSocketFolder() {
-  if (const char* env = std::getenv("RDX_PIPE_DIR"); env != nullptr && *env != '\0') {
-    std::string folder = env;
-    while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
-    MakeFolder(folder);
-    return folder;
-  }
-  std::vector<std::string> candidates = {"/run/quorvan/pipes"};
-  if (const char* xdg = std::getenv("XDG_RUNTIME_DIR"); xdg != nullptr && *xdg != '\0') {
-    candidates.push_back(std::string(xdg) + "/quorvan/pipes");
-  }
-  candidates.push_back("/tmp/quorvan-pipes-" + std::to_string(::getuid()));
-  for (const std::string& folder : candidates) {
-    if (MakeFolder(folder)) return folder;
-  }
-  return candidates.back();
-}
-
-bool IsThisMachine(const std::string& host) {
-  if (host.empty() || host == "." || EqualNoCase(host, "localhost") ||
-      host.rfind("127.", 0) == 0 || host == "::1") {
-    return true;
-  }
-  char name[256] = {};
-  if (::gethostname(name, sizeof name - 1) != 0) return false;
-  const std::string own = name;
-  const std::string ownShort = own.substr(0, own.find('.'));
-  const std::string hostShort = host.substr(0, host.find('.'));
-  return EqualNoCase(host, own) || EqualNoCase(host, ownShort) ||
-         (host.find('.') != std::string::npos && own.find('.') == std::string::npos &&
-          EqualNoCase(hostShort, own));
 }
 
 std::size_t MaxSocketPathLength() noexcept { return sizeof(sockaddr_un{}.sun_path) - 1; }

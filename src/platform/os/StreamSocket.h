@@ -82,15 +82,6 @@ class StreamListener {
   std::string unixPath_;  // removed again when the listener closes
 };
 
-// The folder holding the socket files that stand in for named pipes:
-// $RDX_PIPE_DIR, else /run/quorvan/pipes, else $XDG_RUNTIME_DIR/quorvan/pipes, else
-// /tmp/quorvan-pipes-<uid>; the first that exists or can be created. Ends without "/".
-std::string PipeSocketFolder();
-
-// True when `host` names this machine: empty, ".", "localhost", an address starting with
-// "127." or "::1", or this host's name (ASCII case ignored, with or without domain).
-bool IsThisMachine(const std::string& host);
-
 // Longest path a Unix-domain socket can have.
 std::size_t MaxSocketPathLength() noexcept;
 

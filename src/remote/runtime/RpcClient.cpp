@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/os/LastError.h"
+#include "platform/os/PipeFolder.h"
 #include "platform/os/StreamSocket.h"
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/PduStream.h"

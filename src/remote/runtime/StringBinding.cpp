@@ -2,6 +2,7 @@
 
 #include <cctype>
 
+#include "platform/os/PipeFolder.h"
 #include "platform/os/StreamSocket.h"
 
 namespace rdx::rpc {
@@ -139,7 +140,9 @@ bool PipeSocketPath(const std::string& endpoint, std::string& path) {
     name.push_back(c == '\\' || c == '/' ? '_' : Lower(c));
   }
   if (name.empty() || name == "." || name == "..") return false;
-  path = os::PipeSocketFolder() + "/" + name;
+  const std::string folder = os::PipeFolder();
+  if (folder.empty()) return false;
+  path = folder + name;
   return path.size() <= os::MaxSocketPathLength();
 }
 
