@@ -7,11 +7,15 @@
 #include <rdx/foundation/Status.h>
 #include <rdx/foundation/StatusItem.h>
 #include <rdx/foundation/StringUtility.h>
+#include <rdx/foundation/CaseInsensitiveStringComparer.h>
+#include <rdx/foundation/NameValueMap.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
 
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
 
 // Platform services: XML documents, system information, buffer allocators.
+#include <rdx/platform/PropertyLookUp.h>
+#include <rdx/platform/XMLProperties.h>
 
 // Application host.
