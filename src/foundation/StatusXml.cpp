@@ -127,18 +127,8 @@ std::string Status::ToString(const char* withTime) const {
 bool Status::Append(const std::string& xml) {
   if (xml.empty()) return false;
   try {
-    rdx::foundation::StatusXmlReader reader;
-    if (!reader.Load(xml)) return false;
-    const std::uint32_t count = reader.ChildCount();
-    if (count == rdx::foundation::StatusXmlReader::kNoStatus) return true;
-    // The count is of nodes actually parsed, so it is bounded by the text's length.
-    items.reserve(items.size() + count);
-    for (std::uint32_t i = 1; i <= count; ++i) {
-      // The item is added before it is read: a child that is not an Item still counts.
-      items.emplace_back();
-      reader.ReadItem(i, items.back());
-    }
-    return true;
+    if (rdx::foundation::StatusXmlReader::ReadOwnLayout(xml, items)) return true;
+    return rdx::foundation::AppendThroughDocument(xml, items);
   } catch (...) {
     return false;  // items read before the failure stay
   }
@@ -162,3 +152,23 @@ bool Status::Prepend(const std::string& xml) {
 }
 
 }  // namespace QUORVAN::Rendix::GeneralUtilityLib
+
+namespace rdx::foundation {
+
+bool AppendThroughDocument(const std::string& xml,
+                           std::vector<QUORVAN::Rendix::GeneralUtilityLib::StatusItem>& items) {
+  StatusXmlReader reader;
+  if (!reader.Load(xml)) return false;
+  const std::uint32_t count = reader.ChildCount();
+  if (count == StatusXmlReader::kNoStatus) return true;
+  // The count is of nodes actually parsed, so it is bounded by the text's length.
+  items.reserve(items.size() + count);
+  for (std::uint32_t i = 1; i <= count; ++i) {
+    // The item is added before it is read: a child that is not an Item still counts.
+    items.emplace_back();
+    reader.ReadItem(i, items.back());
+  }
+  return true;
+}
+
+}  // namespace rdx::foundation
