@@ -1,6 +1,7 @@
 // The direct reading of the library's own status layout, and the direct parse of text without
 // attributes, must give exactly what the document route gives.
 #include <rdx/foundation/Status.h>
+#include <rdx/platform/XMLProperties.h>
 
 #include "foundation/StatusXmlReader.h"
 #include "platform/xml/XmlDocument.h"
@@ -9,6 +10,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace rdx::foundation {
@@ -57,6 +59,20 @@ TEST(StatusXmlOwnLayout, ReadsWhatTheDocumentReads) {
     std::vector<StatusItem> throughDocument(1);
     ASSERT_TRUE(AppendThroughDocument(text, throughDocument));
     ExpectSameItems(direct, throughDocument);
+  }
+}
+
+TEST(StatusXmlOwnLayout, XMLPropertiesReadsTheWrittenItem) {
+  const StatusItem item(64279, "a<b", "QUORVAN.Rendix.Global::Reporter", "");
+  QUORVAN::Rendix::GeneralUtilityLib::XMLProperties document;
+  ASSERT_TRUE(document.init(item.ToString(nullptr)));
+  const std::pair<const char*, const char*> fields[] = {
+      {"/Item/ID", "00FB17"}, {"/Item/Source", "Global.Reporter"}, {"/Item/Message", "a<b"},
+      {"/Item/Details", "none"}};
+  for (const auto& [path, text] : fields) {
+    SCOPED_TRACE(path);
+    ASSERT_TRUE(document.selectNode(path, 0));
+    EXPECT_EQ(document.getNodeText("none"), text);
   }
 }
 
