@@ -41,6 +41,8 @@ TEST(StatusXml, WritesItemsAndEnvelope) {
       {{0, "", "", "l1\r\nl2\x01"}, "<Details>l1&#13;\nl2&#1;</Details>"},
       {{0, std::string("cut\0here", 8), "", ""}, "<Message>cut</Message>"},
       {{0, "", "quorvan.rendix.A::B::C", ""}, "<Source>A.B.C</Source>"},
+      {{0, "", "<a>&::b:::", ""}, "<Source>&lt;a&gt;&amp;.b.:</Source>"},
+      {{0, "", std::string("s::x\0::y", 8), ""}, "<Source>s.x</Source>"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.fragment);
