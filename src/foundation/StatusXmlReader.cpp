@@ -167,9 +167,11 @@ bool StatusXmlReader::Load(const std::string& xml) {
   const pugi::xml_document& dom = *parsed;
   std::vector<pugi::xml_node> statuses;
   const pugi::xml_node root = dom.document_element();
-  if (IsStatusElement(root) && CountStartTags(xml, "<Status") == 1) {
+  if (IsStatusElement(root) && xml.find('\0') == std::string::npos &&
+      CountStartTags(xml, "<Status") == 1) {
     // The usual text: Status is the root and the only start tag of that name, so no other
-    // Status element can exist and the walk over the whole tree is not needed.
+    // Status element can exist and the walk over the whole tree is not needed. Text without
+    // NUL bytes whose root parsed as Status is 8-bit, so its start tags are counted right.
     statuses.push_back(root);
   } else {
     ForEachInDocumentOrder(dom, [&statuses](const pugi::xml_node& node) {

@@ -23,7 +23,8 @@ class StatusXmlReader {
   StatusXmlReader(const StatusXmlReader&) = delete;
   StatusXmlReader& operator=(const StatusXmlReader&) = delete;
 
-  // Parses xml; false when it is not a well-formed document.
+  // Parses xml, always as text (never as a file name); false when it is not a well-formed
+  // document. Called once per reader.
   [[nodiscard]] bool Load(const std::string& xml);
 
   // The number of child nodes (elements, text, comments, ...) of the first Status element

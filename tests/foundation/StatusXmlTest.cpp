@@ -83,6 +83,13 @@ TEST(StatusXml, RoundTripKeepsEveryItem) {
                      {0, "<![CDATA[ not markup ]]>", "S", "&amp;"}});
 }
 
+// XML text as UTF-16LE with its byte-order mark, for ASCII input.
+std::string Utf16(const std::string& ascii) {
+  std::string text = "\xFF\xFE";
+  for (const char c : ascii) text.append({c, '\0'});
+  return text;
+}
+
 TEST(StatusXml, AppendReadsOneItemPerChildNode) {
   struct Row {
     const char* name;
@@ -123,6 +130,9 @@ TEST(StatusXml, AppendReadsOneItemPerChildNode) {
        "<R><Status><Item><Message>a</Message></Item></Status>"
        "<Status><Item><ID>7</ID></Item><Item><ID>8</ID></Item></Status></R>", true,
        {{7, "a", "", ""}}},
+      {"utf-16 with nested status",
+       Utf16("<Status><Item><ID>5</ID><Status><Item/></Status></Item><Item/></Status>"), true,
+       {{5, "", "", ""}, {}}},
       {"nested status",
        "<Status><X><Status><Item><ID>9</ID></Item></Status></X><Item><ID>1</ID></Item></Status>",
        true, {{9, "", "", ""}, {1, "", "", ""}}},
