@@ -15,8 +15,7 @@ namespace {
 
 // Text content as the document writes it: markup characters escaped, control characters as
 // character references so they survive a round trip, and cut at the first NUL because a
-// document node's text ends there.
-// Returns false when the text ended at a NUL, so that callers writing pieces stop too.
+// document node's text ends there. False when a NUL ended it, so callers writing pieces stop.
 bool AppendEscaped(std::string& out, std::string_view text) {
   const char* run = text.data();
   const char* const end = text.data() + text.size();
@@ -32,14 +31,11 @@ bool AppendEscaped(std::string& out, std::string_view text) {
       case '&': out += "&amp;"; break;
       case '<': out += "&lt;"; break;
       case '>': out += "&gt;"; break;
-      default: {
-        const char reference[] = {'&', '#', char('0' + c / 10), char('0' + c % 10), ';'};
-        if (c < 10) {
-          out.append({'&', '#', char('0' + c), ';'});
-        } else {
-          out.append(reference, sizeof reference);
-        }
-      }
+      default:  // a control character, as a decimal character reference
+        out += "&#";
+        if (c >= 10) out += char('0' + c / 10);
+        out += char('0' + c % 10);
+        out += ';';
     }
   }
   out.append(run, end);
