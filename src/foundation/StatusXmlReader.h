@@ -13,6 +13,8 @@
 
 namespace rdx::foundation {
 
+using StatusItems = std::vector<QUORVAN::Rendix::GeneralUtilityLib::StatusItem>;
+
 class StatusXmlReader {
  public:
   // What ChildCount answers when the document has no Status element.
@@ -40,8 +42,7 @@ class StatusXmlReader {
   // elements in order, only the escapes it uses) by a direct scan and appends its items,
   // as Append through the document would. False, with items untouched, for any other text;
   // the caller then takes the document route. Status texts are merged on every remote call.
-  [[nodiscard]] static bool ReadOwnLayout(std::string_view xml,
-                                          std::vector<QUORVAN::Rendix::GeneralUtilityLib::StatusItem>& items);
+  [[nodiscard]] static bool ReadOwnLayout(std::string_view xml, StatusItems& items);
 
   // The id as the ID text gives it: "Unknown ID" (any case) is -1; otherwise hexadecimal as
   // the C runtime's 32-bit strtoul reads it, with all bits set (also overflow) read as 0.
@@ -56,7 +57,6 @@ class StatusXmlReader {
 // Status::Append of XML text by the document queries alone, without the direct scan of the
 // library's own layout: appends one item per child node of the first Status element. False
 // for text that does not parse. Exceptions (exhausted memory) propagate.
-[[nodiscard]] bool AppendThroughDocument(const std::string& xml,
-                                         std::vector<QUORVAN::Rendix::GeneralUtilityLib::StatusItem>& items);
+[[nodiscard]] bool AppendThroughDocument(const std::string& xml, StatusItems& items);
 
 }  // namespace rdx::foundation

@@ -26,7 +26,7 @@ std::string Layout(const std::string& id, const std::string& source, const std::
          "</Details>\n\t</Item>\n</Status>";
 }
 
-void ExpectSameItems(const std::vector<StatusItem>& actual, const std::vector<StatusItem>& expected) {
+void ExpectSameItems(const StatusItems& actual, const StatusItems& expected) {
   ASSERT_EQ(actual.size(), expected.size());
   for (std::size_t i = 0; i < actual.size(); ++i) {
     SCOPED_TRACE(i);

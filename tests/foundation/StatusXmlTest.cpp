@@ -55,9 +55,9 @@ TEST(StatusXml, WritesItemsAndEnvelope) {
   EXPECT_EQ(status.ToXmlSnippet("t"), "");
   status.Append(item);
   status.Append(1, "m", "s", "");
-  EXPECT_EQ(status.ToString(nullptr),
-            "<Status>" + item.ToString(nullptr) + status.items[1].ToString(nullptr) + "\n</Status>");
-  EXPECT_EQ(status.ToXmlSnippet(nullptr), item.ToString(nullptr) + status.items[1].ToString(nullptr));
+  const std::string snippet = item.ToString(nullptr) + status.items[1].ToString(nullptr);
+  EXPECT_EQ(status.ToString(nullptr), "<Status>" + snippet + "\n</Status>");
+  EXPECT_EQ(status.ToXmlSnippet(nullptr), snippet);
 
   // Any non-null pointer asks for the time, whatever it points at.
   const std::string timed = item.ToString("");
@@ -222,7 +222,8 @@ TEST(StatusXml, ReportForms) {
   const std::string time = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
   EXPECT_TRUE(std::regex_match(
       rdx::foundation::GetStatusAsReportText(status),
-      std::regex("\n" + time + " : \\[Global::Reporter : 00FB17\\] Error: a<b\nd\n" + time + " : m")))
+      std::regex("\n" + time + " : \\[Global::Reporter : 00FB17\\] Error: a<b\nd\n" + time +
+                 " : m")))
       << rdx::foundation::GetStatusAsReportText(status);
   EXPECT_TRUE(std::regex_match(
       rdx::foundation::GetStatusAsReportXml(status),
