@@ -28,28 +28,33 @@ class LayoutScanner {
   // whose parse is certain is read here.
   bool TakeText(std::string& out) {
     out.clear();
-    bool onlyBlanks = true;
-    while (at_ < text_.size() && text_[at_] != '<') {
-      const unsigned char c = static_cast<unsigned char>(text_[at_]);
-      if (c == '&') {
-        if (!TakeReference(out)) return false;
-        onlyBlanks = false;
-        continue;
-      }
-      if (c < 0x20 && c != '\t' && c != '\n') return false;
-      if (c != ' ' && c != '\t' && c != '\n') onlyBlanks = false;
-      const std::size_t run = at_;
-      while (at_ < text_.size() && text_[at_] != '<' && text_[at_] != '&' &&
-             (static_cast<unsigned char>(text_[at_]) >= 0x20 || text_[at_] == '\t' ||
-              text_[at_] == '\n')) {
-        if (text_[at_] != ' ' && text_[at_] != '\t' && text_[at_] != '\n') onlyBlanks = false;
-        ++at_;
-      }
-      out.append(text_.substr(run, at_ - run));
+    const std::size_t end = text_.find('<', at_);
+    if (end == std::string_view::npos) return false;
+    const std::string_view raw = text_.substr(at_, end - at_);
+    bool hasReference = false;
+    for (const char c : raw) {
+      const unsigned char byte = static_cast<unsigned char>(c);
+      if (byte < 0x20 && c != '\t' && c != '\n') return false;
+      hasReference = hasReference || c == '&';
     }
     // The document drops text that is only blanks, so such an element reads as empty.
-    if (onlyBlanks) out.clear();
-    return true;
+    if (raw.find_first_not_of(" \t\n") == std::string_view::npos) {
+      at_ = end;
+      return true;
+    }
+    if (!hasReference) {
+      out.assign(raw);
+      at_ = end;
+      return true;
+    }
+    while (at_ < end) {
+      const std::size_t ampersand = text_.find('&', at_);
+      const std::size_t stop = ampersand < end ? ampersand : end;
+      out.append(text_.substr(at_, stop - at_));
+      at_ = stop;
+      if (at_ < end && !TakeReference(out)) return false;
+    }
+    return at_ == end;
   }
 
  private:
@@ -77,16 +82,22 @@ class LayoutScanner {
 
 }  // namespace
 
-bool StatusXmlReader::ReadOwnLayout(std::string_view xml, std::vector<StatusItem>& items) {
+bool StatusXmlReader::ReadOwnLayout(std::string_view xml, StatusItems& items) {
   LayoutScanner scanner(xml);
   if (!scanner.Take("<Status>")) return false;
-  std::vector<StatusItem> read;
+  const std::size_t before = items.size();
+  // Items go straight into place; a text that turns out not to be in the layout takes them
+  // out again, so the caller sees items untouched.
+  auto refuse = [&items, before] {
+    items.erase(items.begin() + static_cast<std::ptrdiff_t>(before), items.end());
+    return false;
+  };
   std::string idText;
   std::string ignored;
   while (scanner.Take("\n\t<Item>")) {
-    StatusItem& item = read.emplace_back();
+    StatusItem& item = items.emplace_back();
     if (scanner.Take("\n\t\t<Time>")) {
-      if (!scanner.TakeText(ignored) || !scanner.Take("</Time>")) return false;
+      if (!scanner.TakeText(ignored) || !scanner.Take("</Time>")) return refuse();
     }
     if (!scanner.Take("\n\t\t<ID>") || !scanner.TakeText(idText) || !scanner.Take("</ID>") ||
         !scanner.Take("\n\t\t<Source>") || !scanner.TakeText(item.source) ||
@@ -94,13 +105,11 @@ bool StatusXmlReader::ReadOwnLayout(std::string_view xml, std::vector<StatusItem
         !scanner.TakeText(item.message) || !scanner.Take("</Message>") ||
         !scanner.Take("\n\t\t<Details>") || !scanner.TakeText(item.details) ||
         !scanner.Take("</Details>") || !scanner.Take("\n\t</Item>")) {
-      return false;
+      return refuse();
     }
     item.id = ParseId(idText);
   }
-  if (!scanner.Take("\n</Status>") || !scanner.AtEnd()) return false;
-  items.insert(items.end(), std::make_move_iterator(read.begin()),
-               std::make_move_iterator(read.end()));
+  if (!scanner.Take("\n</Status>") || !scanner.AtEnd()) return refuse();
   return true;
 }
 
