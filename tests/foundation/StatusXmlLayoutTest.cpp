@@ -1,8 +1,8 @@
 // The direct reading of the library's own status layout, and the direct parse of text without
 // attributes, must give exactly what the document route gives.
 #include <rdx/foundation/Status.h>
-#include <rdx/platform/XMLProperties.h>
 
+#include "foundation/StatusItemsMatch.h"
 #include "foundation/StatusXmlReader.h"
 #include "platform/xml/XmlDocument.h"
 
@@ -10,7 +10,6 @@
 
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace rdx::foundation {
@@ -26,16 +25,7 @@ std::string Layout(const std::string& id, const std::string& source, const std::
          "</Details>\n\t</Item>\n</Status>";
 }
 
-void ExpectSameItems(const StatusItems& actual, const StatusItems& expected) {
-  ASSERT_EQ(actual.size(), expected.size());
-  for (std::size_t i = 0; i < actual.size(); ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(actual[i].id, expected[i].id);
-    EXPECT_EQ(actual[i].message, expected[i].message);
-    EXPECT_EQ(actual[i].source, expected[i].source);
-    EXPECT_EQ(actual[i].details, expected[i].details);
-  }
-}
+using rdx::test::ExpectSameItems;
 
 TEST(StatusXmlOwnLayout, ReadsWhatTheDocumentReads) {
   Status written;
@@ -62,33 +52,16 @@ TEST(StatusXmlOwnLayout, ReadsWhatTheDocumentReads) {
   }
 }
 
-TEST(StatusXmlOwnLayout, XMLPropertiesReadsTheWrittenItem) {
-  const StatusItem item(64279, "a<b", "QUORVAN.Rendix.Global::Reporter", "");
-  QUORVAN::Rendix::GeneralUtilityLib::XMLProperties document;
-  ASSERT_TRUE(document.init(item.ToString(nullptr)));
-  const std::pair<const char*, const char*> fields[] = {
-      {"/Item/ID", "00FB17"}, {"/Item/Source", "Global.Reporter"}, {"/Item/Message", "a<b"},
-      {"/Item/Details", "none"}};
-  for (const auto& [path, text] : fields) {
-    SCOPED_TRACE(path);
-    ASSERT_TRUE(document.selectNode(path, 0));
-    EXPECT_EQ(document.getNodeText("none"), text);
-  }
-}
-
 TEST(StatusXmlOwnLayout, LeavesEverythingElseToTheDocument) {
   const std::string texts[] = {
       Layout("1", "s", "&quot;", "d"),              // an escape the writer does not use
       Layout("1", "s", "&#32;", "d"),               // a reference outside the control range
-      Layout("1", "s", "&#0;", "d"),
       Layout("1", "s", "a\rb", "d"),                // raw CR is changed by the parser
       Layout("1", "s", "<![CDATA[x]]>", "d"),
       Layout("1", "s", "m", "d") + "\n",            // anything after the envelope
-      Layout("1", "s", "m", "d").substr(1),
       "<Status>\n\t<Item>\n\t\t<ID>1</ID>\n\t</Item>\n</Status>",  // fields missing
       "<Status><Item><ID>1</ID></Item></Status>",   // another layout
       "<Status>\n\t<Item>\n\t\t<ID>1</ID>\n\t\t<Source>s</Source>\n\t\t<Message>m",
-      "<Status/>",
   };
   for (const std::string& text : texts) {
     SCOPED_TRACE(text);
