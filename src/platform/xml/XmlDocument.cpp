@@ -267,6 +267,11 @@ std::string NodeName(const pugi::xpath_node& node) {
       return "#comment";
     case pugi::node_declaration:
       return "xml";
+    case pugi::node_doctype: {
+      // pugixml keeps the whole declaration body as the value; its first word is the name.
+      const std::string body = node.node().value();
+      return body.substr(0, body.find_first_of(" \t\r\n["));
+    }
     default:
       return node.node().name();
   }
