@@ -133,12 +133,14 @@ TEST(XMLProperties, CountersAndBadXPaths) {
   XMLProperties xml;
   ASSERT_TRUE(xml.init("<r><a/><a>t</a><!--c--></r>"));
   struct Row {
-    const char* xpath;
+    std::string xpath;
     std::uint32_t nodes;
     std::uint32_t children;
   };
-  const Row rows[] = {{"//a", 2, 0}, {"/r", 1, 3}, {"/", 1, 1}, {"//zz", 0, kNone},
-                      {"", kNone, kNone}, {"///", kNone, kNone}, {"count(//a)", kNone, kNone}};
+  const Row rows[] = {{"//a", 2, 0},          {"/r", 1, 3},
+                      {"/", 1, 1},            {"//zz", 0, kNone},
+                      {"", kNone, kNone},     {"///", kNone, kNone},
+                      {"count(//a)", kNone, kNone}, {std::string("/r\0junk", 7), kNone, kNone}};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.xpath);
     EXPECT_EQ(xml.getNumNodes(row.xpath), row.nodes);
