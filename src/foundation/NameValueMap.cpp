@@ -44,14 +44,17 @@ int NameValueMap::Save(std::uint32_t* size, void* buffer) {
   const std::uint32_t capacity = *size;
   *size = static_cast<std::uint32_t>(needed);
   if (capacity < needed || buffer == nullptr) return 0;
+  // Every byte of the block is written once: the text, then its NUL, pair after pair.
   auto* out = static_cast<char*>(buffer);
-  std::memset(out, 0, static_cast<std::size_t>(needed));
   for (const auto& [name, value] : *this) {
     const std::size_t nameLength = TextLength(name);
+    std::memcpy(out, name.data(), nameLength);
+    out[nameLength] = '\0';
+    out += nameLength + 1;
     const std::size_t valueLength = TextLength(value);
-    std::memcpy(out, name.c_str(), nameLength);
-    std::memcpy(out + nameLength + 1, value.c_str(), valueLength);
-    out += nameLength + valueLength + 2;
+    std::memcpy(out, value.data(), valueLength);
+    out[valueLength] = '\0';
+    out += valueLength + 1;
   }
   return 1;
 }
@@ -62,35 +65,30 @@ int NameValueMap::Load(std::uint32_t size, const void* buffer) {
   if (size < 2) return 1;
   const auto* block = static_cast<const char*>(buffer);
   const std::size_t last = size - 1;
-  // Text starting at `from`, up to its NUL or the end of the block when the NUL is missing.
-  auto textAt = [&](std::size_t from) {
-    const void* nul = std::memchr(block + from, 0, size - from);
-    const std::size_t end = nul ? static_cast<std::size_t>(static_cast<const char*>(nul) - block)
-                                : static_cast<std::size_t>(size);
-    return std::string(block + from, end - from);
+  // Index of the first NUL in [from, to], or npos.
+  auto findNul = [&](std::size_t from, std::size_t to) {
+    if (from > to) return std::string::npos;
+    const void* nul = std::memchr(block + from, 0, to - from + 1);
+    return nul ? static_cast<std::size_t>(static_cast<const char*>(nul) - block)
+               : std::string::npos;
   };
-  std::size_t position = 0;
+  std::size_t position = 0;  // always below `last` here
   for (;;) {
-    std::string name = textAt(position);
-    // Step to the name's NUL. The step is taken before the first look, so an empty name passes
-    // over its own NUL and stops at the next one: blocks from older peers rely on that reading.
-    do {
-      if (position >= last) return 1;
-      ++position;
-    } while (block[position] != 0);
-    const std::size_t valueStart = position + 1;
-    if (valueStart >= last) return 1;
-    std::string value = textAt(valueStart);
-    const bool emptyValue = value.empty();
-    emplace(std::move(name), std::move(value));  // an existing name wins
-    position = valueStart;
-    if (!emptyValue) {
-      while (block[position] != 0) {
-        if (position >= last) return 1;
-        ++position;
-      }
-    }
-    position += 1;
+    const std::size_t nameEnd = findNul(position, last);
+    // The step to the name's NUL moves before it looks, so an empty name passes over its own
+    // NUL and stops at the next one: it swallows the string after it, and the value is the
+    // string after that. Blocks from older peers are read that way.
+    const std::size_t stepEnd = nameEnd != position ? nameEnd : findNul(position + 1, last);
+    if (stepEnd == std::string::npos) return 1;  // a name without its NUL is dropped
+    const std::size_t valueStart = stepEnd + 1;
+    if (valueStart >= last) return 1;  // so a last pair with an empty value is not restored
+    const std::size_t valueEnd = findNul(valueStart, last);
+    const std::size_t valueLength = (valueEnd == std::string::npos ? size : valueEnd) - valueStart;
+    // Saved blocks come in map order, so each pair belongs at the end; an existing name wins.
+    emplace_hint(end(), std::string(block + position, nameEnd - position),
+                 std::string(block + valueStart, valueLength));
+    if (valueEnd == std::string::npos) return 1;  // the value ran to the end of the block
+    position = valueEnd + 1;
     if (position >= last) return 1;
   }
 }
