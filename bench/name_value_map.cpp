@@ -6,6 +6,7 @@
 #include <rdx/foundation/NameValueMap.h>
 
 #include <benchmark/benchmark.h>
+#include <pugixml.hpp>
 
 #include <cstdio>
 #include <cstring>
@@ -120,6 +121,37 @@ void BM_BaselineStdMapBuild(benchmark::State& state) {
 }
 BENCHMARK(BM_BaselineStdMapBuild);
 
+// The XML form of the same map: LoadXml, which goes through the XML document cursor, against
+// parsing the same text with pugixml directly and copying each child's name and text.
+const std::string& XmlText() {
+  static const std::string xml = Map().ToXmlString("Props");
+  return xml;
+}
+
+void BM_LoadXml(benchmark::State& state) {
+  NameValueMap map;
+  for (auto _ : state) benchmark::DoNotOptimize(map.LoadXml(XmlText(), ""));
+  if (map.size() != static_cast<std::size_t>(kPairs)) state.SkipWithError("lost pairs");
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) *
+                          static_cast<std::int64_t>(XmlText().size()));
+}
+BENCHMARK(BM_LoadXml);
+
+void BM_BaselinePugixmlRead(benchmark::State& state) {
+  for (auto _ : state) {
+    pugi::xml_document document;
+    document.load_buffer(XmlText().data(), XmlText().size());
+    std::map<std::string, std::string> map;
+    for (const pugi::xml_node& child : document.document_element().children()) {
+      map.emplace(child.name(), child.text().get());
+    }
+    benchmark::DoNotOptimize(map);
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) *
+                          static_cast<std::int64_t>(XmlText().size()));
+}
+BENCHMARK(BM_BaselinePugixmlRead);
+
 // Keeps the CPU time per iteration of every run (steadier than wall time on a shared machine) so the ratios can be printed at the end.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
@@ -150,6 +182,7 @@ int main(int argc, char** argv) {
   reporter.PrintRatio("Save vs appending a std::map's pairs", "BM_Save", "BM_BaselineStdMapWalk");
   reporter.PrintRatio("Save vs memcpy of the block", "BM_Save", "BM_BaselineMemcpy");
   reporter.PrintRatio("Load vs building a std::map", "BM_Load", "BM_BaselineStdMapBuild");
+  reporter.PrintRatio("LoadXml vs pugixml parse and copy", "BM_LoadXml", "BM_BaselinePugixmlRead");
   benchmark::Shutdown();
   return 0;
 }

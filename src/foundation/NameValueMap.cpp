@@ -20,10 +20,13 @@ bool CaseInsensitiveStringComparer::operator()(const std::string& a,
   const auto* left = reinterpret_cast<const unsigned char*>(a.c_str());
   const auto* right = reinterpret_cast<const unsigned char*>(b.c_str());
   for (;; ++left, ++right) {
+    if (*left == *right) {  // names share long prefixes; equal bytes need no folding
+      if (*left == 0) return false;
+      continue;
+    }
     const unsigned char l = FoldAscii(*left);
     const unsigned char r = FoldAscii(*right);
     if (l != r) return l < r;
-    if (l == 0) return false;
   }
 }
 

@@ -57,7 +57,8 @@ int NameValueMap::LoadXml(const std::string& xml, const std::string& rootPath) {
     const std::string children = "(" + root + ")[1]/*";
     for (std::uint32_t i = 0; i < count; ++i) {
       if (!document.selectNode(children, i)) continue;
-      emplace(document.getNodeName(), document.getNodeContents(""));  // the first name wins
+      // The first name wins; sections are often written in order, so try the end first.
+      emplace_hint(end(), document.getNodeName(), document.getNodeContents(""));
     }
     return 1;
   } catch (...) {

@@ -246,6 +246,20 @@ bool XMLProperties::setProperty(const std::string& /*name*/, const std::string& 
 
 const Status& XMLProperties::getStatus() const { return status_; }
 
+PropertyLookUp getNodeSetAsLookUp(XMLProperties& xml, const std::string& xpath) {
+  PropertyLookUp lookUp;
+  try {
+    const std::uint32_t count = xml.getNumNodes(xpath);
+    if (count == kNoCount) return lookUp;  // a bad XPath counts nothing, not four billion
+    for (std::uint32_t i = 0; i < count; ++i) {
+      if (xml.selectNode(xpath, i)) lookUp[xml.getNodeName()] = xml.getNodeText("");
+    }
+  } catch (...) {
+    lookUp.clear();
+  }
+  return lookUp;
+}
+
 }  // namespace QUORVAN::Rendix::GeneralUtilityLib
 
 namespace rdx::xml {

@@ -133,12 +133,14 @@ TEST(XMLProperties, CountersAndBadXPaths) {
   XMLProperties xml;
   ASSERT_TRUE(xml.init("<r><a/><a>t</a><!--c--></r>"));
   struct Row {
-    const char* xpath;
+    std::string xpath;
     std::uint32_t nodes;
     std::uint32_t children;
   };
-  const Row rows[] = {{"//a", 2, 0}, {"/r", 1, 3}, {"/", 1, 1}, {"//zz", 0, kNone},
-                      {"", kNone, kNone}, {"///", kNone, kNone}, {"count(//a)", kNone, kNone}};
+  const Row rows[] = {{"//a", 2, 0},          {"/r", 1, 3},
+                      {"/", 1, 1},            {"//zz", 0, kNone},
+                      {"", kNone, kNone},     {"///", kNone, kNone},
+                      {"count(//a)", kNone, kNone}, {std::string("/r\0junk", 7), kNone, kNone}};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.xpath);
     EXPECT_EQ(xml.getNumNodes(row.xpath), row.nodes);
@@ -275,6 +277,17 @@ TEST(XMLProperties, TruncatedAndDeepDocumentsAreRefusedOrReadSafely) {
   EXPECT_EQ(xml.getNodeAsString(), "<d>flat</d>");
 }
 
+TEST(XMLProperties, CollectsANodeSetByName) {
+  XMLProperties xml;
+  ASSERT_TRUE(xml.init("<r><a>1</a><B>2</B><A>3</A><e/><!--c--></r>"));
+  const PropertyLookUp lookUp = getNodeSetAsLookUp(xml, "/r/node()");
+  std::string joined;
+  for (const auto& [name, value] : lookUp) joined += name + "=" + value + ";";
+  EXPECT_EQ(joined, "a=3;B=2;e=;#comment=c;");
+  EXPECT_TRUE(getNodeSetAsLookUp(xml, "/r/missing").empty());
+  EXPECT_TRUE(getNodeSetAsLookUp(xml, "///").empty());
+}
+
 TEST(PropertyLookUp, KeepsOrderAndIgnoresCase) {
   PropertyLookUp lookUp;
   lookUp["HostMachine"] = "h1";
@@ -285,6 +298,9 @@ TEST(PropertyLookUp, KeepsOrderAndIgnoresCase) {
   EXPECT_EQ(lookUp.get("hostmachine"), "h2");
   EXPECT_EQ(lookUp.get("FQDN", "none"), "none");
   EXPECT_FALSE(lookUp.exists("FQDN"));
+  const PropertyLookUp& constLookUp = lookUp;
+  EXPECT_EQ(constLookUp["FQDN"], "");
+  EXPECT_EQ(lookUp.size(), 2u) << "the const lookup must not append";
   EXPECT_EQ(lookUp["FQDN"], "");
   EXPECT_EQ(lookUp.size(), 3u) << "indexing an absent name appends it";
   lookUp.clear();

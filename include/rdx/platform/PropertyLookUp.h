@@ -27,6 +27,8 @@ class RDX_API PropertyLookUp {
   // operator[]: the value stored for `name` (case ignored), for assignment. An absent name is
   // appended with an empty value first, so the list grows by one.
   std::string& operator[](const std::string& name);
+  // operator[] const: the value stored for `name` (case ignored), or "" when it is absent.
+  std::string operator[](const std::string& name) const { return get(name); }
 
   // get: the value stored for `name` (case ignored), or `defaultValue` when it is absent.
   // Never changes the list.

@@ -118,4 +118,10 @@ class RDX_API XMLProperties {
   std::string lastXPath_;      // the XPath the cached node list was built for by selectNode
 };
 
+// getNodeSetAsLookUp: every node of the node set `xpath`, selected in turn through `xml`, as
+// lookUp[node name] = node text ("" when empty); a later node of the same name (case ignored)
+// overwrites the value of an earlier one, in the earlier one's place. Empty for an empty set
+// or a bad XPath. Moves the cursor of `xml` like selectNode does.
+RDX_API PropertyLookUp getNodeSetAsLookUp(XMLProperties& xml, const std::string& xpath);
+
 }  // namespace QUORVAN::Rendix::GeneralUtilityLib

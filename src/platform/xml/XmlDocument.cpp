@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <stdexcept>
 
 namespace rdx::xml {
 namespace {
@@ -143,6 +144,15 @@ void RemoveChildren(pugi::xml_node& parent) {
   }
 }
 
+// pugixml reads the expression up to its first NUL; an XPath with one inside would silently
+// become a shorter, different query.
+pugi::xpath_query Compile(const std::string& xpath) {
+  if (xpath.find('\0') != std::string::npos) {
+    throw std::invalid_argument("XPath with a NUL byte");
+  }
+  return pugi::xpath_query(xpath.c_str());
+}
+
 bool IsTextLike(pugi::xml_node_type type) {
   return type == pugi::node_pcdata || type == pugi::node_cdata ||
          type == pugi::node_comment || type == pugi::node_pi;
@@ -239,7 +249,7 @@ bool SaveFile(const Document& document, const std::string& path) {
 
 std::shared_ptr<NodeList> SelectNodes(const std::shared_ptr<Document>& document,
                                       const std::string& xpath) {
-  const pugi::xpath_query query(xpath.c_str());
+  const pugi::xpath_query query = Compile(xpath);
   auto list = std::make_shared<NodeList>();
   list->owner = document;
   list->nodes = document->dom.select_nodes(query);
@@ -249,7 +259,7 @@ std::shared_ptr<NodeList> SelectNodes(const std::shared_ptr<Document>& document,
 }
 
 NodeRef SelectSingleNode(const std::shared_ptr<Document>& document, const std::string& xpath) {
-  const pugi::xpath_query query(xpath.c_str());
+  const pugi::xpath_query query = Compile(xpath);
   const pugi::xpath_node_set nodes = document->dom.select_nodes(query);
   return NodeRef{document, nodes.first(), document->removals};
 }
@@ -267,6 +277,11 @@ std::string NodeName(const pugi::xpath_node& node) {
       return "#comment";
     case pugi::node_declaration:
       return "xml";
+    case pugi::node_doctype: {
+      // pugixml keeps the whole declaration body as the value; its first word is the name.
+      const std::string body = node.node().value();
+      return body.substr(0, body.find_first_of(" \t\r\n["));
+    }
     default:
       return node.node().name();
   }
@@ -328,6 +343,12 @@ bool SetNodeText(Document& document, const pugi::xpath_node& node, std::string_v
   pugi::xml_node target = node.node();
   if (IsTextLike(target.type())) return target.set_value(text.data(), text.size());
   if (target.type() != pugi::node_element) return false;
+  pugi::xml_node only = target.first_child();
+  if (!text.empty() && only && !only.next_sibling() && only.type() == pugi::node_pcdata) {
+    // The usual edit, a new value for a text element: the text node is reused, so nothing
+    // leaves the tree and no handle has to re-check its node.
+    return only.set_value(text.data(), text.size());
+  }
   if (target.first_child()) {
     ++document.removals;  // before anything is freed, so no handle trusts a stale node
     RemoveChildren(target);
