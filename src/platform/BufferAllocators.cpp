@@ -113,7 +113,7 @@ void* SimpleBufferPool::Alloc(std::uint32_t size) {
     auto best = freeList_.end();
     std::uint32_t bestSlack = 0xFFFFFFFF;
     for (auto it = freeList_.begin(); it != freeList_.end(); ++it) {
-      const std::uint32_t capacity = blocks_[*it].capacity;
+      const std::uint32_t capacity = Capacity(*it);
       // Single precision on purpose: a request of 0 gives a ratio of 0 and never reuses a block.
       if (capacity < size ||
           !(static_cast<float>(size) / static_cast<float>(capacity) > 0.0f)) {
@@ -152,7 +152,7 @@ void SimpleBufferPool::Free(void* address) {
 
   const auto inUse = std::find(allocList_.begin(), allocList_.end(), address);
   if (inUse != allocList_.end()) {
-    const std::uint32_t capacity = blocks_[address].capacity;
+    const std::uint32_t capacity = Capacity(address);
     if (capacity > kLargeClass || totalCommitted_ > kRetentionLimit) {
       rdx::os::ReleaseRegion(address);
       totalCommitted_ -= capacity;

@@ -141,10 +141,7 @@ TEST(SimpleBufferPool, CopiesStartEmptyAndOwnNothingOfTheOriginal) {
   SimpleBufferPool copy(pool);
   EXPECT_EQ(copy.TotalCommitted(), 0u);
   EXPECT_EQ(copy.Capacity(taken), 0u);
-  copy.Free(taken);  // not the copy's block: ignored (after committing its own stock)
-  EXPECT_EQ(copy.AllocList().size(), 0u);
-  copy = pool;
-  EXPECT_EQ(copy.CallsToFree(), 0u);
+  copy.Free(taken);  // not the copy's block: ignored, and the original still owns it
   EXPECT_EQ(pool.Capacity(taken), 8 * kMiB);
 }
 

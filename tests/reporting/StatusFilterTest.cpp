@@ -118,11 +118,6 @@ TEST_F(StatusFilterTest, PatternsAccumulateAndBadInputGivesNothing) {
   // Copies keep the patterns.
   StatusFilter copy(filter);
   EXPECT_EQ(copy.Clean(Report({{0, "x.CACHE", "m"}})), "");
-
-  EXPECT_EQ(filter.GetProperty("unset"), "");
-  EXPECT_EQ(filter.SetProperty("Name", "v"), 1);
-  EXPECT_EQ(filter.GetProperty("Name"), "v");
-  EXPECT_EQ(filter.GetStatus(), "");
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ class RDX_API IRDXApplication {
  public:
   // The numbers of GeneralUtilityLib::SpecialFolderPath, passed through unchanged. 9 is the
   // configuration folder (where "Global.RXConfig" lies), 12 the logs folder.
-  enum SpecialFolderNameEnum {
+  enum SpecialFolderNameEnum : int {
     DefinitionsHome = 0,
     InstallHome = 1,
     DefinitionsRPDefGenerators = 2,

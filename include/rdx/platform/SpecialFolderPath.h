@@ -13,8 +13,8 @@ class RDX_API SpecialFolderPath {
  public:
   // Values 0 to 20; the numbers are stored in configuration and passed between processes, so
   // they never change. Folders under the install home are relative names when the registry
-  // has no "Home" value.
-  enum SpecialFolder {
+  // has no "Home" value. Any int converts, so a number read from outside can be passed as is.
+  enum SpecialFolder : int {
     DefinitionsHome = 0,              // install home + "XADefs/"
     InstallHome = 1,                  // registry "Home", "\" turned into "/"
     DefinitionsRPDefGenerators = 2,   // definitions home + "RPDef Generators/"

@@ -44,7 +44,9 @@ RDX_API std::string GetRendixClientVersion();
 RDX_API std::string GetMachineCommonFilesFolder();
 // Product key value "CommonHome" of `machine`, blanks chopped, "\" turned into "/", ending in
 // "/". This machine (empty name, "localhost", "127...", its own name, FQDN or address) is read
-// locally; another one over SSH (batch mode, the user's keys). On failure "" with errorCode
+// locally; another one over SSH (batch mode, the user's keys; $RDX_SSH names another client
+// program taking ssh's arguments), from the store at its default root or the remote
+// $RDX_REGISTRY_ROOT, within 30 seconds. On failure "" with errorCode
 // set: 53 and "The machine '<machine>' is not reachable.", 5 and the access-denied text, else
 // the code of the failing step and its system text.
 RDX_API std::string GetRendixCommonFilesFolder(const std::string& machine, std::int32_t& errorCode,
