@@ -95,6 +95,13 @@ int Reporter::Close() {
     std::lock_guard lifecycle(state_->lifecycleLock);
     state_->closed.store(true);
     if (!state_->threadHeld.load()) return 1;
+    if (std::this_thread::get_id() == state_->notifier.get_id()) {
+      // A sink closing its own reporter: the notifier cannot wait for itself. It ends after
+      // this line; the next Close (or the destructor) joins it.
+      std::lock_guard lock(state_->drainLock);
+      state_->stop.store(true);
+      return 1;
+    }
     while (!state_->threadEnded.load()) {
       WaitForNotifications();  // bounded to one step because closed is set
       std::unique_lock lock(state_->drainLock);
