@@ -118,7 +118,7 @@ void PipeListener::ListeningForConnections(void* listener) {
   auto reap = [&handlers](bool all) {
     for (auto it = handlers.begin(); it != handlers.end();) {
       if (all || it->second->ended.load()) {
-        it->first.join();
+        if (it->first.joinable()) it->first.join();
         it = handlers.erase(it);
       } else {
         ++it;
@@ -139,8 +139,13 @@ void PipeListener::ListeningForConnections(void* listener) {
       connection->context = state->context;
       connection->active = &state->active;
       Connection* raw = connection.get();
-      handlers.emplace_back(std::thread(&PipeListener::HandlingConnections, raw),
-                            std::move(connection));
+      // The record is kept before its thread starts, so a failed start cannot leak a thread.
+      auto& entry = handlers.emplace_back(std::thread(), std::move(connection));
+      try {
+        entry.first = std::thread(&PipeListener::HandlingConnections, raw);
+      } catch (...) {
+        raw->ended.store(true);  // no thread to serve it: the client is dropped at the next reap
+      }
     }
   } catch (...) {
     // Out of threads or memory: stop accepting; the clients already served finish below.
