@@ -22,6 +22,7 @@ constexpr auto kCloseStep = 100ms;
 }  // namespace
 
 void Reporter::State::NotifySinks() {
+  notifierId.store(std::this_thread::get_id());
   rdx::os::LowerCurrentThreadPriority();
   std::string line;
   while (!stop.load()) {
@@ -58,6 +59,7 @@ void Reporter::State::NotifySinks() {
     }
   }
   std::lock_guard lock(drainLock);
+  notifierId.store(std::thread::id());
   threadEnded.store(true);
   drainChanged.notify_all();
 }
@@ -67,10 +69,18 @@ Reporter::Reporter() : state_(std::make_unique<State>()) { Init(); }
 Reporter::~Reporter() { Close(); }
 
 int Reporter::Init() {
+  if (state_->OnNotifier()) return 1;  // from a sink's Log: running already
   try {
     std::lock_guard lifecycle(state_->lifecycleLock);
     state_->closed.store(false);
-    if (state_->threadHeld.load()) return 1;
+    if (state_->threadHeld.load()) {
+      if (!state_->threadEnded.load()) return 1;
+      // A sink closed its own reporter: finish that Close (join, forget the sinks) first.
+      state_->notifier.join();
+      state_->threadHeld.store(false);
+      std::lock_guard lock(state_->sinksLock);
+      state_->sinks.clear();
+    }
     {
       std::lock_guard lock(state_->drainLock);
       state_->stop.store(false);
@@ -92,16 +102,18 @@ int Reporter::Init() {
 
 int Reporter::Close() {
   try {
-    std::lock_guard lifecycle(state_->lifecycleLock);
-    state_->closed.store(true);
-    if (!state_->threadHeld.load()) return 1;
-    if (std::this_thread::get_id() == state_->notifier.get_id()) {
-      // A sink closing its own reporter: the notifier cannot wait for itself. It ends after
-      // this line; the next Close (or the destructor) joins it.
+    if (state_->OnNotifier()) {
+      // A sink closing its own reporter: the notifier cannot wait for itself, and must not
+      // take the lifecycle lock (an outside Close may hold it while waiting for this thread).
+      // It ends after this line; the next Close, Init or the destructor joins it.
       std::lock_guard lock(state_->drainLock);
+      state_->closed.store(true);
       state_->stop.store(true);
       return 1;
     }
+    std::lock_guard lifecycle(state_->lifecycleLock);
+    state_->closed.store(true);
+    if (!state_->threadHeld.load()) return 1;
     while (!state_->threadEnded.load()) {
       WaitForNotifications();  // bounded to one step because closed is set
       std::unique_lock lock(state_->drainLock);
@@ -149,6 +161,7 @@ int Reporter::Log(const char* source, const char* message) {
 
 int Reporter::Attach(IReporterSink* sink) {
   if (!state_->threadHeld.load() || state_->threadEnded.load()) return 1;
+  if (state_->OnNotifier()) return 0;  // from a sink's Log: the sinks lock is held already
   try {
     std::lock_guard lock(state_->sinksLock);
     if (sink != nullptr) state_->sinks.insert(sink);
@@ -160,14 +173,20 @@ int Reporter::Attach(IReporterSink* sink) {
 
 int Reporter::Detach(IReporterSink* sink) {
   if (!state_->threadHeld.load() || state_->threadEnded.load()) return 1;
-  WaitForNotifications();
-  std::lock_guard lock(state_->sinksLock);
-  if (sink != nullptr) state_->sinks.erase(sink);
-  return 1;
+  if (state_->OnNotifier()) return 0;  // from a sink's Log: it would wait for itself
+  try {
+    WaitForNotifications();
+    std::lock_guard lock(state_->sinksLock);
+    if (sink != nullptr) state_->sinks.erase(sink);
+    return 1;
+  } catch (...) {
+    return 0;
+  }
 }
 
 int Reporter::WaitForNotifications() {
-  if (!state_->threadHeld.load()) return 1;
+  // From a sink's Log the notifier would wait for itself; it has nothing to wait for there.
+  if (!state_->threadHeld.load() || state_->OnNotifier()) return 1;
   try {
     std::unique_lock lock(state_->drainLock);
     const std::uint64_t ticket = state_->drainRequested.load() + 1;
