@@ -9,6 +9,8 @@
 #include <rdx/foundation/Status.h>
 #include <rdx/foundation/StatusItem.h>
 #include <rdx/foundation/StringUtility.h>
+#include <rdx/foundation/CaseInsensitiveStringComparer.h>
+#include <rdx/foundation/NameValueMap.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
 #include <rdx/reporting/ConsoleHandler.h>
@@ -22,7 +24,9 @@
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
 
 // Platform services: XML documents, system information, buffer allocators.
+#include <rdx/platform/PropertyLookUp.h>
 #include <rdx/platform/SpecialFolderPath.h>
 #include <rdx/platform/SystemInformation.h>
+#include <rdx/platform/XMLProperties.h>
 
 // Application host.

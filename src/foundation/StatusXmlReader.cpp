@@ -4,9 +4,13 @@
 #include <rdx/foundation/StringUtility.h>
 
 #include "foundation/StringInternal.h"
+#include "platform/xml/XmlDocument.h"
 
 #include <pugixml.hpp>
 
+#include <array>
+#include <optional>
+#include <cstring>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -15,14 +19,59 @@
 namespace rdx::foundation {
 namespace {
 
-// The same node model as the library's XML documents: whitespace-only text dropped,
-// comments and processing instructions kept as nodes, CDATA as text.
-constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_comments | pugi::parse_pi;
+// The parse rules of the library's XML document layer (platform/xml/XmlDocument.cpp), for
+// text that cannot hold attributes: the same pugixml options, and the top-level rules (one
+// root element, no text beside it). A test holds the two to the same verdicts.
+constexpr unsigned kDocumentParseOptions = pugi::parse_default | pugi::parse_comments |
+                                           pugi::parse_pi | pugi::parse_declaration |
+                                           pugi::parse_doctype | pugi::parse_fragment;
 
-constexpr const char* kFieldNames[] = {"ID", "Message", "Source", "Details"};
+bool ParseDirectly(pugi::xml_document& dom, const std::string& xml) {
+  if (!dom.load_buffer(xml.data(), xml.size(), kDocumentParseOptions, pugi::encoding_auto)) {
+    return false;
+  }
+  std::size_t roots = 0;
+  for (pugi::xml_node child = dom.first_child(); child; child = child.next_sibling()) {
+    const pugi::xml_node_type type = child.type();
+    if (type == pugi::node_pcdata || type == pugi::node_cdata) return false;
+    if (type == pugi::node_element) ++roots;
+  }
+  return roots == 1;
+}
+
+constexpr std::size_t kFieldCount = 4;
+constexpr const char* kFieldNames[kFieldCount] = {"ID", "Message", "Source", "Details"};
+using Fields = std::array<pugi::xml_node, kFieldCount>;
+
+// The first element child of item named after each field, found in one pass. Only elements
+// count, as an XPath name test would have it (a processing instruction may be named "ID").
+Fields FieldsOf(const pugi::xml_node& item) {
+  Fields found;
+  for (pugi::xml_node child = item.first_child(); child; child = child.next_sibling()) {
+    if (child.type() != pugi::node_element) continue;
+    const char* const name = child.name();
+    for (std::size_t field = 0; field < kFieldCount; ++field) {
+      if (!found[field] && std::strcmp(name, kFieldNames[field]) == 0) {
+        found[field] = child;
+        break;
+      }
+    }
+  }
+  return found;
+}
 
 bool IsStatusElement(const pugi::xml_node& node) {
-  return node.type() == pugi::node_element && std::string_view(node.name()) == "Status";
+  return node.type() == pugi::node_element && std::strcmp(node.name(), "Status") == 0;
+}
+
+// How often tag occurs in the raw text. Every element of that name needs one literal start
+// tag (entities cannot make markup), so this bounds the number of such elements from above.
+std::size_t CountStartTags(std::string_view text, std::string_view tag) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(tag); at != std::string_view::npos; at = text.find(tag, at + 1)) {
+    ++count;
+  }
+  return count;
 }
 
 // Calls visit for every node below root in document order (preorder), without recursion so
@@ -45,6 +94,13 @@ void ForEachInDocumentOrder(const pugi::xml_node& root, Visit visit) {
 // All text below node joined in document order.
 std::string DescendantText(const pugi::xml_node& node) {
   if (node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) return node.value();
+  const pugi::xml_node first = node.first_child();
+  if (!first) return std::string();
+  // The usual field holds one text node and nothing else.
+  if (!first.next_sibling() &&
+      (first.type() == pugi::node_pcdata || first.type() == pugi::node_cdata)) {
+    return first.value();
+  }
   std::string text;
   ForEachInDocumentOrder(node, [&text](const pugi::xml_node& below) {
     if (below.type() == pugi::node_pcdata || below.type() == pugi::node_cdata) {
@@ -55,27 +111,33 @@ std::string DescendantText(const pugi::xml_node& node) {
 }
 
 // Stores the text of a found field into its member of item.
-void StoreField(std::size_t field, const std::string& text,
+void StoreField(std::size_t field, std::string text,
                 QUORVAN::Rendix::GeneralUtilityLib::StatusItem& item) {
   switch (field) {
     case 0: item.id = StatusXmlReader::ParseId(text); break;
-    case 1: item.message = text; break;
-    case 2: item.source = text; break;
-    default: item.details = text; break;
+    case 1: item.message = std::move(text); break;
+    case 2: item.source = std::move(text); break;
+    default: item.details = std::move(text); break;
   }
 }
 
 }  // namespace
 
 struct StatusXmlReader::Document {
-  pugi::xml_document xml;
-  // Every Status element in document order, with its element children: "//Status/*[i]"
-  // is the first, in document order, of the i-th element children of all of them.
-  // candidatesAt[i - 1] holds the i-th element child of each Status, in the order of their
-  // Status elements; grouped by index so that reading every item stays linear in the input.
+  // Text with an '=' is parsed by the library's XML document layer, so that it is accepted
+  // or refused exactly as XMLProperties would; text without one cannot hold the attributes
+  // that layer's extra walk checks, and is parsed here by the same rules (see ParseDirectly).
+  std::shared_ptr<rdx::xml::Document> loaded;
+  pugi::xml_document direct;
+  // "//Status" is the first Status element in document order; "//Status/*[i]" is the first,
+  // in document order, of the i-th element children of every Status element.
   pugi::xml_node firstStatus;
+  // candidatesAt[i - 1] holds the i-th element child of each Status, in the order of their
+  // Status elements: grouped by index so that reading every item stays linear in the input.
+  // With a single Status (the usual text) this stays empty and singleItems holds its element
+  // children instead, which saves a vector per item.
   std::vector<std::vector<pugi::xml_node>> candidatesAt;
-  std::size_t statusCount = 0;
+  std::vector<pugi::xml_node> singleItems;
   // Preorder position of every node, filled only when there are several Status elements
   // (the only case where candidates must be ordered).
   std::unordered_map<const void*, std::size_t> order;
@@ -91,22 +153,51 @@ StatusXmlReader::~StatusXmlReader() = default;
 
 bool StatusXmlReader::Load(const std::string& xml) {
   Document& document = *document_;
-  const pugi::xml_parse_result result =
-      document.xml.load_buffer(xml.data(), xml.size(), kParseOptions, pugi::encoding_utf8);
-  if (!result || !document.xml.document_element()) return false;
-  ForEachInDocumentOrder(document.xml, [&document](const pugi::xml_node& node) {
-    if (!IsStatusElement(node)) return;
-    if (document.statusCount++ == 0) document.firstStatus = node;
+  // Always parsed as text: status text comes from other processes and is never taken as the
+  // name of a file to open.
+  const pugi::xml_document* parsed = &document.direct;
+  if (xml.find('=') == std::string::npos) {
+    if (!ParseDirectly(document.direct, xml)) return false;
+  } else {
+    std::optional<rdx::xml::ParseError> error;
+    document.loaded = rdx::xml::LoadText(xml, error);
+    if (error || !document.loaded) return false;
+    parsed = &document.loaded->dom;
+  }
+  const pugi::xml_document& dom = *parsed;
+  std::vector<pugi::xml_node> statuses;
+  const pugi::xml_node root = dom.document_element();
+  if (IsStatusElement(root) && xml.find('\0') == std::string::npos &&
+      CountStartTags(xml, "<Status") == 1) {
+    // The usual text: Status is the root and the only start tag of that name, so no other
+    // Status element can exist and the walk over the whole tree is not needed. Text without
+    // NUL bytes whose root parsed as Status is 8-bit, so its start tags are counted right.
+    statuses.push_back(root);
+  } else {
+    ForEachInDocumentOrder(dom, [&statuses](const pugi::xml_node& node) {
+      if (IsStatusElement(node)) statuses.push_back(node);
+    });
+  }
+  if (statuses.empty()) return true;
+  document.firstStatus = statuses.front();
+  if (statuses.size() == 1) {
+    for (pugi::xml_node child = statuses.front().first_child(); child;
+         child = child.next_sibling()) {
+      if (child.type() == pugi::node_element) document.singleItems.push_back(child);
+    }
+    return true;
+  }
+  for (const pugi::xml_node& status : statuses) {
     std::size_t index = 0;
-    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
+    for (pugi::xml_node child = status.first_child(); child; child = child.next_sibling()) {
       if (child.type() != pugi::node_element) continue;
       if (index == document.candidatesAt.size()) document.candidatesAt.emplace_back();
       document.candidatesAt[index++].push_back(child);
     }
-  });
-  if (document.statusCount > 1) {
+  }
+  if (statuses.size() > 1) {
     std::size_t position = 0;
-    ForEachInDocumentOrder(document.xml, [&document, &position](const pugi::xml_node& node) {
+    ForEachInDocumentOrder(dom, [&document, &position](const pugi::xml_node& node) {
       document.order.emplace(node.internal_object(), ++position);
     });
   }
@@ -126,17 +217,31 @@ std::uint32_t StatusXmlReader::ChildCount() const {
 bool StatusXmlReader::ReadItem(std::uint32_t index,
                                QUORVAN::Rendix::GeneralUtilityLib::StatusItem& item) {
   const Document& document = *document_;
-  // The candidates for "//Status/*[index]": the index-th element child of every Status.
-  if (index == 0 || index > document.candidatesAt.size()) return false;
-  const std::vector<pugi::xml_node>& candidates = document.candidatesAt[index - 1];
-  for (std::size_t field = 0; field < std::size(kFieldNames); ++field) {
-    // "//Status/*[index]/<Field>": the first such child, in document order, of any candidate.
-    pugi::xml_node best;
-    for (const pugi::xml_node& candidate : candidates) {
-      const pugi::xml_node found = candidate.child(kFieldNames[field]);
-      if (found && (!best || document.OrderOf(found) < document.OrderOf(best))) best = found;
+  if (index == 0) return false;
+  if (document.candidatesAt.empty()) {
+    if (index > document.singleItems.size()) return false;
+    const Fields fields = FieldsOf(document.singleItems[index - 1]);
+    for (std::size_t field = 0; field < kFieldCount; ++field) {
+      if (fields[field]) StoreField(field, DescendantText(fields[field]), item);
     }
-    if (best) StoreField(field, DescendantText(best), item);
+    return true;
+  }
+  // The candidates for "//Status/*[index]": the index-th element child of every Status.
+  if (index > document.candidatesAt.size()) return false;
+  const std::vector<pugi::xml_node>& candidates = document.candidatesAt[index - 1];
+  // "//Status/*[index]/<Field>": the first such child, in document order, of any candidate.
+  Fields best = FieldsOf(candidates.front());
+  for (std::size_t c = 1; c < candidates.size(); ++c) {
+    const Fields found = FieldsOf(candidates[c]);
+    for (std::size_t field = 0; field < kFieldCount; ++field) {
+      if (found[field] &&
+          (!best[field] || document.OrderOf(found[field]) < document.OrderOf(best[field]))) {
+        best[field] = found[field];
+      }
+    }
+  }
+  for (std::size_t field = 0; field < kFieldCount; ++field) {
+    if (best[field]) StoreField(field, DescendantText(best[field]), item);
   }
   return true;
 }
