@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -85,28 +84,6 @@ TEST(Object, ReportsGoToTheStatusReporterAsStatusXml) {
     EXPECT_EQ(parsed.items[0].message, message);
     EXPECT_EQ(parsed.items[0].details, details);
   }
-}
-
-TEST(Object, StaticReportForms) {
-  Status status;
-  EXPECT_EQ(Object::GetAsReportText(status), "");
-  EXPECT_EQ(Object::GetAsReportXml(status), "");
-  status.Append(0xFB17, "a<b", "QUORVAN.Rendix.Global::Reporter", "d");
-  status.Append(0, "Started.", "Manager", "");
-  const std::string t = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
-  const std::string text = Object::GetAsReportText(status);
-  EXPECT_TRUE(std::regex_match(text, std::regex("\n" + t + R"( : \[Global::Reporter : 00FB17\])"
-                                                " Error: a<b\nd\n" + t + R"( : \[Manager\] Started\.)")))
-      << text;
-  // The older layout: raw source, nothing escaped, Time on the Item line.
-  const std::string xml = Object::GetAsReportXml(status);
-  EXPECT_TRUE(std::regex_match(
-      xml, std::regex("\n\t<Item><Time>" + t + "</Time>\n\t\t<ID>00FB17</ID>\n\t\t<Source>QUORVAN"
-                      "\\.Rendix\\.Global::Reporter</Source>\n\t\t<Message>a<b</Message>\n\t\t"
-                      "<Details>d</Details></Item>\n\t<Item><Time>" + t + "</Time>\n\t\t<ID>000000"
-                      "</ID>\n\t\t<Source>Manager</Source>\n\t\t<Message>Started\\.</Message>\n\t\t"
-                      "<Details></Details></Item>")))
-      << xml;
 }
 
 }  // namespace
