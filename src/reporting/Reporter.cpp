@@ -24,39 +24,43 @@ constexpr auto kCloseStep = 100ms;
 void Reporter::State::NotifySinks() {
   notifierId.store(std::this_thread::get_id());
   rdx::os::LowerCurrentThreadPriority();
-  std::string line;
-  while (!stop.load()) {
-    // Read the drain request before looking at the queue: if the queue is then empty, every
-    // line logged before that request has been taken and delivered by this thread.
-    const std::uint64_t requested = drainRequested.load();
-    bool have = false;
-    {
-      std::lock_guard lock(queueLock);
-      if (!pending.empty()) {
-        line = std::move(pending.front());
-        pending.pop_front();
-        have = true;
+  try {
+    std::string line;
+    while (!stop.load()) {
+      // Read the drain request before looking at the queue: if the queue is then empty, every
+      // line logged before that request has been taken and delivered by this thread.
+      const std::uint64_t requested = drainRequested.load();
+      bool have = false;
+      {
+        std::lock_guard lock(queueLock);
+        if (!pending.empty()) {
+          line = std::move(pending.front());
+          pending.pop_front();
+          have = true;
+        }
+      }
+      if (!have) {
+        std::unique_lock lock(drainLock);
+        if (requested > drainDone) {
+          drainDone = requested;
+          drainChanged.notify_all();
+        }
+        drainChanged.wait_for(lock, kIdlePoll, [this] {
+          return stop.load() || drainRequested.load() > drainDone;
+        });
+        continue;
+      }
+      std::lock_guard lock(sinksLock);
+      for (IReporterSink* sink : sinks) {
+        // A sink that throws loses this line only; the others still get it.
+        try {
+          sink->Log(line.c_str());
+        } catch (...) {
+        }
       }
     }
-    if (!have) {
-      std::unique_lock lock(drainLock);
-      if (requested > drainDone) {
-        drainDone = requested;
-        drainChanged.notify_all();
-      }
-      drainChanged.wait_for(lock, kIdlePoll, [this] {
-        return stop.load() || drainRequested.load() > drainDone;
-      });
-      continue;
-    }
-    std::lock_guard lock(sinksLock);
-    for (IReporterSink* sink : sinks) {
-      // A sink that throws loses this line only; the others still get it.
-      try {
-        sink->Log(line.c_str());
-      } catch (...) {
-      }
-    }
+  } catch (...) {
+    // A lock or wait that fails ends the thread; waiters are released below.
   }
   std::lock_guard lock(drainLock);
   notifierId.store(std::thread::id());
