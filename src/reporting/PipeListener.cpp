@@ -26,16 +26,14 @@ constexpr std::size_t kMaxMessageBytes = 256u << 10;
 
 // Joins the chunks of one message as the reader sees them: text up to the first zero byte of
 // each 8000-byte chunk. Kept so: the transport carries text, never binary.
-std::string AssembleMessage(const char* raw, std::size_t rawSize) {
-  std::string message;
-  message.reserve(rawSize);
+void AssembleMessage(const char* raw, std::size_t rawSize, std::string& message) {
+  message.clear();
   for (std::size_t offset = 0; offset < rawSize; offset += kChunkBytes) {
     const std::size_t size = std::min(kChunkBytes, rawSize - offset);
     const char* chunk = raw + offset;
     const void* zero = std::memchr(chunk, '\0', size);
     message.append(chunk, zero ? static_cast<const char*>(zero) - chunk : size);
   }
-  return message;
 }
 
 }  // namespace
@@ -163,6 +161,7 @@ void PipeListener::HandlingConnections(void* connection) {
   using Receive = rdx::os::SeqPacketSocket::Receive;
   try {
     std::vector<char> buffer(kMaxMessageBytes);
+    std::string message;  // reused: its capacity outlives each message
     while (client->active->load()) {
       std::size_t size = 0;
       const Receive received = client->socket.ReceiveMessage(buffer.data(), buffer.size(), size);
@@ -180,7 +179,8 @@ void PipeListener::HandlingConnections(void* connection) {
       if (received != Receive::kMessage) break;
       if (client->callback == nullptr) continue;
       try {
-        client->callback(client->context, AssembleMessage(buffer.data(), size));
+        AssembleMessage(buffer.data(), size, message);
+        client->callback(client->context, message);
       } catch (...) {
         // A throwing callback loses this message only; the client stays served.
       }
