@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -28,11 +29,19 @@ using Clock = std::chrono::steady_clock;
 constexpr int kBatch = 2000;
 
 std::mutex gFiguresLock;
-std::map<std::string, double> gFigures;  // messages per second of each benchmark's last run
+std::map<std::string, std::vector<double>> gRuns;  // messages per second of each benchmark's last run
 
 void Record(const std::string& name, double value) {
   std::lock_guard lock(gFiguresLock);
-  gFigures[name] = value;
+  gRuns[name].push_back(value);
+}
+
+// The median over the repetitions of a benchmark: steadier than one run on a busy machine.
+double Median(const std::string& name) {
+  std::vector<double> runs = gRuns[name];
+  if (runs.empty()) return 0;
+  std::sort(runs.begin(), runs.end());
+  return runs[runs.size() / 2];
 }
 
 std::atomic<std::uint64_t> gReceived{0};
@@ -108,8 +117,18 @@ void BM_RawSocketpair(benchmark::State& state) {
   Record("raw/" + std::to_string(size), static_cast<double>(sent) / seconds);
 }
 
-BENCHMARK(BM_PipeTransport)->Arg(200)->Arg(8000)->UseManualTime();
-BENCHMARK(BM_RawSocketpair)->Arg(200)->Arg(8000)->UseManualTime();
+BENCHMARK(BM_PipeTransport)
+    ->Arg(200)
+    ->Arg(8000)
+    ->UseManualTime()
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_RawSocketpair)
+    ->Arg(200)
+    ->Arg(8000)
+    ->UseManualTime()
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
 
 }  // namespace
 
@@ -122,8 +141,8 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   for (const char* size : {"200", "8000"}) {
-    const double pipe = gFigures[std::string("pipe/") + size];
-    const double raw = gFigures[std::string("raw/") + size];
+    const double pipe = Median(std::string("pipe/") + size);
+    const double raw = Median(std::string("raw/") + size);
     if (pipe > 0 && raw > 0) {
       std::printf("%s-byte messages: pipe transport %.0f msg/s (%.1f MB/s), raw socketpair %.0f "
                   "msg/s (%.1f MB/s), ratio pipe/raw %.2f\n",
