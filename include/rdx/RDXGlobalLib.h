@@ -4,13 +4,13 @@
 #include <rdx/Export.h>
 
 // Foundation: status records and forms, string utilities, name-value maps, the object base.
+#include <rdx/foundation/CaseInsensitiveStringComparer.h>
 #include <rdx/foundation/IObject.h>
+#include <rdx/foundation/NameValueMap.h>
 #include <rdx/foundation/Object.h>
 #include <rdx/foundation/Status.h>
 #include <rdx/foundation/StatusItem.h>
 #include <rdx/foundation/StringUtility.h>
-#include <rdx/foundation/CaseInsensitiveStringComparer.h>
-#include <rdx/foundation/NameValueMap.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
 #include <rdx/reporting/ConsoleHandler.h>

@@ -1,5 +1,6 @@
 #include <rdx/foundation/Object.h>
-#include <rdx/foundation/StringUtility.h>
+
+#include "foundation/StatusReportForms.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -108,25 +109,11 @@ void Object::Report(const char* source, const char* format, ...) {
 }
 
 std::string Object::GetAsReportText(const Status& status) {
-  std::string text;
-  for (const auto& item : status.items) {
-    text += GeneralUtilityLib::StringUtility::printToString(
-        "\n%s : %s", GeneralUtilityLib::getFormattedTime().c_str(),
-        item.ToTextString(nullptr).c_str());
-  }
-  return text;
+  return rdx::foundation::GetStatusAsReportText(status);
 }
 
 std::string Object::GetAsReportXml(const Status& status) {
-  std::string text;
-  for (const auto& item : status.items) {
-    text += GeneralUtilityLib::StringUtility::printToString(
-        "\n\t<Item><Time>%s</Time>\n\t\t<ID>%06X</ID>\n\t\t<Source>%s</Source>"
-        "\n\t\t<Message>%s</Message>\n\t\t<Details>%s</Details></Item>",
-        GeneralUtilityLib::getFormattedTime().c_str(), static_cast<std::uint32_t>(item.id),
-        item.source.c_str(), item.message.c_str(), item.details.c_str());
-  }
-  return text;
+  return rdx::foundation::GetStatusAsReportXml(status);
 }
 
 }  // namespace QUORVAN::Rendix::Global

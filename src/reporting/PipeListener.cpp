@@ -26,16 +26,14 @@ constexpr std::size_t kMaxMessageBytes = 256u << 10;
 
 // Joins the chunks of one message as the reader sees them: text up to the first zero byte of
 // each 8000-byte chunk. Kept so: the transport carries text, never binary.
-std::string AssembleMessage(const char* raw, std::size_t rawSize) {
-  std::string message;
-  message.reserve(rawSize);
+void AssembleMessage(const char* raw, std::size_t rawSize, std::string& message) {
+  message.clear();
   for (std::size_t offset = 0; offset < rawSize; offset += kChunkBytes) {
     const std::size_t size = std::min(kChunkBytes, rawSize - offset);
     const char* chunk = raw + offset;
     const void* zero = std::memchr(chunk, '\0', size);
     message.append(chunk, zero ? static_cast<const char*>(zero) - chunk : size);
   }
-  return message;
 }
 
 }  // namespace
@@ -118,7 +116,7 @@ void PipeListener::ListeningForConnections(void* listener) {
   auto reap = [&handlers](bool all) {
     for (auto it = handlers.begin(); it != handlers.end();) {
       if (all || it->second->ended.load()) {
-        it->first.join();
+        if (it->first.joinable()) it->first.join();
         it = handlers.erase(it);
       } else {
         ++it;
@@ -139,8 +137,13 @@ void PipeListener::ListeningForConnections(void* listener) {
       connection->context = state->context;
       connection->active = &state->active;
       Connection* raw = connection.get();
-      handlers.emplace_back(std::thread(&PipeListener::HandlingConnections, raw),
-                            std::move(connection));
+      // The record is kept before its thread starts, so a failed start cannot leak a thread.
+      auto& entry = handlers.emplace_back(std::thread(), std::move(connection));
+      try {
+        entry.first = std::thread(&PipeListener::HandlingConnections, raw);
+      } catch (...) {
+        raw->ended.store(true);  // no thread to serve it: the client is dropped at the next reap
+      }
     }
   } catch (...) {
     // Out of threads or memory: stop accepting; the clients already served finish below.
@@ -158,6 +161,7 @@ void PipeListener::HandlingConnections(void* connection) {
   using Receive = rdx::os::SeqPacketSocket::Receive;
   try {
     std::vector<char> buffer(kMaxMessageBytes);
+    std::string message;  // reused: its capacity outlives each message
     while (client->active->load()) {
       std::size_t size = 0;
       const Receive received = client->socket.ReceiveMessage(buffer.data(), buffer.size(), size);
@@ -175,7 +179,8 @@ void PipeListener::HandlingConnections(void* connection) {
       if (received != Receive::kMessage) break;
       if (client->callback == nullptr) continue;
       try {
-        client->callback(client->context, AssembleMessage(buffer.data(), size));
+        AssembleMessage(buffer.data(), size, message);
+        client->callback(client->context, message);
       } catch (...) {
         // A throwing callback loses this message only; the client stays served.
       }

@@ -60,7 +60,7 @@ std::string FormatWithoutArguments(const std::string& format) {
     }
     const std::size_t start = i++;
     std::string spec = "%";
-    while (i < end && std::strchr("-+ #0", format[i]) != nullptr) spec += format[i++];
+    while (i < end && std::strchr("-+ #0'", format[i]) != nullptr) spec += format[i++];
     ReadNumber(format, i, spec);
     if (i < end && format[i] == '.') {
       spec += format[i++];

@@ -22,42 +22,48 @@ constexpr auto kCloseStep = 100ms;
 }  // namespace
 
 void Reporter::State::NotifySinks() {
+  notifierId.store(std::this_thread::get_id());
   rdx::os::LowerCurrentThreadPriority();
-  std::string line;
-  while (!stop.load()) {
-    // Read the drain request before looking at the queue: if the queue is then empty, every
-    // line logged before that request has been taken and delivered by this thread.
-    const std::uint64_t requested = drainRequested.load();
-    bool have = false;
-    {
-      std::lock_guard lock(queueLock);
-      if (!pending.empty()) {
-        line = std::move(pending.front());
-        pending.pop_front();
-        have = true;
+  try {
+    std::string line;
+    while (!stop.load()) {
+      // Read the drain request before looking at the queue: if the queue is then empty, every
+      // line logged before that request has been taken and delivered by this thread.
+      const std::uint64_t requested = drainRequested.load();
+      bool have = false;
+      {
+        std::lock_guard lock(queueLock);
+        if (!pending.empty()) {
+          line = std::move(pending.front());
+          pending.pop_front();
+          have = true;
+        }
+      }
+      if (!have) {
+        std::unique_lock lock(drainLock);
+        if (requested > drainDone) {
+          drainDone = requested;
+          drainChanged.notify_all();
+        }
+        drainChanged.wait_for(lock, kIdlePoll, [this] {
+          return stop.load() || drainRequested.load() > drainDone;
+        });
+        continue;
+      }
+      std::lock_guard lock(sinksLock);
+      for (IReporterSink* sink : sinks) {
+        // A sink that throws loses this line only; the others still get it.
+        try {
+          sink->Log(line.c_str());
+        } catch (...) {
+        }
       }
     }
-    if (!have) {
-      std::unique_lock lock(drainLock);
-      if (requested > drainDone) {
-        drainDone = requested;
-        drainChanged.notify_all();
-      }
-      drainChanged.wait_for(lock, kIdlePoll, [this] {
-        return stop.load() || drainRequested.load() > drainDone;
-      });
-      continue;
-    }
-    std::lock_guard lock(sinksLock);
-    for (IReporterSink* sink : sinks) {
-      // A sink that throws loses this line only; the others still get it.
-      try {
-        sink->Log(line.c_str());
-      } catch (...) {
-      }
-    }
+  } catch (...) {
+    // A lock or wait that fails ends the thread; waiters are released below.
   }
   std::lock_guard lock(drainLock);
+  notifierId.store(std::thread::id());
   threadEnded.store(true);
   drainChanged.notify_all();
 }
@@ -67,10 +73,18 @@ Reporter::Reporter() : state_(std::make_unique<State>()) { Init(); }
 Reporter::~Reporter() { Close(); }
 
 int Reporter::Init() {
+  if (state_->OnNotifier()) return 1;  // from a sink's Log: running already
   try {
     std::lock_guard lifecycle(state_->lifecycleLock);
     state_->closed.store(false);
-    if (state_->threadHeld.load()) return 1;
+    if (state_->threadHeld.load()) {
+      if (!state_->threadEnded.load()) return 1;
+      // A sink closed its own reporter: finish that Close (join, forget the sinks) first.
+      state_->notifier.join();
+      state_->threadHeld.store(false);
+      std::lock_guard lock(state_->sinksLock);
+      state_->sinks.clear();
+    }
     {
       std::lock_guard lock(state_->drainLock);
       state_->stop.store(false);
@@ -92,6 +106,15 @@ int Reporter::Init() {
 
 int Reporter::Close() {
   try {
+    if (state_->OnNotifier()) {
+      // A sink closing its own reporter: the notifier cannot wait for itself, and must not
+      // take the lifecycle lock (an outside Close may hold it while waiting for this thread).
+      // It ends after this line; the next Close, Init or the destructor joins it.
+      std::lock_guard lock(state_->drainLock);
+      state_->closed.store(true);
+      state_->stop.store(true);
+      return 1;
+    }
     std::lock_guard lifecycle(state_->lifecycleLock);
     state_->closed.store(true);
     if (!state_->threadHeld.load()) return 1;
@@ -142,6 +165,7 @@ int Reporter::Log(const char* source, const char* message) {
 
 int Reporter::Attach(IReporterSink* sink) {
   if (!state_->threadHeld.load() || state_->threadEnded.load()) return 1;
+  if (state_->OnNotifier()) return 0;  // from a sink's Log: the sinks lock is held already
   try {
     std::lock_guard lock(state_->sinksLock);
     if (sink != nullptr) state_->sinks.insert(sink);
@@ -153,14 +177,20 @@ int Reporter::Attach(IReporterSink* sink) {
 
 int Reporter::Detach(IReporterSink* sink) {
   if (!state_->threadHeld.load() || state_->threadEnded.load()) return 1;
-  WaitForNotifications();
-  std::lock_guard lock(state_->sinksLock);
-  if (sink != nullptr) state_->sinks.erase(sink);
-  return 1;
+  if (state_->OnNotifier()) return 0;  // from a sink's Log: it would wait for itself
+  try {
+    WaitForNotifications();
+    std::lock_guard lock(state_->sinksLock);
+    if (sink != nullptr) state_->sinks.erase(sink);
+    return 1;
+  } catch (...) {
+    return 0;
+  }
 }
 
 int Reporter::WaitForNotifications() {
-  if (!state_->threadHeld.load()) return 1;
+  // From a sink's Log the notifier would wait for itself; it has nothing to wait for there.
+  if (!state_->threadHeld.load() || state_->OnNotifier()) return 1;
   try {
     std::unique_lock lock(state_->drainLock);
     const std::uint64_t ticket = state_->drainRequested.load() + 1;

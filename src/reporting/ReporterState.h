@@ -42,6 +42,11 @@ struct Reporter::State {
   std::thread notifier;
   std::atomic<bool> threadHeld{false};  // a notifier has been started and not yet joined
   std::atomic<bool> closed{false};      // set by Close, cleared by Init
+  // The running notifier's id, so calls a sink makes from inside Log can be told apart: that
+  // thread must never wait for itself or take the sinks lock it already holds.
+  std::atomic<std::thread::id> notifierId{};
+
+  bool OnNotifier() const { return std::this_thread::get_id() == notifierId.load(); }
 
   void NotifySinks();
 };

@@ -20,27 +20,20 @@ std::string OneItem(const std::string& source, const std::string& message) {
 }
 
 TEST(ConsoleHandler, ReportPercentSequencesAreInterpretedSafely) {
-  struct Case {
-    const char* name;
-    std::string format;
-    std::string printed;
+  const std::vector<std::pair<std::string, std::string>> cases = {  // report text, printed
+      {"no conversions", "no conversions"},
+      {"%d items", "0 items"},
+      {"[%5d|%-3s|%05x|%+i]", "[    0|   |00000|+0]"},
+      {"%lld %hhu %zu", "0 0 0"},
+      {"%*d|%.*f", "0|0"},  // a star reads zero
+      {"%.2f %e", "0.00 0.000000e+00"},
+      {"100%% sure <%s>", "100% sure <>"},
+      {"a%nb%cc", "abc"},  // no write-back, no character
+      {"%y and %", "%y and %"},  // unknown or unfinished: printed as they stand
+      {std::string("ab\0%d", 5), "ab"},
   };
-  const std::vector<Case> cases = {
-      {"plain", "no conversions", "no conversions"},
-      {"integer", "%d items", "0 items"},
-      {"width and flags", "[%5d|%-3s|%05x|%+i]", "[    0|   |00000|+0]"},
-      {"length modifiers", "%lld %hhu %zu", "0 0 0"},
-      {"star width reads zero", "%*d|%.*f", "0|0"},
-      {"floating", "%.2f %e", "0.00 0.000000e+00"},
-      {"percent", "100%% sure", "100% sure"},
-      {"string reads empty", "<%s>", "<>"},
-      {"no write-back, no char", "a%nb%cc", "abc"},
-      {"unknown conversion kept", "%y and %", "%y and %"},
-      {"stops at a zero byte", std::string("ab\0%d", 5), "ab"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    EXPECT_EQ(rdx::reporting::FormatWithoutArguments(c.format), c.printed);
+  for (const auto& [format, printed] : cases) {
+    EXPECT_EQ(rdx::reporting::FormatWithoutArguments(format), printed) << format;
   }
   // A hostile width is capped rather than honoured.
   EXPECT_EQ(rdx::reporting::FormatWithoutArguments("%999999999d").size(), 4096u);

@@ -39,7 +39,8 @@ class RDX_API PipeListener {
   // sets the active flag again and serves anew.
   bool ConnectTo(const std::string& pipeName, Callback callback, void* context,
                  const std::string& machine);
-  // Waits for the listening thread (and through it every handler thread) to end; true.
+  // Waits for the listening thread (and through it every handler thread) to end; true. Not to
+  // be called from the callback: a handler thread would wait for itself.
   bool Close();
   // Clears the active flag: the threads end at their next 50 ms poll.
   void Stop();

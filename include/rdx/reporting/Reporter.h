@@ -38,10 +38,11 @@ class RDX_API Reporter : public IReporter {
   Reporter& operator=(const Reporter&) = delete;
 
   // Adds sink to the delivery map; null, or a reporter whose thread has ended, changes nothing.
-  // Returns 1.
+  // Returns 1; 0 when called from inside a sink's Log (nothing changes).
   int Attach(IReporterSink* sink) override;
   // Waits for the drain (WaitForNotifications), then removes sink; absent or null sinks are
-  // ignored. Does nothing when the thread is not running. Returns 1. The sink is not deleted.
+  // ignored. Does nothing when the thread is not running. Returns 1; 0 when called from inside
+  // a sink's Log (nothing changes). The sink is not deleted.
   int Detach(IReporterSink* sink) override;
   // Renders a one-item status (id 0, message, source, no details) as XML text and logs that.
   int Log(const char* source, const char* message) override;
@@ -49,10 +50,12 @@ class RDX_API Reporter : public IReporter {
   // memory ran out). After Close the line is dropped. A null line is ignored.
   int Log(const char* line) override;
   // Returns once every line queued before the call has been delivered; on an idle reporter
-  // within about 50 ms. While closing it waits at most 100 ms; after Close it returns at once.
+  // within about 50 ms. While closing it waits at most 100 ms; after Close, or from inside a
+  // sink's Log, it returns at once.
   int WaitForNotifications() override;
   // Drains in 100 ms steps until the notifier has ended, then forgets the sinks. Lines still
   // queued when the thread sees the stop request stay queued for a later Init. Returns 1.
+  // From inside a sink's Log it only asks the notifier to stop; a later Close joins it.
   int Close() override;
   // Starts the notifier again after Close (queued lines are then delivered); 1 on success,
   // 0 when the thread could not be started.

@@ -12,12 +12,16 @@
 namespace rdx::os {
 namespace {
 
-// mkdir -p; an existing folder is fine.
-bool MakeFolders(const std::string& folder, mode_t mode) {
+// mkdir -p; an existing folder is fine. Parents get 0755; a leaf this call creates gets
+// exactly leafMode (umask does not apply), so a shared pipe folder can be open to every user.
+bool MakeFolders(const std::string& folder, mode_t leafMode) {
   for (std::size_t i = 1; i <= folder.size(); ++i) {
     if (i != folder.size() && folder[i] != '/') continue;
     const std::string part = folder.substr(0, i);
-    if (::mkdir(part.c_str(), mode) != 0 && errno != EEXIST) {
+    const bool leaf = i == folder.size();
+    if (::mkdir(part.c_str(), leaf ? leafMode : 0755) == 0) {
+      if (leaf) (void)::chmod(part.c_str(), leafMode);
+    } else if (errno != EEXIST) {
       SetLastErrorFromErrno(errno);
       return false;
     }
@@ -42,13 +46,21 @@ bool Usable(std::string folder, mode_t mode, std::string& out) {
 std::string PipeFolder() {
   std::string folder;
   if (const char* configured = std::getenv("RDX_PIPE_DIR"); configured && *configured) {
-    return Usable(configured, 0755, folder) ? folder : std::string();
+    return Usable(configured, 0700, folder) ? folder : std::string();
   }
-  if (Usable("/run/quorvan/pipes", 0755, folder)) return folder;
+  // Shared by every local user, like a pipe namespace; the sticky bit keeps each user's
+  // pipes their own.
+  if (Usable("/run/quorvan/pipes", 01777, folder)) return folder;
   if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime && *runtime) {
     if (Usable(std::string(runtime) + "/quorvan/pipes", 0700, folder)) return folder;
   }
-  if (Usable("/tmp/quorvan-pipes-" + std::to_string(::getuid()), 0700, folder)) return folder;
+  const std::string own = "/tmp/quorvan-pipes-" + std::to_string(::getuid());
+  struct stat info;
+  // In /tmp anyone could have made the folder first: only one of our own is trusted.
+  if (Usable(own, 0700, folder)) {
+    if (::stat(own.c_str(), &info) == 0 && info.st_uid == ::getuid()) return folder;
+    SetLastError(kErrorAccessDenied);
+  }
   return {};
 }
 
