@@ -8,6 +8,9 @@
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
 
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
+#include <rdx/remote/IServerAutoBindManager.h>
+#include <rdx/remote/IServerCoreManager.h>
+#include <rdx/remote/IServiceProviderManager.h>
 #include <rdx/remote/RpcExceptionFrame.h>
 #include <rdx/remote/RpcHandle.h>
 #include <rdx/remote/RpcListener.h>

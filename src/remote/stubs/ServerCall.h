@@ -1,0 +1,72 @@
+#pragma once
+// One call on the server side: the request stub data decoded by an operation's shape into
+// the arguments a manager member takes, and the answer encoded from what the member left in
+// them. The per-interface invokers read the arguments through the typed accessors below.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "remote/ndr/NdrWriter.h"
+#include "remote/stubs/OperationShape.h"
+
+namespace rdx::rpc {
+
+// Fault statuses the stubs answer with instead of a response.
+inline constexpr std::uint32_t kFaultOperationRange = 0x1c010002;  // nca_s_op_rng_error
+inline constexpr std::uint32_t kFaultBadStubData = 0x000006f7;     // RPC_X_BAD_STUB_DATA
+inline constexpr std::uint32_t kFaultRemoteNoMemory = 0x1c00001b;  // nca_s_fault_remote_no_memory
+inline constexpr std::uint32_t kFaultUnspecified = 0x1c000012;     // nca_s_fault_unspec
+
+class ServerCall {
+ public:
+  explicit ServerCall(const OperationShape& operation) noexcept : operation_(&operation) {}
+
+  // Decodes `request` with every robust check; 0, kFaultBadStubData, or kFaultRemoteNoMemory
+  // when an out-buffer cannot be had. `request` must outlive the call: in-strings and
+  // in-data are handed to the manager in place.
+  [[nodiscard]] std::uint32_t Decode(std::span<const std::uint8_t> request, bool bigEndian);
+
+  // Encodes the out and in/out arguments in declaration order, then `result`. In/out strings
+  // longer than what came in are cut, sizes are held to what came in, so the caller's memory
+  // can always take the answer.
+  void Encode(std::int32_t result, NdrWriter& response) const;
+
+  // Typed access by parameter index; a kind that does not match the shape throws
+  // std::logic_error (the dispatcher answers it with a fault).
+  const char* In(std::size_t index) const;         // kInString
+  std::string& InOut(std::size_t index);           // kInOutString
+  std::int32_t Long(std::size_t index) const;      // kInLong
+  std::int8_t Small(std::size_t index) const;      // kInSmall
+  double Real(std::size_t index) const;            // kInDouble
+  std::int32_t Enum(std::size_t index) const;      // kInEnum
+  const char* Data(std::size_t index) const;       // kInData
+  char* Text(std::size_t index);                   // kOutText, or kOutSized as characters
+  std::uint8_t* Bytes(std::size_t index);          // kOutSized
+  std::int32_t& Size(std::size_t index);           // kInOutSize
+  double& RealRef(std::size_t index);              // kInOutDouble
+
+ private:
+  struct Arg {
+    const char* view = nullptr;      // in-string or in-data, inside the request
+    std::string text;                // in/out string as the manager sees it
+    std::size_t capacity = 0;        // in/out string: bytes that came in, NUL included
+    std::int32_t value = 0;          // long, small, enum, in/out size
+    std::int32_t received = 0;       // in/out size as it came in
+    double real = 0;
+    std::vector<std::uint8_t> buffer;  // out-text or out-sized bytes, zero-filled
+  };
+
+  Arg& Checked(std::size_t index, ParamKind kind);
+  const Arg& Checked(std::size_t index, ParamKind kind) const;
+  [[nodiscard]] std::uint32_t DecodeOne(std::size_t index, class NdrReader& reader);
+  [[nodiscard]] std::uint32_t CheckCorrelations();
+
+  const OperationShape* operation_;
+  std::array<Arg, kMaxParams> args_;
+};
+
+}  // namespace rdx::rpc
