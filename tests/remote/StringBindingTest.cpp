@@ -56,7 +56,8 @@ TEST(StringBinding, EndpointFormsOfEachProtocol) {
   ASSERT_TRUE(ParseTcpEndpoint("65535", port));
   EXPECT_EQ(port, 65535);
   std::string path;
-  for (const char* good : {"\\pipe\\QUORVANRendix", "/pipe/quorvanrendix", "\\PIPE\\QuorvanRendix"}) {
+  for (const char* good :
+       {"\\pipe\\QUORVANRendix", "/pipe/quorvanrendix", "\\PIPE\\QuorvanRendix"}) {
     SCOPED_TRACE(good);
     ASSERT_TRUE(PipeSocketPath(good, path));
     EXPECT_EQ(path.substr(path.rfind('/')), "/quorvanrendix");  // names ignore case
