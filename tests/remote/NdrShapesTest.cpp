@@ -86,6 +86,13 @@ const Example kExamples[] = {
      " 03 00 00 00 00 00 00 00 03 00 00 00 41 41 00", "S,p,6,abcde,AA",
      [](ServerCall&) { return 1; },
      "03 00 00 00 00 00 00 00 03 00 00 00 41 41 00 01", "AA|1"},
+    {"AddServices: in data without its NUL still reads as a text", ServerCoreShape, 16,
+     {"S", "p", "4", "abcd", "AA"},
+     "02 00 00 00 00 00 00 00 02 00 00 00 53 00 00 00 02 00 00 00 00 00 00 00"
+     " 02 00 00 00 70 00 00 00 04 00 00 00 04 00 00 00 61 62 63 64"
+     " 03 00 00 00 00 00 00 00 03 00 00 00 41 41 00", "S,p,4,abcd,AA",
+     [](ServerCall&) { return 1; },
+     "03 00 00 00 00 00 00 00 03 00 00 00 41 41 00 01", "AA|1"},
     {"Op19: in/out double, no result", ServiceProviderShape, 19, {"3.25"},
      "00 00 00 00 00 00 0a 40", "3.25", [](ServerCall& c) { c.RealRef(0) = -2; return 0; },
      "00 00 00 00 00 00 00 c0", "-2|0"},

@@ -12,7 +12,9 @@
 // - `(std::int32_t n, char* text)` out-texts: `text` holds n zero bytes; whatever is not
 //   overwritten travels back as zeros. A `long` result follows the size protocol: negative =
 //   failure, 0..n = the answer fitted, above n = the size the caller must offer.
-// - `(std::int32_t n, const char* data)` in-data: exactly n bytes, NUL included by convention.
+// - `(std::int32_t n, const char* data)` in-data: n bytes (senders count the text's NUL in
+//   n), always followed by one more NUL, so `data` can be read as a text even when the
+//   sender left its NUL out.
 // - `(std::int32_t& size, buffer)`: the buffer holds `size` zero bytes; set `size` to the
 //   bytes written. A larger value than received is cut back; a negative one reads as 0.
 // - `small` results are booleans: non-zero = success; on failure put a status XML text in

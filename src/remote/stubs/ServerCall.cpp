@@ -54,7 +54,10 @@ std::uint32_t ServerCall::DecodeOne(std::size_t index, NdrReader& reader) {
       return reader.ReadDouble(arg.real) ? 0 : kFaultBadStubData;
     case ParamKind::kInData:
       if (!reader.ReadConformantBytes(bytes)) return kFaultBadStubData;
-      arg.view = AsChars(bytes);
+      // Senders include the text's NUL, but nothing on the wire promises one: a copy gives
+      // the manager a terminated text whatever came.
+      arg.text.assign(AsChars(bytes), bytes.size());
+      arg.view = arg.text.c_str();
       arg.value = static_cast<std::int32_t>(bytes.size());
       return 0;
     case ParamKind::kInOutSize:

@@ -26,8 +26,8 @@ class ServerCall {
   explicit ServerCall(const OperationShape& operation) noexcept : operation_(&operation) {}
 
   // Decodes `request` with every robust check; 0, kFaultBadStubData, or kFaultRemoteNoMemory
-  // when an out-buffer cannot be had. `request` must outlive the call: in-strings and
-  // in-data are handed to the manager in place.
+  // when an out-buffer cannot be had. `request` must outlive the call: in-strings are handed
+  // to the manager in place.
   [[nodiscard]] std::uint32_t Decode(std::span<const std::uint8_t> request, bool bigEndian);
 
   // The response: the out and in/out arguments in declaration order, then `result`. In/out
@@ -51,8 +51,8 @@ class ServerCall {
 
  private:
   struct Arg {
-    const char* view = nullptr;      // in-string or in-data, inside the request
-    std::string text;                // in/out string as the manager sees it
+    const char* view = nullptr;      // in-string (inside the request) or in-data (in text)
+    std::string text;                // in/out string as the manager sees it; in-data bytes
     std::size_t capacity = 0;        // in/out string: bytes that came in, NUL included
     std::int32_t value = 0;          // long, small, enum, in/out size
     std::int32_t received = 0;       // in/out size as it came in
