@@ -164,5 +164,24 @@ TEST(NdrShapes, BigEndianRequestsDecodeAsTheirLittleEndianTwins) {
   }
 }
 
+// What a bind carries as each interface's abstract syntax: UUID fields in wire order, v1.0.
+TEST(NdrShapes, InterfaceIdentitiesInWireOrder) {
+  const struct {
+    const InterfaceShape& (*shape)();
+    const char* wire;
+  } rows[] = {
+      {ServerCoreShape, "6c fd 60 8a bf 7e ee 4a 83 9c 1d f4 24 3d 03 d2"},
+      {ServiceProviderShape, "71 00 73 b9 3f b0 b3 42 b0 02 2c 39 96 f2 89 28"},
+      {ServerAutoBindShape, "b0 d9 2c e0 82 c5 18 4f 94 6f b6 2e e9 56 0d 27"},
+  };
+  for (const auto& row : rows) {
+    const SyntaxId& syntax = row.shape().syntax;
+    SCOPED_TRACE(std::string(row.shape().name));
+    EXPECT_EQ(test::ToHex({syntax.uuid.begin(), syntax.uuid.end()}), test::ToHex(Hex(row.wire)));
+    EXPECT_EQ(syntax.versionMajor, 1);
+    EXPECT_EQ(syntax.versionMinor, 0);
+  }
+}
+
 }  // namespace
 }  // namespace rdx::rpc
