@@ -128,7 +128,7 @@ std::span<std::uint8_t> ServerCall::OutArray(std::size_t index) {
   return args_[index].buffer;
 }
 
-void ServerCall::EncodeParam(std::size_t index, NdrWriter& writer) {
+void ServerCall::EncodeParam(std::size_t index, NdrWriter& writer) const {
   const auto params = operation_->Params();
   const Arg& arg = args_[index];
   switch (params[index].kind) {

@@ -15,6 +15,8 @@
 
 namespace rdx::rpc {
 
+class NdrReader;
+
 // Fault statuses the stubs answer with instead of a response.
 inline constexpr std::uint32_t kFaultOperationRange = 0x1c010002;  // nca_s_op_rng_error
 inline constexpr std::uint32_t kFaultBadStubData = 0x000006f7;     // RPC_X_BAD_STUB_DATA
@@ -62,12 +64,12 @@ class ServerCall {
 
   std::size_t LargestPrefix(std::size_t index) const;
   std::span<std::uint8_t> OutArray(std::size_t index);
-  void EncodeParam(std::size_t index, NdrWriter& writer);
+  void EncodeParam(std::size_t index, NdrWriter& writer) const;
   std::int32_t OutgoingSize(std::size_t index) const;
   std::size_t OutgoingCount(std::size_t index) const;
   Arg& Checked(std::size_t index, ParamKind kind);
   const Arg& Checked(std::size_t index, ParamKind kind) const;
-  [[nodiscard]] std::uint32_t DecodeOne(std::size_t index, class NdrReader& reader);
+  [[nodiscard]] std::uint32_t DecodeOne(std::size_t index, NdrReader& reader);
   [[nodiscard]] std::uint32_t CheckCorrelations();
 
   const OperationShape* operation_;
