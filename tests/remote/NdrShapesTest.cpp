@@ -86,6 +86,13 @@ const Example kExamples[] = {
      " 03 00 00 00 00 00 00 00 03 00 00 00 41 41 00", "S,p,6,abcde,AA",
      [](ServerCall&) { return 1; },
      "03 00 00 00 00 00 00 00 03 00 00 00 41 41 00 01", "AA|1"},
+    {"AddServices: in data without its NUL still reads as a text", ServerCoreShape, 16,
+     {"S", "p", "4", "abcd", "AA"},
+     "02 00 00 00 00 00 00 00 02 00 00 00 53 00 00 00 02 00 00 00 00 00 00 00"
+     " 02 00 00 00 70 00 00 00 04 00 00 00 04 00 00 00 61 62 63 64"
+     " 03 00 00 00 00 00 00 00 03 00 00 00 41 41 00", "S,p,4,abcd,AA",
+     [](ServerCall&) { return 1; },
+     "03 00 00 00 00 00 00 00 03 00 00 00 41 41 00 01", "AA|1"},
     {"Op19: in/out double, no result", ServiceProviderShape, 19, {"3.25"},
      "00 00 00 00 00 00 0a 40", "3.25", [](ServerCall& c) { c.RealRef(0) = -2; return 0; },
      "00 00 00 00 00 00 00 c0", "-2|0"},
@@ -154,6 +161,25 @@ TEST(NdrShapes, BigEndianRequestsDecodeAsTheirLittleEndianTwins) {
     ASSERT_EQ(server.Dispatch(row.opnum, Hex(row.request), true, response), 0u);
     EXPECT_EQ(manager.seen, row.serverSees);
     EXPECT_EQ(response.back(), 1);
+  }
+}
+
+// What a bind carries as each interface's abstract syntax: UUID fields in wire order, v1.0.
+TEST(NdrShapes, InterfaceIdentitiesInWireOrder) {
+  const struct {
+    const InterfaceShape& (*shape)();
+    const char* wire;
+  } rows[] = {
+      {ServerCoreShape, "6c fd 60 8a bf 7e ee 4a 83 9c 1d f4 24 3d 03 d2"},
+      {ServiceProviderShape, "71 00 73 b9 3f b0 b3 42 b0 02 2c 39 96 f2 89 28"},
+      {ServerAutoBindShape, "b0 d9 2c e0 82 c5 18 4f 94 6f b6 2e e9 56 0d 27"},
+  };
+  for (const auto& row : rows) {
+    const SyntaxId& syntax = row.shape().syntax;
+    SCOPED_TRACE(std::string(row.shape().name));
+    EXPECT_EQ(test::ToHex({syntax.uuid.begin(), syntax.uuid.end()}), test::ToHex(Hex(row.wire)));
+    EXPECT_EQ(syntax.versionMajor, 1);
+    EXPECT_EQ(syntax.versionMinor, 0);
   }
 }
 

@@ -23,25 +23,18 @@ StubTestServer::StubTestServer(ServerCore::IServerCoreManager* core,
   if (server_->UseTcpPort(0, port_) != 0 || server_->Listen() != 0) {
     throw std::runtime_error("test server cannot listen");
   }
-  binding_ = NewBinding();
-}
-
-StubTestServer::~StubTestServer() {
-  for (void*& binding : bindings_) GeneralUtilityLib::FreeRpcHandle(binding);
-  server_->StopListening();
-  server_.reset();
-  for (rpc::ServerInterface* spec : interfaces_) ServerCore::DestroyServerCoreInterfaceSpec(spec);
-}
-
-void* StubTestServer::NewBinding() {
   std::string host = "127.0.0.1", endpoint = std::to_string(port_), protocol = "ncacn_ip_tcp";
   std::string ignored;
   auto text = [](std::string& s) { return reinterpret_cast<unsigned char*>(s.data()); };
-  void* binding = GeneralUtilityLib::GetRpcHandle(text(host), text(endpoint), text(protocol),
-                                                  ignored);
-  if (binding == nullptr) throw std::runtime_error("no binding handle");
-  bindings_.push_back(binding);
-  return binding;
+  binding_ = GeneralUtilityLib::GetRpcHandle(text(host), text(endpoint), text(protocol), ignored);
+  if (binding_ == nullptr) throw std::runtime_error("no binding handle");
+}
+
+StubTestServer::~StubTestServer() {
+  GeneralUtilityLib::FreeRpcHandle(binding_);
+  server_->StopListening();
+  server_.reset();
+  for (rpc::ServerInterface* spec : interfaces_) ServerCore::DestroyServerCoreInterfaceSpec(spec);
 }
 
 }  // namespace rdx::test

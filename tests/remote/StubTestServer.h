@@ -24,18 +24,12 @@ class StubTestServer {
   StubTestServer(const StubTestServer&) = delete;
   StubTestServer& operator=(const StubTestServer&) = delete;
 
-  // A fresh handle of its own for each call of NewBinding (owned here, freed at the end);
-  // Binding() is one shared handle.
   void* Binding() { return binding_; }
-  void* NewBinding();
-  std::uint16_t Port() const { return port_; }
-  const std::vector<rpc::ServerInterface*>& Interfaces() const { return interfaces_; }
 
  private:
   std::vector<rpc::ServerInterface*> interfaces_;
   std::unique_ptr<rpc::RpcServer> server_;
   std::uint16_t port_ = 0;
-  std::vector<void*> bindings_;
   void* binding_ = nullptr;
 };
 
