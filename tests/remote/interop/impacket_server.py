@@ -136,6 +136,9 @@ class FixedServer(DCERPCServer):
         self.daemon = True
         self._operations = operations
         self.addCallbacks(iface, '', {op: None for op in operations})
+        # Listening before the port is announced: run() only listens once its thread runs,
+        # and a client quicker than that thread would be refused.
+        self._sock.listen(10)
 
     def recv(self):
         first = None
