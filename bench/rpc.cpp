@@ -1,0 +1,254 @@
+// RPC over loopback against raw TCP measured in the same run: a Ping round trip against a
+// one-byte ping-pong, a 64 MiB StreamImageBuffer against a raw 64 MiB transfer, and calls per
+// second with 2, 16 and 128 concurrent clients. Ratios are printed after the table.
+
+#include <benchmark/benchmark.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <rdx/remote/IServiceProviderManager.h>
+#include <rdx/remote/RpcHandle.h>
+
+#include "platform/os/StreamSocket.h"
+#include "remote/runtime/RpcServer.h"
+#include "remote/runtime/ServerConnection.h"
+#include "remote/stubs/ServiceProviderClient.h"
+
+namespace {
+
+namespace sp = QUORVAN::Rendix::ServiceProvider;
+namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
+
+constexpr std::int32_t kImageBytes = 64 * 1024 * 1024;
+
+// Answers Ping and StreamImageBuffer; nothing else is called here.
+class BenchManager : public sp::IServiceProviderManager {
+ public:
+  std::int8_t Ping() override { return 1; }
+  std::int8_t StreamImageBuffer(std::string&, std::int32_t& size, std::uint8_t* buffer,
+                                std::int32_t, std::int32_t, std::string& error) override {
+    std::memset(buffer, 0x5a, static_cast<std::size_t>(size));
+    error.clear();
+    return 1;
+  }
+  std::int8_t OpenServiceSession(const char*, const char*, std::string&, std::string&) override {
+    return 0;
+  }
+  std::int8_t CloseSession(std::string&, std::string&) override { return 0; }
+  std::int32_t GetServiceInfo(std::string&, std::int32_t, char*, std::string&) override {
+    return -1;
+  }
+  std::int32_t GetServiceMetadata(std::string&, const char*, std::int32_t, char*,
+                                  std::string&) override {
+    return -1;
+  }
+  std::int32_t GetClientProperties(std::string&, std::int32_t, char*, std::string&) override {
+    return -1;
+  }
+  std::int32_t GetDefinition(std::string&, std::int32_t, std::int32_t, char*,
+                             std::string&) override {
+    return -1;
+  }
+  std::int8_t SetClientProperties(std::string&, const char*, std::string&) override {
+    return 0;
+  }
+  std::int8_t SetAOI(std::string&, double, double, double, double, std::int32_t, std::int32_t,
+                     const char*, std::string&) override {
+    return 0;
+  }
+  std::int8_t ExtractAOI(std::string&, std::string&) override { return 0; }
+  std::int8_t GetStreamingProperties(std::string&, std::string&, std::string&) override {
+    return 0;
+  }
+  std::int8_t DoneWithImage(std::string&, std::string&) override { return 0; }
+  std::int32_t GetImageMetadata(std::string&, const char*, std::int32_t, char*,
+                                std::string&) override {
+    return -1;
+  }
+  std::int8_t Op14(std::string&, std::int32_t&, char*) override { return 0; }
+  std::int32_t GetInfo(const char*, std::int32_t, char*, std::string&) override { return -1; }
+  std::int32_t GetServiceStates(std::int32_t, char*, std::string&) override { return -1; }
+  std::int8_t Synchronize(const char*, std::string&) override { return 0; }
+  std::int8_t UpdateServiceStates(const char*, std::string&) override { return 0; }
+  void Op19(double&) override {}
+  std::int8_t StopServiceProvider(const char*) override { return 0; }
+  std::int32_t QueryProviderState() override { return 0; }
+  std::int8_t Op22(const char*, std::int32_t, char*) override { return 0; }
+  std::int8_t Op23(const char*, const char*, const char*, const char*, std::string&) override {
+    return 0;
+  }
+  std::int8_t Op24(const char*, const char*, std::string&) override { return 0; }
+  std::int8_t Op25(const char*, std::string&) override { return 0; }
+  std::int8_t Op26(const char*, std::string&) override { return 0; }
+};
+
+struct RpcFixture {
+  BenchManager manager;
+  void* spec = sp::CreateServiceProviderInterfaceSpec(&manager);
+  rdx::rpc::RpcServer server;
+  std::uint16_t port = 0;
+  RpcFixture() {
+    server.RegisterInterface(static_cast<rdx::rpc::ServerInterface*>(spec));
+    (void)server.UseTcpPort(0, port);
+    (void)server.Listen();
+  }
+  ~RpcFixture() {
+    server.StopListening();
+    sp::DestroyServiceProviderInterfaceSpec(spec);
+  }
+  void* Handle() const {
+    std::string host = "127.0.0.1", endpoint = std::to_string(port), protocol = "ncacn_ip_tcp";
+    std::string ignored;
+    return gul::GetRpcHandle(reinterpret_cast<unsigned char*>(host.data()),
+                             reinterpret_cast<unsigned char*>(endpoint.data()),
+                             reinterpret_cast<unsigned char*>(protocol.data()), ignored);
+  }
+};
+
+// A raw TCP peer: answers each byte it reads with `answerBytes` bytes.
+struct RawPeer {
+  rdx::os::StreamListener listener = rdx::os::StreamListener::ListenTcp(0);
+  std::thread thread;
+  explicit RawPeer(std::size_t answerBytes) {
+    thread = std::thread([this, answerBytes] {
+      rdx::os::StreamSocket s = listener.Accept();
+      std::vector<std::uint8_t> answer(answerBytes, 0x5a);
+      char byte;
+      std::size_t got = 0;
+      while (s.Receive(&byte, 1, got, -1) == rdx::os::IoResult::kOk) {
+        if (s.SendAll(answer.data(), answer.size()) != rdx::os::IoResult::kOk) break;
+      }
+    });
+  }
+  ~RawPeer() { thread.join(); }
+};
+
+// Seconds per iteration of each benchmark, for the ratio lines.
+std::map<std::string, double> gSecondsPerIteration;
+
+void Record(benchmark::State& state, const std::string& name, double seconds) {
+  if (state.thread_index() == 0 && state.iterations() > 0) {
+    gSecondsPerIteration[name] = seconds / static_cast<double>(state.iterations());
+  }
+}
+
+bool ReceiveAll(rdx::os::StreamSocket& s, std::uint8_t* data, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size) {
+    std::size_t got = 0;
+    if (s.Receive(data + done, size - done, got, -1) != rdx::os::IoResult::kOk) return false;
+    done += got;
+  }
+  return true;
+}
+
+void RawPingPong(benchmark::State& state) {
+  RawPeer peer(1);
+  rdx::os::StreamSocket s = rdx::os::StreamSocket::ConnectTcp("127.0.0.1", peer.listener.Port());
+  std::uint8_t byte = 1;
+  const auto start = std::chrono::steady_clock::now();
+  for (auto _ : state) {
+    s.SendAll(&byte, 1);
+    ReceiveAll(s, &byte, 1);
+  }
+  Record(state, "raw ping", std::chrono::duration<double>(std::chrono::steady_clock::now() -
+                                                          start).count());
+  s.Shutdown();
+}
+
+void RpcPing(benchmark::State& state) {
+  RpcFixture fixture;
+  void* handle = fixture.Handle();
+  rdx::rpc::serviceprovider::Ping(handle);  // connect and bind outside the timing
+  const auto start = std::chrono::steady_clock::now();
+  for (auto _ : state) {
+    if (rdx::rpc::serviceprovider::Ping(handle) == 0) state.SkipWithError("Ping failed");
+  }
+  Record(state, "rpc ping", std::chrono::duration<double>(std::chrono::steady_clock::now() -
+                                                          start).count());
+  gul::FreeRpcHandle(handle);
+}
+
+void RawTransfer(benchmark::State& state) {
+  RawPeer peer(kImageBytes);
+  rdx::os::StreamSocket s = rdx::os::StreamSocket::ConnectTcp("127.0.0.1", peer.listener.Port());
+  std::vector<std::uint8_t> buffer(kImageBytes);
+  std::uint8_t byte = 1;
+  const auto start = std::chrono::steady_clock::now();
+  for (auto _ : state) {
+    s.SendAll(&byte, 1);
+    ReceiveAll(s, buffer.data(), buffer.size());
+  }
+  Record(state, "raw 64 MiB", std::chrono::duration<double>(std::chrono::steady_clock::now() -
+                                                            start).count());
+  state.SetBytesProcessed(state.iterations() * kImageBytes);
+  s.Shutdown();
+}
+
+void RpcStreamImageBuffer(benchmark::State& state) {
+  RpcFixture fixture;
+  void* handle = fixture.Handle();
+  std::vector<std::uint8_t> buffer(kImageBytes);
+  char session[] = "S1";
+  char error[64] = {};
+  const auto start = std::chrono::steady_clock::now();
+  for (auto _ : state) {
+    std::int32_t size = kImageBytes;
+    std::memset(error, 'A', sizeof error - 1);
+    if (rdx::rpc::serviceprovider::StreamImageBuffer(handle, session, &size, buffer.data(), 1,
+                                                     2, error) == 0 ||
+        size != kImageBytes) {
+      state.SkipWithError("StreamImageBuffer failed");
+    }
+  }
+  Record(state, "rpc 64 MiB", std::chrono::duration<double>(std::chrono::steady_clock::now() -
+                                                            start).count());
+  state.SetBytesProcessed(state.iterations() * kImageBytes);
+  gul::FreeRpcHandle(handle);
+}
+
+// One server for all thread counts, so each run measures calls, not start-up.
+RpcFixture* gShared = nullptr;
+
+void RpcConcurrentPings(benchmark::State& state) {
+  void* handle = gShared->Handle();
+  rdx::rpc::serviceprovider::Ping(handle);
+  for (auto _ : state) {
+    if (rdx::rpc::serviceprovider::Ping(handle) == 0) state.SkipWithError("Ping failed");
+  }
+  state.counters["calls_per_second"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+  gul::FreeRpcHandle(handle);
+}
+
+BENCHMARK(RawPingPong)->UseRealTime();
+BENCHMARK(RpcPing)->UseRealTime();
+BENCHMARK(RawTransfer)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK(RpcStreamImageBuffer)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK(RpcConcurrentPings)->Threads(2)->Threads(16)->Threads(128)->UseRealTime();
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  RpcFixture shared;
+  gShared = &shared;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  auto ratio = [](const char* what, const char* a, const char* b) {
+    if (gSecondsPerIteration.count(a) != 0 && gSecondsPerIteration.count(b) != 0) {
+      std::printf("ratio %s: %.2f\n", what, gSecondsPerIteration[a] / gSecondsPerIteration[b]);
+    }
+  };
+  ratio("Ping round trip / raw TCP ping-pong (aim <= 1.5)", "rpc ping", "raw ping");
+  ratio("StreamImageBuffer 64 MiB throughput / raw TCP (aim >= 0.70)", "raw 64 MiB",
+        "rpc 64 MiB");
+  return 0;
+}

@@ -1,0 +1,242 @@
+// The server's answers to well-formed and hostile PDU sequences, one fresh connection a row.
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "remote/EchoInterface.h"
+#include "remote/runtime/Pdu.h"
+#include "remote/runtime/ServerConnection.h"
+
+namespace rdx::rpc::test {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+ContextElement Element(std::uint16_t id, const SyntaxId& abstract,
+                       std::vector<SyntaxId> transfers = {Ndr20Syntax()}) {
+  return ContextElement{id, abstract, std::move(transfers)};
+}
+
+Bytes Bind(std::vector<ContextElement> elements, PduType type = PduType::kBind) {
+  BindBody body;
+  body.elements = std::move(elements);
+  return EncodeBind(type, 1, body);
+}
+
+Bytes Request(std::uint32_t callId, std::uint16_t context, std::uint16_t opnum,
+              std::size_t stubSize, std::uint8_t flags = kFirstFragment | kLastFragment,
+              std::uint32_t allocHint = 0) {
+  Bytes pdu(kCallHeaderSize + stubSize, 0x5a);
+  EncodeCallHeader(PduType::kRequest, flags, callId,
+                   static_cast<std::uint16_t>(std::min<std::size_t>(pdu.size(), 0xFFFF)),
+                   allocHint, context, opnum, pdu.data());
+  return pdu;
+}
+
+Bytes Patched(Bytes pdu, std::size_t offset, std::uint8_t value) {
+  pdu[offset] = value;
+  return pdu;
+}
+
+SyntaxId FeatureOffer() {
+  SyntaxId s{{0x2c, 0x1c, 0xb7, 0x6c, 0x12, 0x98, 0x40, 0x45, 0x03}, 1, 0};
+  return s;
+}
+
+SyntaxId Other() {
+  SyntaxId s = EchoSyntax();
+  s.uuid[15] ^= 0x55;
+  return s;
+}
+
+struct Expect {
+  PduType type;
+  std::uint32_t status;  // fault status, bind_nak reason, or 0
+  std::uint8_t flags;
+  bool close;
+};
+
+constexpr std::uint8_t kBoth = kFirstFragment | kLastFragment;
+constexpr std::uint8_t kNotRun = kBoth | kDidNotExecute;
+
+TEST(ServerConnection, AnswersEachSequenceAsSpecifiedForItsRow) {
+  const Bytes bind = Bind({Element(0, EchoSyntax())});
+  struct Row {
+    const char* name;
+    std::vector<Bytes> pdus;  // all but the last must be answered without closing
+    Expect expect;
+  };
+  const Row rows[] = {
+      {"request before bind", {Request(1, 0, 0, 4)}, {PduType::kBindNak, 4, kBoth, true}},
+      {"alter_context before bind", {Bind({Element(0, EchoSyntax())}, PduType::kAlterContext)},
+       {PduType::kBindNak, 4, kBoth, true}},
+      {"bind of version 4", {Patched(bind, 0, 4)}, {PduType::kBindNak, 4, kBoth, true}},
+      {"bind of minor version 2", {Patched(bind, 1, 2)}, {PduType::kBindNak, 4, kBoth, true}},
+      {"bind without elements", {Bind({})}, {PduType::kBindNak, 4, kBoth, true}},
+      {"bind asking for authentication", {Patched(bind, 10, 8)},
+       {PduType::kBindNak, 8, kBoth, true}},
+      {"element without transfer syntaxes", {Bind({Element(0, EchoSyntax(), {})})},
+       {PduType::kBindNak, 0, kBoth, true}},
+      {"two negotiation offers",
+       {Bind({Element(0, EchoSyntax(), {FeatureOffer()}), Element(1, EchoSyntax(),
+                                                                  {FeatureOffer()})})},
+       {PduType::kBindNak, 0, kBoth, true}},
+      {"EBCDIC characters", {Patched(bind, 4, 0x11)}, {PduType::kBindNak, 0, kBoth, true}},
+      {"elements running past the PDU", {Patched(bind, 24, 2)},
+       {PduType::kBindNak, 4, kBoth, true}},
+      {"second bind", {bind, bind}, {PduType::kBindNak, 0, kBoth, true}},
+      {"plain call", {bind, Request(2, 0, 0, 4)}, {PduType::kResponse, 0, kBoth, false}},
+      {"alloc_hint 0xFFFFFFFF on one fragment", {bind, Request(2, 0, 0, 4, kBoth, 0xFFFFFFFF)},
+       {PduType::kResponse, 0, kBoth, false}},
+      {"unknown context", {bind, Request(2, 7, 0, 4)},
+       {PduType::kFault, kNcaUnknownInterface, kNotRun, false}},
+      {"opnum out of range", {bind, Request(2, 0, 0xFFFF, 0)},
+       {PduType::kFault, kNcaOpRangeError, kNotRun, false}},
+      {"manager fault", {bind, Patched(Request(2, 0, 2, 8), 25, 0x06)},
+       {PduType::kFault, 0x5a5a065a, kBoth, false}},
+      {"fragment above the transport maximum", {bind, Request(2, 0, 0, 5840 - 24 + 1)},
+       {PduType::kFault, kNcaProtocolError, kBoth, true}},
+      {"request shorter than its header", {bind, Patched(Request(2, 0, 0, 0), 8, 20)},
+       {PduType::kFault, kNcaProtocolError, kBoth, true}},
+      {"authenticated request", {bind, Patched(Request(2, 0, 0, 8), 10, 4)},
+       {PduType::kFault, kFaultAccessDenied, kBoth, true}},
+      {"announced stub above the limit",
+       {bind, Request(2, 0, 0, 8, kFirstFragment, 4 * 1024 * 1024 + 1)},
+       {PduType::kFault, kFaultAccessDenied, kBoth, true}},
+      {"continuation without a call", {bind, Request(2, 0, 0, 8, kLastFragment)},
+       {PduType::kFault, kNcaProtocolError, kNotRun, true}},
+      {"first fragment during reassembly",
+       {bind, Request(2, 0, 0, 8, kFirstFragment), Request(3, 0, 0, 8, kFirstFragment)},
+       {PduType::kFault, kNcaProtocolError, kNotRun, true}},
+      {"fragment of another call",
+       {bind, Request(2, 0, 0, 8, kFirstFragment), Request(3, 0, 0, 8, kLastFragment)},
+       {PduType::kFault, kNcaProtocolError, kNotRun, true}},
+      {"fragment in another byte order",
+       {bind, Request(2, 0, 0, 8, kFirstFragment),
+        Patched(Patched(Patched(Request(2, 0, 0, 8, kLastFragment), 4, 0), 8, 0), 9, 32)},
+       {PduType::kFault, kNcaProtocolError, kNotRun, true}},
+      {"three fragments", {bind, Request(2, 0, 0, 8, kFirstFragment), Request(2, 0, 0, 8, 0),
+                           Request(2, 0, 0, 8, kLastFragment)},
+       {PduType::kResponse, 0, kBoth, false}},
+      {"orphaned call, then a new one",
+       {bind, Request(2, 0, 0, 8, kFirstFragment), EncodeHeaderOnly(PduType::kOrphaned, 2),
+        Request(3, 0, 0, 8)},
+       {PduType::kResponse, 0, kBoth, false}},
+      {"server-only type from a client", {bind, EncodeFault(2, 0, 5, false)},
+       {PduType::kFault, kNcaProtocolError, kNotRun, true}},
+      {"connectionless type", {bind, Patched(Request(2, 0, 0, 0), 2, 1)},
+       {PduType::kFault, kNcaProtocolError, kNotRun, true}},
+      {"alter_context without elements", {bind, Bind({}, PduType::kAlterContext)},
+       {PduType::kFault, kNcaProtocolError, kNotRun, true}},
+      {"alter_context moving an accepted id to another interface",
+       {bind, Bind({Element(0, Other())}, PduType::kAlterContext)},
+       {PduType::kFault, kNcaProtocolError, kNotRun, true}},
+      {"alter_context adding a context, then a call on it",
+       {bind, Bind({Element(0, EchoSyntax()), Element(4, EchoSyntax())}, PduType::kAlterContext),
+        Request(2, 4, 0, 8)},
+       {PduType::kResponse, 0, kBoth, false}},
+  };
+  EchoInterface echo;
+  InterfaceRegistry registry;
+  registry.Add(&echo);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    ServerConnection connection(registry, "3982");
+    ServerAnswer answer;
+    for (std::size_t i = 0; i < row.pdus.size(); ++i) {
+      PduHeader header;
+      ASSERT_TRUE(DecodeHeader(row.pdus[i], header));
+      connection.Handle(header, row.pdus[i], answer);
+      if (i + 1 < row.pdus.size()) {
+        ASSERT_FALSE(answer.close) << "closed at PDU " << i;
+      }
+    }
+    EXPECT_EQ(answer.close, row.expect.close);
+    if (row.expect.type == PduType::kResponse) {
+      EXPECT_TRUE(answer.hasResponse);
+      EXPECT_TRUE(answer.pdu.empty());
+      continue;
+    }
+    ASSERT_GE(answer.pdu.size(), kHeaderSize + 4);
+    PduHeader header;
+    DecodeHeader(answer.pdu, header);
+    EXPECT_EQ(header.type, row.expect.type);
+    EXPECT_EQ(header.flags, row.expect.flags);
+    EXPECT_EQ(header.fragLength, answer.pdu.size());
+    if (header.type == PduType::kFault) {
+      FaultBody fault;
+      ASSERT_TRUE(DecodeFault(header, answer.pdu, fault));
+      EXPECT_EQ(fault.status, row.expect.status);
+      EXPECT_EQ(fault.contextId, 0);  // unknown ids are not echoed; the others are 0 here
+    } else {
+      std::uint16_t reason = 0;
+      ASSERT_TRUE(DecodeBindNak(header, answer.pdu, reason));
+      EXPECT_EQ(reason, row.expect.status);
+      EXPECT_EQ(answer.pdu.size(), 24u);
+    }
+  }
+}
+
+TEST(ServerConnection, NegotiatesContextsAsAWindowsServerDoes) {
+  EchoInterface echo;
+  InterfaceRegistry registry;
+  registry.Add(&echo);
+  ServerConnection connection(registry, "");
+  SyntaxId olderMinorClient = EchoSyntax();  // minor 0 against our 0: accepted
+  SyntaxId otherMajor = EchoSyntax();
+  otherMajor.versionMajor = 2;
+  BindBody body;
+  body.maxXmitFrag = 4280;
+  body.maxRecvFrag = 4280;
+  body.assocGroupId = 0x4711;
+  body.elements = {Element(0, olderMinorClient, {Ndr64Syntax(), Ndr20Syntax()}),
+                   Element(1, EchoSyntax(), {Ndr64Syntax()}),
+                   Element(2, otherMajor),
+                   Element(0, EchoSyntax()),
+                   Element(3, EchoSyntax(), {FeatureOffer()})};
+  const Bytes bind = EncodeBind(PduType::kBind, 5, body);
+  PduHeader header;
+  DecodeHeader(bind, header);
+  ServerAnswer answer;
+  connection.Handle(header, bind, answer);
+  DecodeHeader(answer.pdu, header);
+  BindAckBody ack;
+  ASSERT_EQ(header.type, PduType::kBindAck);
+  ASSERT_TRUE(DecodeBindAck(header, answer.pdu, ack));
+  EXPECT_EQ(ack.maxXmitFrag, 4280);
+  EXPECT_EQ(ack.maxRecvFrag, 4280);
+  EXPECT_EQ(ack.assocGroupId, 0x4711u);  // an unknown group is taken over
+  EXPECT_TRUE(ack.secondaryAddress.empty());
+  struct Result {
+    std::uint16_t result, reason;
+    bool ndr;
+  };
+  const Result expected[] = {{kAcceptance, 0, true},
+                             {kProviderRejection, kTransferSyntaxesNotSupported, false},
+                             {kProviderRejection, kAbstractSyntaxNotSupported, false},
+                             {kProviderRejection, kTransferSyntaxesNotSupported, false},
+                             {kNegotiateAck, 0, false}};
+  ASSERT_EQ(ack.results.size(), std::size(expected));
+  for (std::size_t i = 0; i < ack.results.size(); ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(ack.results[i].result, expected[i].result);
+    EXPECT_EQ(ack.results[i].reason, expected[i].reason);
+    EXPECT_TRUE(SameSyntax(ack.results[i].transferSyntax,
+                           expected[i].ndr ? Ndr20Syntax() : NilSyntax()));
+  }
+  // A big-endian request on the accepted context reaches the manager as such.
+  Bytes request = Request(6, 0, 0, 4);
+  request[4] = 0;
+  std::swap(request[8], request[9]);
+  std::swap(request[12], request[15]);
+  std::swap(request[13], request[14]);
+  DecodeHeader(request, header);
+  connection.Handle(header, request, answer);
+  EXPECT_TRUE(answer.hasResponse);
+  EXPECT_EQ(answer.callId, 6u);
+  EXPECT_TRUE(echo.lastBigEndian);
+}
+
+}  // namespace
+}  // namespace rdx::rpc::test

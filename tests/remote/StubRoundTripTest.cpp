@@ -1,0 +1,177 @@
+// The typed client stubs against the server stubs over loopback TCP, one shape after another,
+// including the size protocol's second call and stub data of several fragments both ways.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "RecordingManagers.h"
+#include "StubTestServer.h"
+#include "platform/os/LastError.h"
+#include "remote/stubs/ServerAutoBindClient.h"
+#include "remote/stubs/ServerCoreClient.h"
+#include "remote/stubs/ServiceProviderClient.h"
+
+namespace rdx::rpc {
+namespace {
+
+// A text longer than any one fragment, so the size protocol's answer arrives in pieces.
+const std::string kLongAnswer = [] {
+  std::string text;
+  for (int i = 0; text.size() < 20000; ++i) text += "line " + std::to_string(i) + "\n";
+  return text;
+}();
+
+class Core : public test::RecordingServerCoreManager {
+ public:
+  std::int8_t GetVersion(std::string& version) override {
+    version = "1.0.0.2";
+    return 1;
+  }
+  // The size protocol: the size needed when the caller's buffer is too small.
+  std::int32_t QueryText(const char*, std::int32_t n, char* text) override {
+    const auto needed = static_cast<std::int32_t>(kLongAnswer.size());
+    if (n < needed) return needed;
+    std::memcpy(text, kLongAnswer.data(), kLongAnswer.size());
+    return 0;
+  }
+};
+
+class Provider : public test::RecordingServiceProviderManager {
+ public:
+  std::int8_t StreamImageBuffer(std::string&, std::int32_t& size, std::uint8_t* buffer,
+                                std::int32_t a, std::int32_t b, std::string& error) override {
+    for (std::int32_t i = 0; i < size; ++i) buffer[i] = std::uint8_t((i + a + b) % 256);
+    error.clear();
+    return 1;
+  }
+  std::int32_t QueryProviderState() override { return -3; }
+};
+
+class StubRoundTrip : public ::testing::Test {
+ protected:
+  Core core_;
+  Provider provider_;
+  test::RecordingServerAutoBindManager autoBind_;
+  test::StubTestServer server_{&core_, &provider_, &autoBind_};
+  void* binding_ = server_.Binding();
+};
+
+TEST_F(StubRoundTrip, StringsSmallsLongsDoublesAndEnums) {
+  char version[100];
+  std::memset(version, 'A', sizeof version - 1);
+  version[sizeof version - 1] = '\0';
+  EXPECT_EQ(servercore::GetVersion(binding_, version), 1);
+  EXPECT_STREQ(version, "1.0.0.2");
+
+  char third[] = "AAAA";
+  EXPECT_EQ(servercore::Op10(binding_, "first", std::int8_t{-7}, "second", third), 1);
+  EXPECT_EQ(core_.record, "Op10(first,-7,second,AAAA)");
+  EXPECT_STREQ(third, "r3");
+
+  char session[] = "S1";
+  char error[] = "AAAAAAAAAA";
+  EXPECT_EQ(serviceprovider::SetAOI(binding_, session, 0.5, -1e300, 2.25, 1e-300, 640, -480,
+                                    "opts", error),
+            1);
+  EXPECT_EQ(provider_.record, "SetAOI(S1,0.5,-1e+300,2.25,1e-300,640,-480,opts,AAAAAAAAAA)");
+  EXPECT_STREQ(session, "r0");
+  EXPECT_STREQ(error, "r8");
+
+  char text[16];
+  EXPECT_EQ(serviceprovider::GetDefinition(binding_, session, 0x7fffffff, sizeof text, text,
+                                           error),
+            7);
+  EXPECT_EQ(provider_.record, "GetDefinition(r0,2147483647,16,out,r8)");
+
+  double value = 3.25;
+  serviceprovider::Op19(binding_, &value);
+  EXPECT_EQ(value, 6.5);
+  EXPECT_EQ(serviceprovider::QueryProviderState(binding_), -3);
+  EXPECT_EQ(serviceprovider::Ping(binding_), 1);
+}
+
+TEST_F(StubRoundTrip, SizeProtocolNeedsTheSecondCall) {
+  std::vector<char> first(4000, 'A');
+  first.back() = '\0';
+  const std::int32_t needed =
+      servercore::QueryText(binding_, "q", std::int32_t(first.size()), first.data());
+  ASSERT_EQ(needed, std::int32_t(kLongAnswer.size()));
+
+  std::vector<char> second(std::size_t(needed) + 1, 'A');
+  second.back() = '\0';
+  EXPECT_EQ(servercore::QueryText(binding_, "q", needed, second.data()), 0);
+  EXPECT_EQ(std::string(second.data()), kLongAnswer);
+}
+
+TEST_F(StubRoundTrip, LongStubDataBothWays) {
+  // In: data of several fragments, with its NUL, as the proxies send it.
+  const std::string info = kLongAnswer + kLongAnswer;
+  char error[] = "AAAA";
+  EXPECT_EQ(servercore::AddServiceProvider(binding_, "S", "p", std::int32_t(info.size() + 1),
+                                           info.c_str(), error),
+            1);
+  EXPECT_EQ(core_.record, "AddServiceProvider(S,p," + std::to_string(info.size() + 1) + "," +
+                              info + ",AAAA)");
+
+  // Out: several megabytes into the caller's buffer, with the count written.
+  for (std::int32_t size : {0, 1, 3 * 1024 * 1024 + 5}) {
+    SCOPED_TRACE(size);
+    std::vector<std::uint8_t> buffer(std::size_t(size) + 1, 0xAA);
+    char session[] = "S";
+    char streamError[] = "AAA";
+    std::int32_t inOut = size;
+    EXPECT_EQ(serviceprovider::StreamImageBuffer(binding_, session, &inOut, buffer.data(), 7, 9,
+                                                 streamError),
+              1);
+    EXPECT_EQ(inOut, size);
+    std::size_t wrong = 0;
+    for (std::int32_t i = 0; i < size; ++i) wrong += buffer[std::size_t(i)] != (i + 16) % 256;
+    EXPECT_EQ(wrong, 0u);
+    EXPECT_EQ(buffer.back(), 0xAA);  // nothing past the offered size
+    EXPECT_STREQ(streamError, "");
+  }
+}
+
+TEST_F(StubRoundTrip, FailuresRaiseWithTheirStatus) {
+  const struct {
+    const char* name;
+    void (*call)(void* binding);
+    std::uint32_t status;
+  } rows[] = {
+      {"null reference argument", [](void* b) { servercore::Op1(b, nullptr); }, 1780},
+      {"automatic binding not set", [](void*) { autobind::Op2("x"); }, 1702},
+      {"interface the server does not serve",
+       [](void*) {
+         autobind::SetBinding(nullptr);
+         test::StubTestServer coreOnly(nullptr, nullptr, nullptr);
+         servercore::Op3(coreOnly.Binding(), "x");
+       },
+       1717},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    try {
+      row.call(binding_);
+      ADD_FAILURE() << "no exception";
+    } catch (const RpcException& e) {
+      EXPECT_EQ(e.Status(), row.status);
+      EXPECT_EQ(os::GetLastError(), row.status);
+    }
+  }
+  autobind::SetBinding(binding_);
+  char text[] = "AAAAAAA";
+  char answer[4] = {'?', '?', '?', '?'};
+  std::int32_t size = 4;
+  EXPECT_EQ(autobind::Op4("a", "b", &size, answer, text), 1);
+  EXPECT_EQ(autoBind_.record, "Op4(a,b,4,out,AAAAAAA)");
+  EXPECT_EQ(size, 3);
+  EXPECT_EQ(std::string(answer, 4), std::string("T\0\0?", 4));
+  EXPECT_STREQ(text, "r4");
+  autobind::SetBinding(nullptr);
+}
+
+}  // namespace
+}  // namespace rdx::rpc
