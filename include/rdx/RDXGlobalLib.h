@@ -7,6 +7,8 @@
 #include <rdx/foundation/Status.h>
 #include <rdx/foundation/StatusItem.h>
 #include <rdx/foundation/StringUtility.h>
+#include <rdx/foundation/CaseInsensitiveStringComparer.h>
+#include <rdx/foundation/NameValueMap.h>
 
 // Reporting: the reporter hub, its sinks, the status filter, the pipe transport.
 
@@ -20,5 +22,7 @@
 #include <rdx/remote/RpcStatus.h>
 
 // Platform services: XML documents, system information, buffer allocators.
+#include <rdx/platform/PropertyLookUp.h>
+#include <rdx/platform/XMLProperties.h>
 
 // Application host.

@@ -39,16 +39,17 @@ std::string StatusItem::ToString() const { return std::string(); }
 std::string StatusItem::FormatSource(std::string source) {
   // One left-to-right pass gives what searching again from the start after each replacement
   // gives: a "." never forms a new "::", so the leftmost remaining match is always next.
+  std::size_t found = source.find("::");
+  if (found == std::string::npos) return source;
   std::string result;
   result.reserve(source.size());
-  for (std::size_t i = 0; i < source.size(); ++i) {
-    if (source[i] == ':' && i + 1 < source.size() && source[i + 1] == ':') {
-      result += '.';
-      ++i;
-    } else {
-      result += source[i];
-    }
+  std::size_t from = 0;
+  while (found != std::string::npos) {
+    result.append(source, from, found - from).append(1, '.');
+    from = found + 2;
+    found = source.find("::", from);
   }
+  result.append(source, from, std::string::npos);
   return result;
 }
 

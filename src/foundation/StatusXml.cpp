@@ -7,6 +7,8 @@
 #include "foundation/StatusXmlReader.h"
 #include "foundation/StringInternal.h"
 
+#include <vector>
+
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 namespace {
 
@@ -14,23 +16,31 @@ namespace {
 // character references so they survive a round trip, and cut at the first NUL because a
 // document node's text ends there.
 void AppendEscaped(std::string& out, const std::string& text) {
-  for (const char c : text) {
+  const char* run = text.data();
+  const char* const end = text.data() + text.size();
+  for (const char* at = run; at != end; ++at) {
+    const unsigned char c = static_cast<unsigned char>(*at);
+    // Plain bytes are copied in runs; only markup and control characters stop the run.
+    if (c >= 0x20 && c != '&' && c != '<' && c != '>') continue;
+    if (c == '\t' || c == '\n') continue;
+    out.append(run, at);
+    run = at + 1;
     switch (c) {
       case '\0': return;
       case '&': out += "&amp;"; break;
       case '<': out += "&lt;"; break;
       case '>': out += "&gt;"; break;
-      case '\t': case '\n': out += c; break;
-      default:
-        if (static_cast<unsigned char>(c) < 0x20) {
-          out += "&#";
-          out += std::to_string(static_cast<unsigned>(static_cast<unsigned char>(c)));
-          out += ';';
+      default: {
+        const char reference[] = {'&', '#', char('0' + c / 10), char('0' + c % 10), ';'};
+        if (c < 10) {
+          out.append({'&', '#', char('0' + c), ';'});
         } else {
-          out += c;
+          out.append(reference, sizeof reference);
         }
+      }
     }
   }
+  out.append(run, end);
 }
 
 void AppendElement(std::string& out, const char* opening, const std::string& text,
@@ -40,36 +50,78 @@ void AppendElement(std::string& out, const char* opening, const std::string& tex
   out += closing;
 }
 
-std::string IdText(std::int32_t id) {
-  if (id == -1) return "Unknown ID";
-  return StringUtility::printToString("%06X", static_cast<unsigned>(id));
+void AppendIdText(std::string& out, std::int32_t id) {
+  if (id == -1) {
+    out += "Unknown ID";
+    return;
+  }
+  // "%06X" of the id as an unsigned 32-bit value, written out: this runs for every item.
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  char digits[8];
+  std::size_t count = 0;
+  for (std::uint32_t value = static_cast<std::uint32_t>(id); value != 0; value >>= 4) {
+    digits[count++] = kDigits[value & 0xF];
+  }
+  if (count < 6) out.append(6 - count, '0');
+  while (count > 0) out += digits[--count];
+}
+
+// Writes the XML form of item onto out, so that a whole Status is built in one string.
+void AppendItemXml(std::string& out, const StatusItem& item, bool withTime) {
+  out += "\n\t<Item>";
+  if (withTime) AppendElement(out, "\n\t\t<Time>", getFormattedTime(), "</Time>");
+  out += "\n\t\t<ID>";
+  AppendIdText(out, item.id);
+  out += "</ID>";
+  // Most sources carry neither the product prefix nor "::": skip the copies for those.
+  const bool plainSource = item.source.find("::") == std::string::npos &&
+                           rdx::foundation::FindText(item.source, "QUORVAN.Rendix.", 0, true) ==
+                               std::string::npos;
+  AppendElement(out, "\n\t\t<Source>",
+                plainSource ? item.source
+                            : StatusItem::FormatSource(
+                                  rdx::foundation::StripProductPrefix(item.source)),
+                "</Source>");
+  AppendElement(out, "\n\t\t<Message>", item.message, "</Message>");
+  AppendElement(out, "\n\t\t<Details>", item.details, "</Details>");
+  out += "\n\t</Item>";
+}
+
+// Room for the markup of one item besides its texts.
+constexpr std::size_t kItemMarkupBytes = 112;
+
+std::size_t EstimatedBytes(const std::vector<StatusItem>& items) {
+  std::size_t bytes = 16;
+  for (const StatusItem& item : items) {
+    bytes += kItemMarkupBytes + item.source.size() + item.message.size() + item.details.size();
+  }
+  return bytes;
 }
 
 }  // namespace
 
 std::string StatusItem::ToString(const char* withTime) const {
-  const std::string preparedSource = FormatSource(rdx::foundation::StripProductPrefix(source));
   std::string out;
-  out.reserve(96 + preparedSource.size() + message.size() + details.size());
-  out += "\n\t<Item>";
-  if (withTime != nullptr) AppendElement(out, "\n\t\t<Time>", getFormattedTime(), "</Time>");
-  AppendElement(out, "\n\t\t<ID>", IdText(id), "</ID>");
-  AppendElement(out, "\n\t\t<Source>", preparedSource, "</Source>");
-  AppendElement(out, "\n\t\t<Message>", message, "</Message>");
-  AppendElement(out, "\n\t\t<Details>", details, "</Details>");
-  out += "\n\t</Item>";
+  out.reserve(kItemMarkupBytes + source.size() + message.size() + details.size());
+  AppendItemXml(out, *this, withTime != nullptr);
   return out;
 }
 
 std::string Status::ToXmlSnippet(const char* withTime) const {
   std::string out;
-  for (const StatusItem& item : items) out += item.ToString(withTime);
+  out.reserve(EstimatedBytes(items));
+  for (const StatusItem& item : items) AppendItemXml(out, item, withTime != nullptr);
   return out;
 }
 
 std::string Status::ToString(const char* withTime) const {
   if (items.empty()) return std::string();
-  return "<Status>" + ToXmlSnippet(withTime) + "\n</Status>";
+  std::string out;
+  out.reserve(EstimatedBytes(items));
+  out += "<Status>";
+  for (const StatusItem& item : items) AppendItemXml(out, item, withTime != nullptr);
+  out += "\n</Status>";
+  return out;
 }
 
 bool Status::Append(const std::string& xml) {
@@ -79,6 +131,8 @@ bool Status::Append(const std::string& xml) {
     if (!reader.Load(xml)) return false;
     const std::uint32_t count = reader.ChildCount();
     if (count == rdx::foundation::StatusXmlReader::kNoStatus) return true;
+    // The count is of nodes actually parsed, so it is bounded by the text's length.
+    items.reserve(items.size() + count);
     for (std::uint32_t i = 1; i <= count; ++i) {
       // The item is added before it is read: a child that is not an Item still counts.
       items.emplace_back();

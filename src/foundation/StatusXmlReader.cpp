@@ -7,6 +7,8 @@
 
 #include <pugixml.hpp>
 
+#include <array>
+#include <cstring>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -19,10 +21,39 @@ namespace {
 // comments and processing instructions kept as nodes, CDATA as text.
 constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_comments | pugi::parse_pi;
 
-constexpr const char* kFieldNames[] = {"ID", "Message", "Source", "Details"};
+constexpr std::size_t kFieldCount = 4;
+constexpr const char* kFieldNames[kFieldCount] = {"ID", "Message", "Source", "Details"};
+using Fields = std::array<pugi::xml_node, kFieldCount>;
+
+// The first element child of item named after each field, found in one pass. Only elements
+// count, as an XPath name test would have it (a processing instruction may be named "ID").
+Fields FieldsOf(const pugi::xml_node& item) {
+  Fields found;
+  for (pugi::xml_node child = item.first_child(); child; child = child.next_sibling()) {
+    if (child.type() != pugi::node_element) continue;
+    const std::string_view name = child.name();
+    for (std::size_t field = 0; field < kFieldCount; ++field) {
+      if (!found[field] && name == kFieldNames[field]) {
+        found[field] = child;
+        break;
+      }
+    }
+  }
+  return found;
+}
 
 bool IsStatusElement(const pugi::xml_node& node) {
-  return node.type() == pugi::node_element && std::string_view(node.name()) == "Status";
+  return node.type() == pugi::node_element && std::strcmp(node.name(), "Status") == 0;
+}
+
+// How often tag occurs in the raw text. Every element of that name needs one literal start
+// tag (entities cannot make markup), so this bounds the number of such elements from above.
+std::size_t CountStartTags(std::string_view text, std::string_view tag) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(tag); at != std::string_view::npos; at = text.find(tag, at + 1)) {
+    ++count;
+  }
+  return count;
 }
 
 // Calls visit for every node below root in document order (preorder), without recursion so
@@ -45,6 +76,13 @@ void ForEachInDocumentOrder(const pugi::xml_node& root, Visit visit) {
 // All text below node joined in document order.
 std::string DescendantText(const pugi::xml_node& node) {
   if (node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) return node.value();
+  const pugi::xml_node first = node.first_child();
+  if (!first) return std::string();
+  // The usual field holds one text node and nothing else.
+  if (!first.next_sibling() &&
+      (first.type() == pugi::node_pcdata || first.type() == pugi::node_cdata)) {
+    return first.value();
+  }
   std::string text;
   ForEachInDocumentOrder(node, [&text](const pugi::xml_node& below) {
     if (below.type() == pugi::node_pcdata || below.type() == pugi::node_cdata) {
@@ -55,13 +93,13 @@ std::string DescendantText(const pugi::xml_node& node) {
 }
 
 // Stores the text of a found field into its member of item.
-void StoreField(std::size_t field, const std::string& text,
+void StoreField(std::size_t field, std::string text,
                 QUORVAN::Rendix::GeneralUtilityLib::StatusItem& item) {
   switch (field) {
     case 0: item.id = StatusXmlReader::ParseId(text); break;
-    case 1: item.message = text; break;
-    case 2: item.source = text; break;
-    default: item.details = text; break;
+    case 1: item.message = std::move(text); break;
+    case 2: item.source = std::move(text); break;
+    default: item.details = std::move(text); break;
   }
 }
 
@@ -69,13 +107,13 @@ void StoreField(std::size_t field, const std::string& text,
 
 struct StatusXmlReader::Document {
   pugi::xml_document xml;
-  // Every Status element in document order, with its element children: "//Status/*[i]"
-  // is the first, in document order, of the i-th element children of all of them.
-  // candidatesAt[i - 1] holds the i-th element child of each Status, in the order of their
-  // Status elements; grouped by index so that reading every item stays linear in the input.
+  // "//Status" is the first Status element in document order; "//Status/*[i]" is the first,
+  // in document order, of the i-th element children of every Status element.
   pugi::xml_node firstStatus;
+  // candidatesAt[i - 1] holds the i-th element child of each Status, in the order of their
+  // Status elements: grouped by index so that reading every item stays linear in the input.
+  // With a single Status (the usual text) each group has exactly one node.
   std::vector<std::vector<pugi::xml_node>> candidatesAt;
-  std::size_t statusCount = 0;
   // Preorder position of every node, filled only when there are several Status elements
   // (the only case where candidates must be ordered).
   std::unordered_map<const void*, std::size_t> order;
@@ -94,17 +132,28 @@ bool StatusXmlReader::Load(const std::string& xml) {
   const pugi::xml_parse_result result =
       document.xml.load_buffer(xml.data(), xml.size(), kParseOptions, pugi::encoding_utf8);
   if (!result || !document.xml.document_element()) return false;
-  ForEachInDocumentOrder(document.xml, [&document](const pugi::xml_node& node) {
-    if (!IsStatusElement(node)) return;
-    if (document.statusCount++ == 0) document.firstStatus = node;
+  std::vector<pugi::xml_node> statuses;
+  const pugi::xml_node root = document.xml.document_element();
+  if (IsStatusElement(root) && CountStartTags(xml, "<Status") == 1) {
+    // The usual text: Status is the root and the only start tag of that name, so no other
+    // Status element can exist and the walk over the whole tree is not needed.
+    statuses.push_back(root);
+  } else {
+    ForEachInDocumentOrder(document.xml, [&statuses](const pugi::xml_node& node) {
+      if (IsStatusElement(node)) statuses.push_back(node);
+    });
+  }
+  if (statuses.empty()) return true;
+  document.firstStatus = statuses.front();
+  for (const pugi::xml_node& status : statuses) {
     std::size_t index = 0;
-    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
+    for (pugi::xml_node child = status.first_child(); child; child = child.next_sibling()) {
       if (child.type() != pugi::node_element) continue;
       if (index == document.candidatesAt.size()) document.candidatesAt.emplace_back();
       document.candidatesAt[index++].push_back(child);
     }
-  });
-  if (document.statusCount > 1) {
+  }
+  if (statuses.size() > 1) {
     std::size_t position = 0;
     ForEachInDocumentOrder(document.xml, [&document, &position](const pugi::xml_node& node) {
       document.order.emplace(node.internal_object(), ++position);
@@ -129,14 +178,19 @@ bool StatusXmlReader::ReadItem(std::uint32_t index,
   // The candidates for "//Status/*[index]": the index-th element child of every Status.
   if (index == 0 || index > document.candidatesAt.size()) return false;
   const std::vector<pugi::xml_node>& candidates = document.candidatesAt[index - 1];
-  for (std::size_t field = 0; field < std::size(kFieldNames); ++field) {
-    // "//Status/*[index]/<Field>": the first such child, in document order, of any candidate.
-    pugi::xml_node best;
-    for (const pugi::xml_node& candidate : candidates) {
-      const pugi::xml_node found = candidate.child(kFieldNames[field]);
-      if (found && (!best || document.OrderOf(found) < document.OrderOf(best))) best = found;
+  // "//Status/*[index]/<Field>": the first such child, in document order, of any candidate.
+  Fields best = FieldsOf(candidates.front());
+  for (std::size_t c = 1; c < candidates.size(); ++c) {
+    const Fields found = FieldsOf(candidates[c]);
+    for (std::size_t field = 0; field < kFieldCount; ++field) {
+      if (found[field] &&
+          (!best[field] || document.OrderOf(found[field]) < document.OrderOf(best[field]))) {
+        best[field] = found[field];
+      }
     }
-    if (best) StoreField(field, DescendantText(best), item);
+  }
+  for (std::size_t field = 0; field < kFieldCount; ++field) {
+    if (best[field]) StoreField(field, DescendantText(best[field]), item);
   }
   return true;
 }

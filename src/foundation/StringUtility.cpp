@@ -31,16 +31,47 @@ constexpr std::size_t kStackFormatBytes = 4096;
 // Up to the first NUL, as a C string would be read.
 std::string_view AsCText(const std::string& s) noexcept { return std::string_view(s.c_str()); }
 
-// Parses the whole of s (after the empty check and trimming) as strtod reads it; false when
-// something other than the number is left.
+// Length of the plain decimal number at the start of text: [sign] digits [. digits]
+// [e [sign] digits], at least one mantissa digit. This is what the C runtimes this code
+// grew up on read; glibc's strtod would also take hexadecimal, "inf" and "nan", which must
+// give the default here ("0x10" is not 16).
+std::size_t DecimalNumberLength(std::string_view text) noexcept {
+  auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  std::size_t at = 0;
+  if (at < text.size() && (text[at] == '+' || text[at] == '-')) ++at;
+  std::size_t digits = 0;
+  while (at < text.size() && isDigit(text[at])) ++at, ++digits;
+  if (at < text.size() && text[at] == '.') {
+    ++at;
+    while (at < text.size() && isDigit(text[at])) ++at, ++digits;
+  }
+  if (digits == 0) return 0;
+  if (at < text.size() && (text[at] == 'e' || text[at] == 'E')) {
+    std::size_t exponent = at + 1;
+    if (exponent < text.size() && (text[exponent] == '+' || text[exponent] == '-')) ++exponent;
+    if (exponent < text.size() && isDigit(text[exponent])) {
+      while (exponent < text.size() && isDigit(text[exponent])) ++exponent;
+      at = exponent;
+    }
+  }
+  return at;
+}
+
+// Parses the whole of s (already known non-empty) after trimming; false when anything but
+// the number is left. Blanks only read as 0: callers rely on "" alone giving the default.
 bool ParseWholeNumber(const std::string& s, double& value) {
   const std::string trimmed = chopSpaces(s);
-  const char* begin = trimmed.c_str();
-  char* end = nullptr;
-  value = std::strtod(begin, &end);
-  // The end must stand on the terminating NUL, as the C runtime reports it: "12abc" fails,
-  // and text after an embedded NUL is never seen.
-  return end != nullptr && *end == '\0';
+  value = 0;
+  if (trimmed.empty()) return true;
+  // Text after an embedded NUL is never seen, as with any C-string parser.
+  const std::string_view text(trimmed.c_str());
+  if (text.empty()) return true;  // "\0..." reads as an empty C string: 0
+  const std::size_t length = DecimalNumberLength(text);
+  if (length == 0 || length != text.size()) return false;
+  // strtod in the C locale the library runs in; the grammar check above leaves it only
+  // plain decimals, so out-of-range values come back as HUGE_VAL or 0.
+  value = std::strtod(std::string(text).c_str(), nullptr);
+  return true;
 }
 
 // Truncates toward zero keeping the low 32 bits, as a 64-bit conversion followed by a cut
@@ -296,11 +327,18 @@ std::size_t FindText(std::string_view text, std::string_view pattern, std::size_
                      bool ignoreCase) noexcept {
   if (from > text.size()) return std::string_view::npos;
   if (!ignoreCase) return text.find(pattern, from);
-  const auto hit = std::search(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(),
-                               pattern.begin(), pattern.end(),
-                               [](char x, char y) { return AsciiLower(x) == AsciiLower(y); });
-  if (hit == text.end() && !pattern.empty()) return std::string_view::npos;
-  return static_cast<std::size_t>(hit - text.begin());
+  if (pattern.empty()) return from;
+  if (pattern.size() > text.size() - from) return std::string_view::npos;
+  const char lower = AsciiLower(pattern.front());
+  const char upper = AsciiUpper(pattern.front());
+  const std::size_t last = text.size() - pattern.size();
+  for (std::size_t at = from; at <= last; ++at) {
+    if (text[at] != lower && text[at] != upper) continue;
+    std::size_t i = 1;
+    while (i < pattern.size() && AsciiLower(text[at + i]) == AsciiLower(pattern[i])) ++i;
+    if (i == pattern.size()) return at;
+  }
+  return std::string_view::npos;
 }
 
 std::string StripProductPrefix(std::string source) {
