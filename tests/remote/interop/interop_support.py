@@ -6,7 +6,6 @@ import os
 import signal
 import socket
 import subprocess
-import sys
 import threading
 import time
 
@@ -16,9 +15,6 @@ from impacket.uuid import uuidtup_to_bin
 
 SERVER_CORE = ('8a60fd6c-7ebf-4aee-839c-1df4243d03d2', '1.0')
 SERVICE_PROVIDER = ('b9730071-b03f-42b3-b002-2c3996f28928', '1.0')
-AUTO_BIND = ('e02cd9b0-c582-4f18-946f-b62ee9560d27', '1.0')
-
-SKIP = 77  # CTest's SKIP_RETURN_CODE for these scripts
 
 
 class BYTES(NDRUniConformantArray):
@@ -86,9 +82,6 @@ class AddServiceProvider(NDRCALL):
     structure = (('session', STR), ('name', STR), ('n', LONG), ('data', BYTES), ('error', STR))
 
 
-class ErrorSmallResponse(NDRCALL):
-    structure = (('error', STR), ('result', NDRSMALL))
-
 
 class GetServiceProviderFor(NDRCALL):
     opnum = 13
@@ -135,10 +128,6 @@ class StreamImageBuffer(NDRCALL):
     opnum = 11
     structure = (('session', STR), ('size', LONG), ('a', LONG), ('b', LONG), ('error', STR))
 
-
-class StreamImageBufferResponse(NDRCALL):
-    structure = (('session', STR), ('size', LONG), ('buffer', BYTES), ('error', STR),
-                 ('result', NDRSMALL))
 
 
 def iface_bin(iface):
@@ -212,10 +201,6 @@ class RefServer:
 def binding(port):
     return 'ncacn_ip_tcp:127.0.0.1[%d]' % port
 
-
-def fail(message):
-    print('FAIL: ' + message, file=sys.stderr)
-    sys.exit(1)
 
 
 def array_bytes(value):
