@@ -129,6 +129,26 @@ class RefServerFromImpacket(unittest.TestCase):
             req['session'] = s.text(session)
             self.assertEqual(self.call(dce, req, s.SmallResponse)['result'], expect)
 
+    def test_request_of_many_fragments(self):
+        """Impacket cuts a long request into fragments its own way; the server reassembles."""
+        dce = self.connect(s.SERVER_CORE)
+        req = s.OpenSession()
+        req['info'] = s.text('<SessionInfo/>')
+        req['session'] = s.text(None, 100)
+        req['error'] = s.text(None, 100)
+        session = s.cstr(self.call(dce, req, s.OpenSessionResponse)['session'])
+        for sid, want in ((session, 1), ('S0', 0)):
+            with self.subTest(session=sid):
+                req = s.AddServiceProvider()
+                req['session'] = s.text(sid)
+                req['name'] = s.text('prov')
+                req['n'] = 100000
+                req['data'] = b'i' * 99999 + b'\0'
+                req['error'] = s.text(None, 4000)
+                resp = self.call(dce, req, s.ErrorSmallResponse)
+                self.assertEqual(resp['result'], want)
+                self.assertEqual(s.cstr(resp['error']) == '', bool(want))
+
     def test_stream_image_buffer_of_several_megabytes(self):
         dce = self.connect(s.SERVICE_PROVIDER)
         session = self.open_provider_session(dce)

@@ -83,6 +83,10 @@ class AddServiceProvider(NDRCALL):
 
 
 
+class ErrorSmallResponse(NDRCALL):
+    structure = (('error', STR), ('result', NDRSMALL))
+
+
 class GetServiceProviderFor(NDRCALL):
     opnum = 13
     structure = (('session', STR), ('name', STR), ('n', LONG), ('error', STR))
