@@ -18,8 +18,6 @@
 #include <thread>
 #include <vector>
 
-#include <signal.h>
-
 #include "platform/os/LastError.h"
 #include "remote/interop/ChildProcess.h"
 #include "remote/runtime/RpcRuntime.h"
@@ -309,7 +307,7 @@ TEST_F(RefServerInterop, ServerKilledDuringACallRaisesInsteadOfHanging) {
   std::vector<char> version = Buffer(100);
   ASSERT_EQ(core::GetVersion(binding, version.data()), 1);  // bound and connected
 
-  ASSERT_EQ(kill(server_->Pid(), SIGSTOP), 0);
+  ASSERT_TRUE(server_->Pause());
   std::promise<std::uint32_t> outcome;
   std::future<std::uint32_t> status = outcome.get_future();
   std::thread caller([&outcome, binding] {

@@ -3,6 +3,7 @@ of the operations the checks use (written with Impacket's own NDR classes, so th
 from an implementation independent of ours), and a handle on a running rdx-refserver."""
 
 import os
+import random
 import signal
 import socket
 import subprocess
@@ -141,10 +142,17 @@ def iface_bin(iface):
 # ---- the reference server as a child process --------------------------------------------
 
 def free_tcp_port():
-    """A loopback port nobody listens on right now (the kernel's pick)."""
-    with socket.socket() as s:
-        s.bind(('127.0.0.1', 0))
-        return s.getsockname()[1]
+    """A loopback port nobody listens on right now, below the kernel's ephemeral range so
+    that no other test's bind(0) can take it before our server does."""
+    for _ in range(100):
+        port = random.randint(20000, 32000)
+        with socket.socket() as probe:
+            try:
+                probe.bind(('127.0.0.1', port))
+            except OSError:
+                continue
+            return port
+    raise RuntimeError('no free loopback port')
 
 
 class RefServer:
