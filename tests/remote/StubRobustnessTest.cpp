@@ -113,12 +113,17 @@ TEST(ServerStubs, ManagerAnswersAreHeldToTheCallersRoom) {
   const auto request = Hex(
       "02 00 00 00 00 00 00 00 02 00 00 00 53 00 00 00 08 00 00 00 01 00 00 00"
       " 02 00 00 00 04 00 00 00 00 00 00 00 04 00 00 00 41 41 41 00");
+  // The same with session "ABCDEFG" and *size = 4.
+  const auto longSession = Hex(
+      "08 00 00 00 00 00 00 00 08 00 00 00 41 42 43 44 45 46 47 00 04 00 00 00"
+      " 01 00 00 00 02 00 00 00 04 00 00 00 00 00 00 00 04 00 00 00 41 41 41 00");
   using Answer = std::int32_t (*)(ServerCall&);
   const struct {
     const char* name;
     Answer answer;
     std::uint32_t status;
     const char* response;
+    bool sessionShrinks = false;
   } rows[] = {
       {"longer strings are cut to what came in, sizes to what was offered",
        [](ServerCall& c) {
@@ -130,6 +135,16 @@ TEST(ServerStubs, ManagerAnswersAreHeldToTheCallersRoom) {
        0,
        "02 00 00 00 00 00 00 00 02 00 00 00 6d 00 00 00 08 00 00 00 08 00 00 00"
        " 00 00 00 00 00 00 00 00 04 00 00 00 00 00 00 00 04 00 00 00 61 20 6c 00 01"},
+      {"a shorter string before the bytes moves them down",
+       [](ServerCall& c) {
+         c.InOut(0).clear();
+         std::memcpy(c.Bytes(2), "wxyz", 4);
+         return 1;
+       },
+       0,
+       "01 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 04 00 00 00 04 00 00 00"
+       " 77 78 79 7a 04 00 00 00 00 00 00 00 04 00 00 00 41 41 41 00 01",
+       true},
       {"a negative size goes out as 0",
        [](ServerCall& c) { c.Size(1) = -5; return 0; }, 0,
        "02 00 00 00 00 00 00 00 02 00 00 00 53 00 00 00 00 00 00 00 00 00 00 00"
@@ -145,7 +160,9 @@ TEST(ServerStubs, ManagerAnswersAreHeldToTheCallersRoom) {
     SCOPED_TRACE(row.name);
     CountingManager manager{0, row.answer};
     std::vector<std::uint8_t> response;
-    EXPECT_EQ(Dispatch(ServiceProviderShape(), manager, 11, request, &response), row.status);
+    EXPECT_EQ(Dispatch(ServiceProviderShape(), manager, 11, row.sessionShrinks ? longSession : request,
+                       &response),
+              row.status);
     if (row.status == 0) {
       EXPECT_EQ(test::ToHex(response), test::ToHex(Hex(row.response)));
     }

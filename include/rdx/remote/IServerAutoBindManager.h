@@ -1,7 +1,8 @@
 #pragma once
 // The server side of the automatic-binding interface (e02cd9b0-c582-4f18-946f-b62ee9560d27
 // v1.0). The library never calls it; it is published so that a server process can serve it
-// beside the server interface. Same argument conventions as IServerCoreManager.
+// beside the server interface. Same argument conventions, and the same failing defaults, as
+// IServerCoreManager.
 
 #include <rdx/Export.h>
 
@@ -14,16 +15,16 @@ class RDX_API IServerAutoBindManager {
  public:
   virtual ~IServerAutoBindManager();
 
-  virtual std::int8_t Op0(std::string& text) = 0;
-  virtual std::int8_t Op1(const char* first, std::string& second, std::string& third) = 0;
-  virtual std::int8_t Op2(const char* text) = 0;
+  virtual std::int8_t Op0(std::string& text);
+  virtual std::int8_t Op1(const char* first, std::string& second, std::string& third);
+  virtual std::int8_t Op2(const char* text);
   virtual std::int8_t Op3(const char* first, std::int8_t flag, const char* second,
-                          std::string& third) = 0;
+                          std::string& third);
   // `text` holds `size` zero bytes; set `size` to the count written.
   virtual std::int8_t Op4(const char* first, const char* second, std::int32_t& size,
-                          char* text, std::string& third) = 0;
+                          char* text, std::string& third);
   virtual std::int8_t Op5(const char* first, const char* second, std::int32_t& size,
-                          char* text, std::string& third) = 0;
+                          char* text, std::string& third);
 };
 
 // As CreateServerCoreInterfaceSpec, for this interface.

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace rdx::rpc {
@@ -14,6 +15,8 @@ namespace rdx::rpc {
 class NdrWriter {
  public:
   NdrWriter() = default;
+  // Goes on writing after the bytes of `start`, which begin the stub.
+  explicit NdrWriter(std::vector<std::uint8_t>&& start) noexcept : data_(std::move(start)) {}
 
   // Reserves room for `bytes` more bytes, so a large answer is copied once.
   void Reserve(std::size_t bytes) { data_.reserve(data_.size() + bytes); }

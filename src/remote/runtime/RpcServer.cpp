@@ -14,16 +14,16 @@ constexpr std::uint32_t kNotListening = 1715;
 constexpr std::uint32_t kUnknownInterface = 1717;
 constexpr std::uint32_t kAddressInUse = 10048;
 
-// A PDU that has started must be complete within this time, or the sender is cut off.
-constexpr int kPduTimeoutMs = 60'000;
-
 std::uint32_t ListenFailure() {
   return os::GetLastError() == kAddressInUse ? kDuplicateEndpoint : kCantCreateEndpoint;
 }
 
 }  // namespace
 
-RpcServer::RpcServer() : limiter_(kMaxConcurrentCalls) {}
+RpcServer::RpcServer()
+    : limiter_(kMaxConcurrentCalls),
+      pduTimeoutMs_(kPduTimeoutMs),
+      maxConnections_(kMaxConnections) {}
 
 RpcServer::~RpcServer() { StopListening(); }
 
@@ -185,7 +185,7 @@ void RpcServer::Serve(Connection* connection, const std::string& secondaryAddres
   bool overLimit;
   {
     std::lock_guard lock(connectionsMutex_);
-    overLimit = liveConnections_ > kMaxConnections;
+    overLimit = liveConnections_ > maxConnections_;
   }
   PduStream stream(connection->socket);
   ServerConnection state(registry_, secondaryAddress, &limiter_);
@@ -194,7 +194,7 @@ void RpcServer::Serve(Connection* connection, const std::string& secondaryAddres
   std::span<const std::uint8_t> pdu;
   for (;;) {
     // Idle connections are kept as long as the client likes; only a started PDU is timed.
-    if (stream.Next(header, pdu, -1, kPduTimeoutMs) != PduStream::Result::kPdu) break;
+    if (stream.Next(header, pdu, -1, pduTimeoutMs_) != PduStream::Result::kPdu) break;
     if (overLimit) {
       stream.Send(ServerConnection::Refusal(header));
       break;

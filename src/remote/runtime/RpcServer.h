@@ -17,6 +17,13 @@
 
 namespace rdx::rpc {
 
+// Maximum calls running at once in one server.
+inline constexpr std::ptrdiff_t kMaxConcurrentCalls = 1234;
+// Connections beyond this are refused with bind_nak "local limit exceeded".
+inline constexpr std::size_t kMaxConnections = 4000;
+// A PDU that has started must be complete within this time, or the sender is cut off.
+inline constexpr int kPduTimeoutMs = 60'000;
+
 class RpcServer {
  public:
   RpcServer();
@@ -46,6 +53,13 @@ class RpcServer {
   // listening.
   std::uint32_t StopListening();
   bool Listening() const noexcept { return listening_; }
+
+  // Tighter limits for tests: the time a started PDU may take, and the connections served
+  // at once. Set before Listen.
+  void SetLimits(int pduTimeoutMs, std::size_t maxConnections) {
+    pduTimeoutMs_ = pduTimeoutMs;
+    maxConnections_ = maxConnections;
+  }
 
   // String bindings of the open endpoints, e.g. "ncacn_ip_tcp:127.0.0.1[3982]".
   std::vector<std::string> Bindings() const;
@@ -81,11 +95,8 @@ class RpcServer {
   std::mutex connectionsMutex_;  // guards connections_; never held while a call runs
   std::list<std::unique_ptr<Connection>> connections_;
   std::size_t liveConnections_ = 0;
+  int pduTimeoutMs_;
+  std::size_t maxConnections_;
 };
-
-// Maximum calls running at once in one server.
-inline constexpr std::ptrdiff_t kMaxConcurrentCalls = 1234;
-// Connections beyond this are refused with bind_nak "local limit exceeded".
-inline constexpr std::size_t kMaxConnections = 4000;
 
 }  // namespace rdx::rpc

@@ -1,37 +1,49 @@
-// Server stub of the automatic-binding interface: operation numbers to manager members.
-
-#include <new>
-#include <stdexcept>
+// Server stub of the automatic-binding interface: operation n calls the n-th manager member, its
+// signature checked against the table row when this file is compiled.
 
 #include <rdx/remote/IServerAutoBindManager.h>
 
+#include <new>
+
+#include "remote/stubs/InterfaceTables.h"
 #include "remote/stubs/StubServerInterface.h"
+#include "remote/stubs/TypedStubs.h"
 
 namespace QUORVAN::Rendix::ServerCore {
 
 IServerAutoBindManager::~IServerAutoBindManager() = default;
 
+// A member a host does not override fails the call the way the size protocol and the
+// boolean results say: small 0, long -1.
+std::int8_t IServerAutoBindManager::Op0(std::string&) { return 0; }
+std::int8_t IServerAutoBindManager::Op1(const char*, std::string&, std::string&) { return 0; }
+std::int8_t IServerAutoBindManager::Op2(const char*) { return 0; }
+std::int8_t IServerAutoBindManager::Op3(const char*, std::int8_t, const char*, std::string&) {
+  return 0;
+}
+std::int8_t IServerAutoBindManager::Op4(const char*, const char*, std::int32_t&, char*,
+                                        std::string&) {
+  return 0;
+}
+std::int8_t IServerAutoBindManager::Op5(const char*, const char*, std::int32_t&, char*,
+                                        std::string&) {
+  return 0;
+}
+
 namespace {
 
-std::int32_t Invoke(void* manager, std::uint16_t opnum, rdx::rpc::ServerCall& c) {
-  auto& m = *static_cast<IServerAutoBindManager*>(manager);
-  switch (opnum) {
-    case 0: return m.Op0(c.InOut(0));
-    case 1: return m.Op1(c.In(0), c.InOut(1), c.InOut(2));
-    case 2: return m.Op2(c.In(0));
-    case 3: return m.Op3(c.In(0), c.Small(1), c.In(2), c.InOut(3));
-    case 4: return m.Op4(c.In(0), c.In(1), c.Size(2), c.Text(3), c.InOut(4));
-    case 5: return m.Op5(c.In(0), c.In(1), c.Size(2), c.Text(3), c.InOut(4));
-    default: throw std::logic_error("operation without a manager member");
-  }
-}
+using Dispatch =
+    rdx::rpc::ManagerDispatch<rdx::rpc::tables::kServerAutoBind, &IServerAutoBindManager::Op0,
+                              &IServerAutoBindManager::Op1, &IServerAutoBindManager::Op2,
+                              &IServerAutoBindManager::Op3, &IServerAutoBindManager::Op4,
+                              &IServerAutoBindManager::Op5>;
 
 }  // namespace
 
 void* CreateServerAutoBindInterfaceSpec(IServerAutoBindManager* manager) noexcept {
   if (manager == nullptr) return nullptr;
   rdx::rpc::ServerInterface* spec = new (std::nothrow)
-      rdx::rpc::StubServerInterface(rdx::rpc::ServerAutoBindShape(), manager, &Invoke);
+      rdx::rpc::StubServerInterface(rdx::rpc::ServerAutoBindShape(), manager, &Dispatch::Invoke);
   return spec;
 }
 

@@ -83,7 +83,15 @@ std::uint32_t ServerCall::CheckCorrelations() {
     }
     if (size < 0 || static_cast<std::uint32_t>(size) > kMaxNdrCount) return kFaultBadStubData;
     try {
-      args_[i].buffer.assign(static_cast<std::size_t>(size), 0);
+      if (answerParam_ == kMaxParams) {
+        // The first out-array lives where the answer will carry it, so a large one is
+        // neither allocated twice nor copied.
+        answerParam_ = i;
+        answerOffset_ = LargestPrefix(i);
+        answer_.assign(answerOffset_ + static_cast<std::size_t>(size), 0);
+      } else {
+        args_[i].buffer.assign(static_cast<std::size_t>(size), 0);
+      }
     } catch (const std::bad_alloc&) {
       return kFaultRemoteNoMemory;
     }
@@ -91,58 +99,109 @@ std::uint32_t ServerCall::CheckCorrelations() {
   return 0;
 }
 
-void ServerCall::Encode(std::int32_t result, NdrWriter& response) const {
+std::size_t ServerCall::LargestPrefix(std::size_t index) const {
+  // In/out strings may only shrink and padding only grows with position, so the answer up
+  // to this array is never longer than with every string at its full room.
+  auto align = [](std::size_t at, std::size_t to) { return (at + to - 1) / to * to; };
+  std::size_t at = 0;
   const auto params = operation_->Params();
-  // Sizes as they will go out: never more than came in, never negative.
-  std::array<std::int32_t, kMaxParams> sizes{};
-  std::size_t estimate = 16;
-  for (std::size_t i = 0; i < params.size(); ++i) {
-    if (params[i].kind == ParamKind::kInOutSize) {
-      sizes[i] = std::clamp(args_[i].value, 0, std::max(args_[i].received, 0));
-    }
-    estimate += 24 + args_[i].text.size() + args_[i].buffer.size();
-  }
-  response.Reserve(estimate);
-
-  for (std::size_t i = 0; i < params.size(); ++i) {
-    const Arg& arg = args_[i];
+  for (std::size_t i = 0; i < index; ++i) {
     switch (params[i].kind) {
-      case ParamKind::kInOutString: {
-        // Only the room that came in exists in the caller's memory: cut a longer answer.
-        std::size_t length = std::strlen(arg.text.c_str());
-        length = std::min(length, arg.capacity - 1);
-        response.WriteString(std::string_view(arg.text.data(), length));
-        break;
-      }
+      case ParamKind::kInOutString: at = align(at, 4) + 12 + args_[i].capacity; break;
+      case ParamKind::kInOutSize: at = align(at, 4) + 4; break;
+      case ParamKind::kInOutDouble: at = align(at, 8) + 8; break;
       case ParamKind::kOutText:
-        response.WriteConformantBytes(arg.buffer);
-        break;
-      case ParamKind::kInOutSize:
-        response.WriteI32(sizes[i]);
-        break;
-      case ParamKind::kOutSized: {
-        const auto from = static_cast<std::size_t>(params[i].sizeFrom);
-        const auto count = static_cast<std::size_t>(sizes[from]);
-        response.WriteConformantBytes(std::span(arg.buffer).first(count));
-        break;
-      }
-      case ParamKind::kInOutDouble:
-        response.WriteDouble(arg.real);
-        break;
-      default:
-        break;  // in-only parameters do not travel back
+      case ParamKind::kOutSized: at = align(at, 4) + 4 + args_[i].buffer.size(); break;
+      default: break;
     }
   }
+  return align(at, 4) + 4;  // the array's max_count
+}
+
+std::span<std::uint8_t> ServerCall::OutArray(std::size_t index) {
+  if (index == answerParam_) {
+    return std::span(answer_).subspan(answerOffset_);
+  }
+  return args_[index].buffer;
+}
+
+void ServerCall::EncodeParam(std::size_t index, NdrWriter& writer) {
+  const auto params = operation_->Params();
+  const Arg& arg = args_[index];
+  switch (params[index].kind) {
+    case ParamKind::kInOutString: {
+      // Only the room that came in exists in the caller's memory: cut a longer answer.
+      std::size_t length = std::strlen(arg.text.c_str());
+      length = std::min(length, arg.capacity - 1);
+      writer.WriteString(std::string_view(arg.text.data(), length));
+      break;
+    }
+    case ParamKind::kInOutSize:
+      writer.WriteI32(OutgoingSize(index));
+      break;
+    case ParamKind::kOutText:
+    case ParamKind::kOutSized: {
+      const std::size_t count = OutgoingCount(index);
+      if (index == answerParam_) {
+        writer.WriteU32(static_cast<std::uint32_t>(count));  // the bytes are in place
+      } else {
+        writer.WriteConformantBytes(std::span(arg.buffer).first(count));
+      }
+      break;
+    }
+    case ParamKind::kInOutDouble:
+      writer.WriteDouble(arg.real);
+      break;
+    default:
+      break;  // in-only parameters do not travel back
+  }
+}
+
+std::int32_t ServerCall::OutgoingSize(std::size_t index) const {
+  // Never more than came in, never negative: the caller's buffer has exactly that room.
+  return std::clamp(args_[index].value, 0, std::max(args_[index].received, 0));
+}
+
+std::size_t ServerCall::OutgoingCount(std::size_t index) const {
+  const ParamShape& param = operation_->params[index];
+  const auto from = static_cast<std::size_t>(param.sizeFrom);
+  if (param.kind == ParamKind::kOutSized) return static_cast<std::size_t>(OutgoingSize(from));
+  return static_cast<std::size_t>(args_[from].value);
+}
+
+std::vector<std::uint8_t> ServerCall::Encode(std::int32_t result) {
+  const std::size_t count = operation_->paramCount;
+  NdrWriter head;
+  const std::size_t split = std::min(answerParam_ + 1, count);
+  for (std::size_t i = 0; i < split; ++i) EncodeParam(i, head);
+  NdrWriter writer;
+  if (answerParam_ < count) {
+    // The head ends with the array's max_count; its bytes already sit at answerOffset_.
+    const std::size_t headSize = head.Size();
+    const std::size_t bytes = OutgoingCount(answerParam_);
+    if (headSize < answerOffset_) {
+      std::memmove(answer_.data() + headSize, answer_.data() + answerOffset_, bytes);
+    } else if (headSize > answerOffset_) {  // cannot happen by LargestPrefix; stay correct
+      answer_.insert(answer_.begin() + std::ptrdiff_t(answerOffset_), headSize - answerOffset_, 0);
+    }
+    std::memcpy(answer_.data(), head.Data().data(), headSize);
+    answer_.resize(headSize + bytes);
+    writer = NdrWriter(std::move(answer_));
+  } else {
+    writer = std::move(head);
+  }
+  for (std::size_t i = split; i < count; ++i) EncodeParam(i, writer);
   switch (operation_->result) {
     case ResultKind::kSmall:
-      response.WriteI8(static_cast<std::int8_t>(result));
+      writer.WriteI8(static_cast<std::int8_t>(result));
       break;
     case ResultKind::kLong:
-      response.WriteI32(result);
+      writer.WriteI32(result);
       break;
     case ResultKind::kNone:
       break;
   }
+  return writer.Take();
 }
 
 ServerCall::Arg& ServerCall::Checked(std::size_t index, ParamKind kind) {
@@ -180,11 +239,12 @@ const char* ServerCall::Data(std::size_t index) const {
 char* ServerCall::Text(std::size_t index) {
   const bool sized = index < operation_->paramCount &&
                      operation_->params[index].kind == ParamKind::kOutSized;
-  Arg& arg = Checked(index, sized ? ParamKind::kOutSized : ParamKind::kOutText);
-  return reinterpret_cast<char*>(arg.buffer.data());
+  Checked(index, sized ? ParamKind::kOutSized : ParamKind::kOutText);
+  return reinterpret_cast<char*>(OutArray(index).data());
 }
 std::uint8_t* ServerCall::Bytes(std::size_t index) {
-  return Checked(index, ParamKind::kOutSized).buffer.data();
+  Checked(index, ParamKind::kOutSized);
+  return OutArray(index).data();
 }
 std::int32_t& ServerCall::Size(std::size_t index) {
   return Checked(index, ParamKind::kInOutSize).value;

@@ -30,10 +30,10 @@ class ServerCall {
   // in-data are handed to the manager in place.
   [[nodiscard]] std::uint32_t Decode(std::span<const std::uint8_t> request, bool bigEndian);
 
-  // Encodes the out and in/out arguments in declaration order, then `result`. In/out strings
-  // longer than what came in are cut, sizes are held to what came in, so the caller's memory
-  // can always take the answer.
-  void Encode(std::int32_t result, NdrWriter& response) const;
+  // The response: the out and in/out arguments in declaration order, then `result`. In/out
+  // strings longer than what came in are cut, sizes are held to what came in, so the caller's
+  // memory can always take the answer. Call once, last.
+  std::vector<std::uint8_t> Encode(std::int32_t result);
 
   // Typed access by parameter index; a kind that does not match the shape throws
   // std::logic_error (the dispatcher answers it with a fault).
@@ -57,9 +57,14 @@ class ServerCall {
     std::int32_t value = 0;          // long, small, enum, in/out size
     std::int32_t received = 0;       // in/out size as it came in
     double real = 0;
-    std::vector<std::uint8_t> buffer;  // out-text or out-sized bytes, zero-filled
+    std::vector<std::uint8_t> buffer;  // a second out-array's bytes, zero-filled
   };
 
+  std::size_t LargestPrefix(std::size_t index) const;
+  std::span<std::uint8_t> OutArray(std::size_t index);
+  void EncodeParam(std::size_t index, NdrWriter& writer);
+  std::int32_t OutgoingSize(std::size_t index) const;
+  std::size_t OutgoingCount(std::size_t index) const;
   Arg& Checked(std::size_t index, ParamKind kind);
   const Arg& Checked(std::size_t index, ParamKind kind) const;
   [[nodiscard]] std::uint32_t DecodeOne(std::size_t index, class NdrReader& reader);
@@ -67,6 +72,12 @@ class ServerCall {
 
   const OperationShape* operation_;
   std::array<Arg, kMaxParams> args_;
+  // The answer under construction: zeros up to answerOffset_, then the bytes of the first
+  // out-array (parameter answerParam_, kMaxParams when there is none), which the manager
+  // fills in place. The real head is written in front of them once its size is known.
+  std::vector<std::uint8_t> answer_;
+  std::size_t answerParam_ = kMaxParams;
+  std::size_t answerOffset_ = 0;
 };
 
 }  // namespace rdx::rpc

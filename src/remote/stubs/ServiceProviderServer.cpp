@@ -1,62 +1,108 @@
-// Server stub of the service-provider interface: operation numbers to manager members.
-
-#include <new>
-#include <stdexcept>
+// Server stub of the service-provider interface: operation n calls the n-th manager member, its
+// signature checked against the table row when this file is compiled.
 
 #include <rdx/remote/IServiceProviderManager.h>
 
+#include <new>
+
+#include "remote/stubs/InterfaceTables.h"
 #include "remote/stubs/StubServerInterface.h"
+#include "remote/stubs/TypedStubs.h"
 
 namespace QUORVAN::Rendix::ServiceProvider {
 
 IServiceProviderManager::~IServiceProviderManager() = default;
 
+// A member a host does not override fails the call the way the size protocol and the
+// boolean results say: small 0, long -1.
+std::int8_t IServiceProviderManager::Ping() { return 0; }
+std::int8_t IServiceProviderManager::OpenServiceSession(const char*, const char*, std::string&,
+                                                        std::string&) {
+  return 0;
+}
+std::int8_t IServiceProviderManager::CloseSession(std::string&, std::string&) { return 0; }
+std::int32_t IServiceProviderManager::GetServiceInfo(std::string&, std::int32_t, char*,
+                                                     std::string&) {
+  return -1;
+}
+std::int32_t IServiceProviderManager::GetServiceMetadata(std::string&, const char*, std::int32_t,
+                                                         char*, std::string&) {
+  return -1;
+}
+std::int32_t IServiceProviderManager::GetClientProperties(std::string&, std::int32_t, char*,
+                                                          std::string&) {
+  return -1;
+}
+std::int32_t IServiceProviderManager::GetDefinition(std::string&, std::int32_t, std::int32_t, char*,
+                                                    std::string&) {
+  return -1;
+}
+std::int8_t IServiceProviderManager::SetClientProperties(std::string&, const char*, std::string&) {
+  return 0;
+}
+std::int8_t IServiceProviderManager::SetAOI(std::string&, double, double, double, double,
+                                            std::int32_t, std::int32_t, const char*, std::string&) {
+  return 0;
+}
+std::int8_t IServiceProviderManager::ExtractAOI(std::string&, std::string&) { return 0; }
+std::int8_t IServiceProviderManager::GetStreamingProperties(std::string&, std::string&,
+                                                            std::string&) {
+  return 0;
+}
+std::int8_t IServiceProviderManager::StreamImageBuffer(std::string&, std::int32_t&, std::uint8_t*,
+                                                       std::int32_t, std::int32_t, std::string&) {
+  return 0;
+}
+std::int8_t IServiceProviderManager::DoneWithImage(std::string&, std::string&) { return 0; }
+std::int32_t IServiceProviderManager::GetImageMetadata(std::string&, const char*, std::int32_t,
+                                                       char*, std::string&) {
+  return -1;
+}
+std::int8_t IServiceProviderManager::Op14(std::string&, std::int32_t&, char*) { return 0; }
+std::int32_t IServiceProviderManager::GetInfo(const char*, std::int32_t, char*, std::string&) {
+  return -1;
+}
+std::int32_t IServiceProviderManager::GetServiceStates(std::int32_t, char*, std::string&) {
+  return -1;
+}
+std::int8_t IServiceProviderManager::Synchronize(const char*, std::string&) { return 0; }
+std::int8_t IServiceProviderManager::UpdateServiceStates(const char*, std::string&) { return 0; }
+void IServiceProviderManager::Op19(double&) {}
+std::int8_t IServiceProviderManager::StopServiceProvider(const char*) { return 0; }
+std::int32_t IServiceProviderManager::QueryProviderState() { return -1; }
+std::int8_t IServiceProviderManager::Op22(const char*, std::int32_t, char*) { return 0; }
+std::int8_t IServiceProviderManager::Op23(const char*, const char*, const char*, const char*,
+                                          std::string&) {
+  return 0;
+}
+std::int8_t IServiceProviderManager::Op24(const char*, const char*, std::string&) { return 0; }
+std::int8_t IServiceProviderManager::Op25(const char*, std::string&) { return 0; }
+std::int8_t IServiceProviderManager::Op26(const char*, std::string&) { return 0; }
+
 namespace {
 
-std::int32_t Invoke(void* manager, std::uint16_t opnum, rdx::rpc::ServerCall& c) {
-  auto& m = *static_cast<IServiceProviderManager*>(manager);
-  switch (opnum) {
-    case 0: return m.Ping();
-    case 1: return m.OpenServiceSession(c.In(0), c.In(1), c.InOut(2), c.InOut(3));
-    case 2: return m.CloseSession(c.InOut(0), c.InOut(1));
-    case 3: return m.GetServiceInfo(c.InOut(0), c.Long(1), c.Text(2), c.InOut(3));
-    case 4: return m.GetServiceMetadata(c.InOut(0), c.In(1), c.Long(2), c.Text(3), c.InOut(4));
-    case 5: return m.GetClientProperties(c.InOut(0), c.Long(1), c.Text(2), c.InOut(3));
-    case 6: return m.GetDefinition(c.InOut(0), c.Enum(1), c.Long(2), c.Text(3), c.InOut(4));
-    case 7: return m.SetClientProperties(c.InOut(0), c.In(1), c.InOut(2));
-    case 8:
-      return m.SetAOI(c.InOut(0), c.Real(1), c.Real(2), c.Real(3), c.Real(4), c.Long(5),
-                      c.Long(6), c.In(7), c.InOut(8));
-    case 9: return m.ExtractAOI(c.InOut(0), c.InOut(1));
-    case 10: return m.GetStreamingProperties(c.InOut(0), c.InOut(1), c.InOut(2));
-    case 11:
-      return m.StreamImageBuffer(c.InOut(0), c.Size(1), c.Bytes(2), c.Long(3), c.Long(4),
-                                 c.InOut(5));
-    case 12: return m.DoneWithImage(c.InOut(0), c.InOut(1));
-    case 13: return m.GetImageMetadata(c.InOut(0), c.In(1), c.Long(2), c.Text(3), c.InOut(4));
-    case 14: return m.Op14(c.InOut(0), c.Size(1), c.Text(2));
-    case 15: return m.GetInfo(c.In(0), c.Long(1), c.Text(2), c.InOut(3));
-    case 16: return m.GetServiceStates(c.Long(0), c.Text(1), c.InOut(2));
-    case 17: return m.Synchronize(c.In(0), c.InOut(1));
-    case 18: return m.UpdateServiceStates(c.In(0), c.InOut(1));
-    case 19: m.Op19(c.RealRef(0)); return 0;
-    case 20: return m.StopServiceProvider(c.In(0));
-    case 21: return m.QueryProviderState();
-    case 22: return m.Op22(c.In(0), c.Long(1), c.Text(2));
-    case 23: return m.Op23(c.In(0), c.In(1), c.In(2), c.In(3), c.InOut(4));
-    case 24: return m.Op24(c.In(0), c.In(1), c.InOut(2));
-    case 25: return m.Op25(c.In(0), c.InOut(1));
-    case 26: return m.Op26(c.In(0), c.InOut(1));
-    default: throw std::logic_error("operation without a manager member");
-  }
-}
+using Dispatch = rdx::rpc::ManagerDispatch<
+    rdx::rpc::tables::kServiceProvider, &IServiceProviderManager::Ping,
+    &IServiceProviderManager::OpenServiceSession, &IServiceProviderManager::CloseSession,
+    &IServiceProviderManager::GetServiceInfo, &IServiceProviderManager::GetServiceMetadata,
+    &IServiceProviderManager::GetClientProperties, &IServiceProviderManager::GetDefinition,
+    &IServiceProviderManager::SetClientProperties, &IServiceProviderManager::SetAOI,
+    &IServiceProviderManager::ExtractAOI, &IServiceProviderManager::GetStreamingProperties,
+    &IServiceProviderManager::StreamImageBuffer, &IServiceProviderManager::DoneWithImage,
+    &IServiceProviderManager::GetImageMetadata, &IServiceProviderManager::Op14,
+    &IServiceProviderManager::GetInfo, &IServiceProviderManager::GetServiceStates,
+    &IServiceProviderManager::Synchronize, &IServiceProviderManager::UpdateServiceStates,
+    &IServiceProviderManager::Op19, &IServiceProviderManager::StopServiceProvider,
+    &IServiceProviderManager::QueryProviderState, &IServiceProviderManager::Op22,
+    &IServiceProviderManager::Op23, &IServiceProviderManager::Op24, &IServiceProviderManager::Op25,
+    &IServiceProviderManager::Op26>;
 
 }  // namespace
 
 void* CreateServiceProviderInterfaceSpec(IServiceProviderManager* manager) noexcept {
   if (manager == nullptr) return nullptr;
   rdx::rpc::ServerInterface* spec = new (std::nothrow)
-      rdx::rpc::StubServerInterface(rdx::rpc::ServiceProviderShape(), manager, &Invoke);
+      rdx::rpc::StubServerInterface(rdx::rpc::ServiceProviderShape(), manager, &Dispatch::Invoke);
   return spec;
 }
 

@@ -15,9 +15,7 @@ std::uint32_t StubServerInterface::Dispatch(std::uint16_t opnum,
       return status;  // the manager is not entered
     }
     const std::int32_t result = invoker_(manager_, opnum, call);
-    NdrWriter writer;
-    call.Encode(result, writer);
-    response = writer.Take();
+    response = call.Encode(result);
     return 0;
   } catch (const RpcException& e) {
     // A manager may fail a call with a Win32 status of its own; 0 is no fault status.
