@@ -17,7 +17,8 @@ namespace {
 using QUORVAN::Rendix::GeneralUtilityLib::Status;
 using QUORVAN::Rendix::GeneralUtilityLib::StringUtility::printToString;
 
-const char* const kFormat = "Could not open the session to %s on port %lu (attempt %lu of %lu): %06X";
+const char* const kFormat =
+    "Could not open the session to %s on port %lu (attempt %lu of %lu): %06X";
 
 void BM_SnprintfStackBuffer(benchmark::State& state) {
   unsigned long attempt = 0;

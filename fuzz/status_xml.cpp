@@ -1,17 +1,42 @@
 // Status XML from another process goes through Status::Append and Status::Prepend: any bytes
 // must be refused or read, never crash, hang or read out of bounds. Whatever is read must
-// survive being written and read once more, item for item.
+// survive being written and read once more, item for item, and the direct reading of the
+// library's own layout must agree with the document route.
 #include <rdx/foundation/Status.h>
+
+#include "foundation/StatusXmlReader.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 using QUORVAN::Rendix::GeneralUtilityLib::Status;
+using QUORVAN::Rendix::GeneralUtilityLib::StatusItem;
+
+namespace {
+
+// Text the direct scan of the library's own layout accepts must read as the document reads it.
+void CompareDirectWithDocument(const std::string& text) {
+  std::vector<StatusItem> direct;
+  if (!rdx::foundation::StatusXmlReader::ReadOwnLayout(text, direct)) return;
+  std::vector<StatusItem> document;
+  if (!rdx::foundation::AppendThroughDocument(text, document)) std::abort();
+  if (direct.size() != document.size()) std::abort();
+  for (std::size_t i = 0; i < direct.size(); ++i) {
+    if (direct[i].id != document[i].id || direct[i].message != document[i].message ||
+        direct[i].source != document[i].source || direct[i].details != document[i].details) {
+      std::abort();
+    }
+  }
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
+  CompareDirectWithDocument(text);
   Status front;
   const bool prepended = front.Prepend(text);
   if (front.items.size() != (prepended ? 1u : 0u)) std::abort();

@@ -7,6 +7,7 @@
 #include "foundation/StatusXmlReader.h"
 #include "foundation/StringInternal.h"
 
+#include <string_view>
 #include <vector>
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
@@ -14,8 +15,8 @@ namespace {
 
 // Text content as the document writes it: markup characters escaped, control characters as
 // character references so they survive a round trip, and cut at the first NUL because a
-// document node's text ends there.
-void AppendEscaped(std::string& out, const std::string& text) {
+// document node's text ends there. False when a NUL ended it, so callers writing pieces stop.
+bool AppendEscaped(std::string& out, std::string_view text) {
   const char* run = text.data();
   const char* const end = text.data() + text.size();
   for (const char* at = run; at != end; ++at) {
@@ -26,21 +27,35 @@ void AppendEscaped(std::string& out, const std::string& text) {
     out.append(run, at);
     run = at + 1;
     switch (c) {
-      case '\0': return;
+      case '\0': return false;
       case '&': out += "&amp;"; break;
       case '<': out += "&lt;"; break;
       case '>': out += "&gt;"; break;
-      default: {
-        const char reference[] = {'&', '#', char('0' + c / 10), char('0' + c % 10), ';'};
-        if (c < 10) {
-          out.append({'&', '#', char('0' + c), ';'});
-        } else {
-          out.append(reference, sizeof reference);
-        }
-      }
+      default:  // a control character, as a decimal character reference
+        out += "&#";
+        if (c >= 10) out += char('0' + c / 10);
+        out += char('0' + c % 10);
+        out += ';';
     }
   }
   out.append(run, end);
+  return true;
+}
+
+// The source as the XML form shows it: the product prefix removed (any case), then every
+// "::" written as "." (as FormatSource gives it, without building that copy).
+void AppendPreparedSource(std::string& out, const std::string& source) {
+  const bool hasPrefix =
+      rdx::foundation::FindText(source, "QUORVAN.Rendix.", 0, true) != std::string::npos;
+  const std::string stripped = hasPrefix ? rdx::foundation::StripProductPrefix(source) : "";
+  std::string_view rest = hasPrefix ? std::string_view(stripped) : std::string_view(source);
+  for (std::size_t separator = rest.find("::"); separator != std::string_view::npos;
+       separator = rest.find("::")) {
+    if (!AppendEscaped(out, rest.substr(0, separator))) return;
+    out += '.';
+    rest.remove_prefix(separator + 2);
+  }
+  AppendEscaped(out, rest);
 }
 
 void AppendElement(std::string& out, const char* opening, const std::string& text,
@@ -73,15 +88,9 @@ void AppendItemXml(std::string& out, const StatusItem& item, bool withTime) {
   out += "\n\t\t<ID>";
   AppendIdText(out, item.id);
   out += "</ID>";
-  // Most sources carry neither the product prefix nor "::": skip the copies for those.
-  const bool plainSource = item.source.find("::") == std::string::npos &&
-                           rdx::foundation::FindText(item.source, "QUORVAN.Rendix.", 0, true) ==
-                               std::string::npos;
-  AppendElement(out, "\n\t\t<Source>",
-                plainSource ? item.source
-                            : StatusItem::FormatSource(
-                                  rdx::foundation::StripProductPrefix(item.source)),
-                "</Source>");
+  out += "\n\t\t<Source>";
+  AppendPreparedSource(out, item.source);
+  out += "</Source>";
   AppendElement(out, "\n\t\t<Message>", item.message, "</Message>");
   AppendElement(out, "\n\t\t<Details>", item.details, "</Details>");
   out += "\n\t</Item>";
@@ -127,18 +136,8 @@ std::string Status::ToString(const char* withTime) const {
 bool Status::Append(const std::string& xml) {
   if (xml.empty()) return false;
   try {
-    rdx::foundation::StatusXmlReader reader;
-    if (!reader.Load(xml)) return false;
-    const std::uint32_t count = reader.ChildCount();
-    if (count == rdx::foundation::StatusXmlReader::kNoStatus) return true;
-    // The count is of nodes actually parsed, so it is bounded by the text's length.
-    items.reserve(items.size() + count);
-    for (std::uint32_t i = 1; i <= count; ++i) {
-      // The item is added before it is read: a child that is not an Item still counts.
-      items.emplace_back();
-      reader.ReadItem(i, items.back());
-    }
-    return true;
+    if (rdx::foundation::StatusXmlReader::ReadOwnLayout(xml, items)) return true;
+    return rdx::foundation::AppendThroughDocument(xml, items);
   } catch (...) {
     return false;  // items read before the failure stay
   }
@@ -162,3 +161,23 @@ bool Status::Prepend(const std::string& xml) {
 }
 
 }  // namespace QUORVAN::Rendix::GeneralUtilityLib
+
+namespace rdx::foundation {
+
+bool AppendThroughDocument(const std::string& xml,
+                           std::vector<QUORVAN::Rendix::GeneralUtilityLib::StatusItem>& items) {
+  StatusXmlReader reader;
+  if (!reader.Load(xml)) return false;
+  const std::uint32_t count = reader.ChildCount();
+  if (count == StatusXmlReader::kNoStatus) return true;
+  // The count is of nodes actually parsed, so it is bounded by the text's length.
+  items.reserve(items.size() + count);
+  for (std::uint32_t i = 1; i <= count; ++i) {
+    // The item is added before it is read: a child that is not an Item still counts.
+    items.emplace_back();
+    reader.ReadItem(i, items.back());
+  }
+  return true;
+}
+
+}  // namespace rdx::foundation

@@ -4,10 +4,12 @@
 #include <rdx/foundation/StringUtility.h>
 
 #include "foundation/StringInternal.h"
+#include "platform/xml/XmlDocument.h"
 
 #include <pugixml.hpp>
 
 #include <array>
+#include <optional>
 #include <cstring>
 #include <string_view>
 #include <unordered_map>
@@ -17,9 +19,25 @@
 namespace rdx::foundation {
 namespace {
 
-// The same node model as the library's XML documents: whitespace-only text dropped,
-// comments and processing instructions kept as nodes, CDATA as text.
-constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_comments | pugi::parse_pi;
+// The parse rules of the library's XML document layer (platform/xml/XmlDocument.cpp), for
+// text that cannot hold attributes: the same pugixml options, and the top-level rules (one
+// root element, no text beside it). A test holds the two to the same verdicts.
+constexpr unsigned kDocumentParseOptions = pugi::parse_default | pugi::parse_comments |
+                                           pugi::parse_pi | pugi::parse_declaration |
+                                           pugi::parse_doctype | pugi::parse_fragment;
+
+bool ParseDirectly(pugi::xml_document& dom, const std::string& xml) {
+  if (!dom.load_buffer(xml.data(), xml.size(), kDocumentParseOptions, pugi::encoding_auto)) {
+    return false;
+  }
+  std::size_t roots = 0;
+  for (pugi::xml_node child = dom.first_child(); child; child = child.next_sibling()) {
+    const pugi::xml_node_type type = child.type();
+    if (type == pugi::node_pcdata || type == pugi::node_cdata) return false;
+    if (type == pugi::node_element) ++roots;
+  }
+  return roots == 1;
+}
 
 constexpr std::size_t kFieldCount = 4;
 constexpr const char* kFieldNames[kFieldCount] = {"ID", "Message", "Source", "Details"};
@@ -31,9 +49,9 @@ Fields FieldsOf(const pugi::xml_node& item) {
   Fields found;
   for (pugi::xml_node child = item.first_child(); child; child = child.next_sibling()) {
     if (child.type() != pugi::node_element) continue;
-    const std::string_view name = child.name();
+    const char* const name = child.name();
     for (std::size_t field = 0; field < kFieldCount; ++field) {
-      if (!found[field] && name == kFieldNames[field]) {
+      if (!found[field] && std::strcmp(name, kFieldNames[field]) == 0) {
         found[field] = child;
         break;
       }
@@ -106,14 +124,20 @@ void StoreField(std::size_t field, std::string text,
 }  // namespace
 
 struct StatusXmlReader::Document {
-  pugi::xml_document xml;
+  // Text with an '=' is parsed by the library's XML document layer, so that it is accepted
+  // or refused exactly as XMLProperties would; text without one cannot hold the attributes
+  // that layer's extra walk checks, and is parsed here by the same rules (see ParseDirectly).
+  std::shared_ptr<rdx::xml::Document> loaded;
+  pugi::xml_document direct;
   // "//Status" is the first Status element in document order; "//Status/*[i]" is the first,
   // in document order, of the i-th element children of every Status element.
   pugi::xml_node firstStatus;
   // candidatesAt[i - 1] holds the i-th element child of each Status, in the order of their
   // Status elements: grouped by index so that reading every item stays linear in the input.
-  // With a single Status (the usual text) each group has exactly one node.
+  // With a single Status (the usual text) this stays empty and singleItems holds its element
+  // children instead, which saves a vector per item.
   std::vector<std::vector<pugi::xml_node>> candidatesAt;
+  std::vector<pugi::xml_node> singleItems;
   // Preorder position of every node, filled only when there are several Status elements
   // (the only case where candidates must be ordered).
   std::unordered_map<const void*, std::size_t> order;
@@ -129,22 +153,40 @@ StatusXmlReader::~StatusXmlReader() = default;
 
 bool StatusXmlReader::Load(const std::string& xml) {
   Document& document = *document_;
-  const pugi::xml_parse_result result =
-      document.xml.load_buffer(xml.data(), xml.size(), kParseOptions, pugi::encoding_utf8);
-  if (!result || !document.xml.document_element()) return false;
+  // Always parsed as text: status text comes from other processes and is never taken as the
+  // name of a file to open.
+  const pugi::xml_document* parsed = &document.direct;
+  if (xml.find('=') == std::string::npos) {
+    if (!ParseDirectly(document.direct, xml)) return false;
+  } else {
+    std::optional<rdx::xml::ParseError> error;
+    document.loaded = rdx::xml::LoadText(xml, error);
+    if (error || !document.loaded) return false;
+    parsed = &document.loaded->dom;
+  }
+  const pugi::xml_document& dom = *parsed;
   std::vector<pugi::xml_node> statuses;
-  const pugi::xml_node root = document.xml.document_element();
-  if (IsStatusElement(root) && CountStartTags(xml, "<Status") == 1) {
+  const pugi::xml_node root = dom.document_element();
+  if (IsStatusElement(root) && xml.find('\0') == std::string::npos &&
+      CountStartTags(xml, "<Status") == 1) {
     // The usual text: Status is the root and the only start tag of that name, so no other
-    // Status element can exist and the walk over the whole tree is not needed.
+    // Status element can exist and the walk over the whole tree is not needed. Text without
+    // NUL bytes whose root parsed as Status is 8-bit, so its start tags are counted right.
     statuses.push_back(root);
   } else {
-    ForEachInDocumentOrder(document.xml, [&statuses](const pugi::xml_node& node) {
+    ForEachInDocumentOrder(dom, [&statuses](const pugi::xml_node& node) {
       if (IsStatusElement(node)) statuses.push_back(node);
     });
   }
   if (statuses.empty()) return true;
   document.firstStatus = statuses.front();
+  if (statuses.size() == 1) {
+    for (pugi::xml_node child = statuses.front().first_child(); child;
+         child = child.next_sibling()) {
+      if (child.type() == pugi::node_element) document.singleItems.push_back(child);
+    }
+    return true;
+  }
   for (const pugi::xml_node& status : statuses) {
     std::size_t index = 0;
     for (pugi::xml_node child = status.first_child(); child; child = child.next_sibling()) {
@@ -155,7 +197,7 @@ bool StatusXmlReader::Load(const std::string& xml) {
   }
   if (statuses.size() > 1) {
     std::size_t position = 0;
-    ForEachInDocumentOrder(document.xml, [&document, &position](const pugi::xml_node& node) {
+    ForEachInDocumentOrder(dom, [&document, &position](const pugi::xml_node& node) {
       document.order.emplace(node.internal_object(), ++position);
     });
   }
@@ -175,8 +217,17 @@ std::uint32_t StatusXmlReader::ChildCount() const {
 bool StatusXmlReader::ReadItem(std::uint32_t index,
                                QUORVAN::Rendix::GeneralUtilityLib::StatusItem& item) {
   const Document& document = *document_;
+  if (index == 0) return false;
+  if (document.candidatesAt.empty()) {
+    if (index > document.singleItems.size()) return false;
+    const Fields fields = FieldsOf(document.singleItems[index - 1]);
+    for (std::size_t field = 0; field < kFieldCount; ++field) {
+      if (fields[field]) StoreField(field, DescendantText(fields[field]), item);
+    }
+    return true;
+  }
   // The candidates for "//Status/*[index]": the index-th element child of every Status.
-  if (index == 0 || index > document.candidatesAt.size()) return false;
+  if (index > document.candidatesAt.size()) return false;
   const std::vector<pugi::xml_node>& candidates = document.candidatesAt[index - 1];
   // "//Status/*[index]/<Field>": the first such child, in document order, of any candidate.
   Fields best = FieldsOf(candidates.front());

@@ -15,8 +15,12 @@ bool beginsWithNoCase(const std::string& s, const std::string& head);
 namespace rdx::foundation {
 
 // ASCII-only case mapping, independent of the process locale.
-constexpr char AsciiLower(char c) noexcept { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; }
-constexpr char AsciiUpper(char c) noexcept { return (c >= 'a' && c <= 'z') ? char(c - 'a' + 'A') : c; }
+constexpr char AsciiLower(char c) noexcept {
+  return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c;
+}
+constexpr char AsciiUpper(char c) noexcept {
+  return (c >= 'a' && c <= 'z') ? char(c - 'a' + 'A') : c;
+}
 constexpr bool IsBlank(char c) noexcept {
   return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
 }

@@ -4,6 +4,7 @@
 #include "foundation/StringInternal.h"
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdarg>
@@ -68,10 +69,14 @@ bool ParseWholeNumber(const std::string& s, double& value) {
   if (text.empty()) return true;  // "\0..." reads as an empty C string: 0
   const std::size_t length = DecimalNumberLength(text);
   if (length == 0 || length != text.size()) return false;
-  // strtod in the C locale the library runs in; the grammar check above leaves it only
-  // plain decimals, so out-of-range values come back as HUGE_VAL or 0.
-  value = std::strtod(std::string(text).c_str(), nullptr);
-  return true;
+  // from_chars reads the decimal point whatever locale the host process set; it takes no
+  // '+'. Only out-of-range magnitudes go to strtod, for its HUGE_VAL or 0 answer.
+  const std::string_view digits = text.front() == '+' ? text.substr(1) : text;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  if (error == std::errc::result_out_of_range) {
+    value = std::strtod(std::string(text).c_str(), nullptr);
+  }
+  return error == std::errc() || error == std::errc::result_out_of_range;
 }
 
 // Truncates toward zero keeping the low 32 bits, as a 64-bit conversion followed by a cut

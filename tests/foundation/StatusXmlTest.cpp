@@ -41,6 +41,8 @@ TEST(StatusXml, WritesItemsAndEnvelope) {
       {{0, "", "", "l1\r\nl2\x01"}, "<Details>l1&#13;\nl2&#1;</Details>"},
       {{0, std::string("cut\0here", 8), "", ""}, "<Message>cut</Message>"},
       {{0, "", "quorvan.rendix.A::B::C", ""}, "<Source>A.B.C</Source>"},
+      {{0, "", "<a>&::b:::", ""}, "<Source>&lt;a&gt;&amp;.b.:</Source>"},
+      {{0, "", std::string("s::x\0::y", 8), ""}, "<Source>s.x</Source>"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.fragment);
@@ -53,9 +55,9 @@ TEST(StatusXml, WritesItemsAndEnvelope) {
   EXPECT_EQ(status.ToXmlSnippet("t"), "");
   status.Append(item);
   status.Append(1, "m", "s", "");
-  EXPECT_EQ(status.ToString(nullptr),
-            "<Status>" + item.ToString(nullptr) + status.items[1].ToString(nullptr) + "\n</Status>");
-  EXPECT_EQ(status.ToXmlSnippet(nullptr), item.ToString(nullptr) + status.items[1].ToString(nullptr));
+  const std::string snippet = item.ToString(nullptr) + status.items[1].ToString(nullptr);
+  EXPECT_EQ(status.ToString(nullptr), "<Status>" + snippet + "\n</Status>");
+  EXPECT_EQ(status.ToXmlSnippet(nullptr), snippet);
 
   // Any non-null pointer asks for the time, whatever it points at.
   const std::string timed = item.ToString("");
@@ -79,6 +81,13 @@ TEST(StatusXml, RoundTripKeepsEveryItem) {
                      {-5, "x < y && z > w", "Proxy.Call", "tab\there\rcr\x7f"},
                      {0x7FFFFFFF, std::string(5000, 'h'), "S", std::string(9000, 'd')},
                      {0, "<![CDATA[ not markup ]]>", "S", "&amp;"}});
+}
+
+// XML text as UTF-16LE with its byte-order mark, for ASCII input.
+std::string Utf16(const std::string& ascii) {
+  std::string text = "\xFF\xFE";
+  for (const char c : ascii) text.append({c, '\0'});
+  return text;
 }
 
 TEST(StatusXml, AppendReadsOneItemPerChildNode) {
@@ -121,6 +130,9 @@ TEST(StatusXml, AppendReadsOneItemPerChildNode) {
        "<R><Status><Item><Message>a</Message></Item></Status>"
        "<Status><Item><ID>7</ID></Item><Item><ID>8</ID></Item></Status></R>", true,
        {{7, "a", "", ""}}},
+      {"utf-16 with nested status",
+       Utf16("<Status><Item><ID>5</ID><Status><Item/></Status></Item><Item/></Status>"), true,
+       {{5, "", "", ""}, {}}},
       {"nested status",
        "<Status><X><Status><Item><ID>9</ID></Item></Status></X><Item><ID>1</ID></Item></Status>",
        true, {{9, "", "", ""}, {1, "", "", ""}}},
@@ -210,7 +222,8 @@ TEST(StatusXml, ReportForms) {
   const std::string time = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
   EXPECT_TRUE(std::regex_match(
       rdx::foundation::GetStatusAsReportText(status),
-      std::regex("\n" + time + " : \\[Global::Reporter : 00FB17\\] Error: a<b\nd\n" + time + " : m")))
+      std::regex("\n" + time + " : \\[Global::Reporter : 00FB17\\] Error: a<b\nd\n" + time +
+                 " : m")))
       << rdx::foundation::GetStatusAsReportText(status);
   EXPECT_TRUE(std::regex_match(
       rdx::foundation::GetStatusAsReportXml(status),
