@@ -152,9 +152,8 @@ std::int8_t RefServiceProvider::Op14(std::string&, std::int32_t& size, char* buf
   size = answers_.CutText("Op14", size, buffer);
   return True("Op14", "size=" + std::to_string(offered));
 }
-std::int32_t RefServiceProvider::GetInfo(const char* infoKind, std::int32_t n, char* text,
+std::int32_t RefServiceProvider::GetInfo(const char*, std::int32_t n, char* text,
                                          std::string& error) {
-  (void)infoKind;
   return Text("GetInfo", n, text, error);
 }
 std::int32_t RefServiceProvider::GetServiceStates(std::int32_t n, char* text,

@@ -124,8 +124,9 @@ int main(int argc, char** argv) {
   }
 
   int exitCode = 0;
-  std::size_t started = 0;
+  std::size_t started = 0;  // specs registered on at least one endpoint
   for (void* spec : specs) {
+    bool registered = false;
     for (const Endpoint& where : endpoints) {
       std::string errorText;
       std::int32_t rpcStatus = 0;
@@ -137,9 +138,10 @@ int main(int argc, char** argv) {
         exitCode = 1;
         break;
       }
+      registered = true;
     }
+    if (registered) ++started;
     if (exitCode != 0) break;
-    ++started;
   }
 
   if (exitCode == 0) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <csignal>
 #include <cstring>
+#include <random>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -149,6 +150,21 @@ int ChildProcess::Stop(int signal, std::chrono::milliseconds timeout) {
   return *exitStatus_;
 }
 
+bool ChildProcess::Pause() {
+  if (exitStatus_ || kill(pid_, SIGSTOP) != 0) return false;
+  // The kernel reports the stop only once the whole thread group has stopped.
+  int status = 0;
+  for (;;) {
+    const pid_t done = waitpid(pid_, &status, WUNTRACED);
+    if (done == pid_ && WIFSTOPPED(status)) return true;
+    if (done == pid_) {
+      exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+      return false;
+    }
+    if (errno != EINTR) return false;
+  }
+}
+
 void ChildProcess::Kill() {
   if (exitStatus_) return;
   kill(pid_, SIGKILL);
@@ -158,19 +174,23 @@ void ChildProcess::Kill() {
 }
 
 std::uint16_t FreeLoopbackPort() {
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0) return 0;
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  std::uint16_t port = 0;
-  if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-      getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-    port = ntohs(address.sin_port);
+  // Below the kernel's ephemeral range (32768 and up), so that a port we checked and let go
+  // cannot be handed to another test's bind(0) before our server takes it.
+  static std::mt19937 pick(std::random_device{}());
+  std::uniform_int_distribution<int> range(20000, 32000);
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    const auto port = static_cast<std::uint16_t>(range(pick));
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) return 0;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    const bool free = bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    close(fd);
+    if (free) return port;
   }
-  close(fd);
-  return port;
+  return 0;
 }
 
 std::unique_ptr<ChildProcess> StartRefServer(std::uint16_t port,

@@ -40,6 +40,9 @@ class ChildProcess {
   // Sends `signal` and waits up to `timeout` for the exit; SIGKILL after that. Returns the
   // exit status (signal number + 128 when killed by one), or -1 when it had to be killed.
   int Stop(int signal, std::chrono::milliseconds timeout);
+  // Stops the child with SIGSTOP and returns once every one of its threads has stopped
+  // (a peer that hangs); false when that could not be observed.
+  bool Pause();
   // Kills at once with SIGKILL (a crashed peer).
   void Kill();
   int Pid() const { return pid_; }

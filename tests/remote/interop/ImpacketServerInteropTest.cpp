@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -33,6 +34,9 @@ std::vector<char> Buffer(std::size_t capacity) {
 class ImpacketServerInterop : public ::testing::Test {
  protected:
   void SetUp() override {
+    if (!std::filesystem::exists(RDX_SYSTEM_PYTHON)) {
+      GTEST_SKIP() << RDX_SYSTEM_PYTHON " is not installed";
+    }
     server_ = rdx::testing::ChildProcess::Start(
         {RDX_SYSTEM_PYTHON, RDX_INTEROP_DIR "/impacket_server.py"},
         {"PYTHONDONTWRITEBYTECODE=1"});

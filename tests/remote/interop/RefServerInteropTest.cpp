@@ -12,8 +12,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/os/LastError.h"
@@ -295,6 +297,37 @@ TEST_F(RefServerInterop, FailuresCarryWindowsStatusesAndTexts) {
     EXPECT_EQ(failure.Status(), 1722u);
     EXPECT_EQ(rdx::os::Win32ErrorText(1722), "The RPC server is unavailable.");
   }
+}
+
+// A server that dies while our call waits for its answer: the caller gets an exception, not
+// a hang. The server is stopped first, so the request is surely sent and unanswered when
+// it dies.
+TEST_F(RefServerInterop, ServerKilledDuringACallRaisesInsteadOfHanging) {
+  void* binding = Handle();
+  std::vector<char> version = Buffer(100);
+  ASSERT_EQ(core::GetVersion(binding, version.data()), 1);  // bound and connected
+
+  ASSERT_TRUE(server_->Pause());
+  std::promise<std::uint32_t> outcome;
+  std::future<std::uint32_t> status = outcome.get_future();
+  std::thread caller([&outcome, binding] {
+    std::vector<char> answer = Buffer(100);
+    try {
+      core::GetVersion(binding, answer.data());
+      outcome.set_value(0);
+    } catch (const rdx::rpc::RpcException& failure) {
+      outcome.set_value(failure.Status());
+    }
+  });
+  // The call cannot finish while the server is stopped; then the server dies.
+  EXPECT_EQ(status.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+  server_->Kill();
+  if (status.wait_for(std::chrono::seconds(20)) != std::future_status::ready) {
+    caller.detach();  // still blocked: report the hang rather than join it
+    FAIL() << "the call did not return after the server died";
+  }
+  caller.join();
+  EXPECT_EQ(status.get(), 1726u);  // the request went out whole; the answer never came
 }
 
 }  // namespace

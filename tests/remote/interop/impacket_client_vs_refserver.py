@@ -129,6 +129,26 @@ class RefServerFromImpacket(unittest.TestCase):
             req['session'] = s.text(session)
             self.assertEqual(self.call(dce, req, s.SmallResponse)['result'], expect)
 
+    def test_request_of_many_fragments(self):
+        """Impacket cuts a long request into fragments its own way; the server reassembles."""
+        dce = self.connect(s.SERVER_CORE)
+        req = s.OpenSession()
+        req['info'] = s.text('<SessionInfo/>')
+        req['session'] = s.text(None, 100)
+        req['error'] = s.text(None, 100)
+        session = s.cstr(self.call(dce, req, s.OpenSessionResponse)['session'])
+        for sid, want in ((session, 1), ('S0', 0)):
+            with self.subTest(session=sid):
+                req = s.AddServiceProvider()
+                req['session'] = s.text(sid)
+                req['name'] = s.text('prov')
+                req['n'] = 100000
+                req['data'] = b'i' * 99999 + b'\0'
+                req['error'] = s.text(None, 4000)
+                resp = self.call(dce, req, s.ErrorSmallResponse)
+                self.assertEqual(resp['result'], want)
+                self.assertEqual(s.cstr(resp['error']) == '', bool(want))
+
     def test_stream_image_buffer_of_several_megabytes(self):
         dce = self.connect(s.SERVICE_PROVIDER)
         session = self.open_provider_session(dce)
@@ -221,14 +241,25 @@ class RefServerFromImpacket(unittest.TestCase):
         req['version'] = s.text(None, 100)
         self.assertEqual(s.cstr(self.call(dce, req, s.GetVersionResponse)['version']), '1.0.0.2')
 
-    def test_unknown_interface_is_refused_at_bind(self):
-        rpc = transport.DCERPCTransportFactory(s.binding(self.server.port))
-        dce = rpc.get_dce_rpc()
-        dce.connect()
-        self.addCleanup(dce.disconnect)
-        with self.assertRaises(DCERPCException) as caught:
-            dce.bind(s.iface_bin(('12345678-1234-1234-1234-123456789abc', '1.0')))
-        self.assertIn('abstract_syntax_not_supported', str(caught.exception))
+    def test_bind_refusals(self):
+        ndr64 = ('71710533-beba-4937-8319-b5dbef9ccc36', '1.0')
+        rows = ((('12345678-1234-1234-1234-123456789abc', '1.0'), None,
+                 'abstract_syntax_not_supported'),
+                (('8a60fd6c-7ebf-4aee-839c-1df4243d03d2', '2.0'), None,
+                 'abstract_syntax_not_supported'),  # another major version
+                (s.SERVER_CORE, ndr64, 'proposed_transfer_syntaxes_not_supported'))
+        for iface, syntax, needle in rows:
+            with self.subTest(iface=iface, syntax=syntax):
+                rpc = transport.DCERPCTransportFactory(s.binding(self.server.port))
+                dce = rpc.get_dce_rpc()
+                dce.connect()
+                self.addCleanup(dce.disconnect)
+                with self.assertRaises(DCERPCException) as caught:
+                    if syntax:
+                        dce.bind(s.iface_bin(iface), transfer_syntax=syntax)
+                    else:
+                        dce.bind(s.iface_bin(iface))
+                self.assertIn(needle, str(caught.exception))
 
 
 class RefServerLifecycle(unittest.TestCase):

@@ -25,8 +25,8 @@ import struct
 import sys
 import threading
 
-from impacket.dcerpc.v5.dtypes import DOUBLE, LONG, STR
-from impacket.dcerpc.v5.ndr import NDRCALL, NDRSMALL
+from impacket.dcerpc.v5.dtypes import DOUBLE
+from impacket.dcerpc.v5.ndr import NDRCALL
 from impacket.dcerpc.v5.rpcrt import (DCERPCServer, MSRPC_BIND, MSRPC_FAULT, MSRPC_REQUEST,
                                       MSRPC_RESPONSE, MSRPCRespHeader, PFC_FIRST_FRAG,
                                       PFC_LAST_FRAG, PFC_OBJECT_UUID)
@@ -136,6 +136,9 @@ class FixedServer(DCERPCServer):
         self.daemon = True
         self._operations = operations
         self.addCallbacks(iface, '', {op: None for op in operations})
+        # Listening before the port is announced: run() only listens once its thread runs,
+        # and a client quicker than that thread would be refused.
+        self._sock.listen(10)
 
     def recv(self):
         first = None

@@ -13,7 +13,7 @@ if(TARGET remote_tests AND TARGET rdx-refserver)
     RDX_SYSTEM_PYTHON="${rdx_system_python}")
 endif()
 
-if(TARGET rdx-refserver)
+if(TARGET rdx-refserver AND EXISTS ${rdx_system_python})
   add_test(NAME Interop.ImpacketClientAgainstRefServer
     COMMAND ${rdx_system_python} ${rdx_interop_dir}/impacket_client_vs_refserver.py
             $<TARGET_FILE:rdx-refserver>)

@@ -3,10 +3,10 @@ of the operations the checks use (written with Impacket's own NDR classes, so th
 from an implementation independent of ours), and a handle on a running rdx-refserver."""
 
 import os
+import random
 import signal
 import socket
 import subprocess
-import sys
 import threading
 import time
 
@@ -16,9 +16,6 @@ from impacket.uuid import uuidtup_to_bin
 
 SERVER_CORE = ('8a60fd6c-7ebf-4aee-839c-1df4243d03d2', '1.0')
 SERVICE_PROVIDER = ('b9730071-b03f-42b3-b002-2c3996f28928', '1.0')
-AUTO_BIND = ('e02cd9b0-c582-4f18-946f-b62ee9560d27', '1.0')
-
-SKIP = 77  # CTest's SKIP_RETURN_CODE for these scripts
 
 
 class BYTES(NDRUniConformantArray):
@@ -86,6 +83,7 @@ class AddServiceProvider(NDRCALL):
     structure = (('session', STR), ('name', STR), ('n', LONG), ('data', BYTES), ('error', STR))
 
 
+
 class ErrorSmallResponse(NDRCALL):
     structure = (('error', STR), ('result', NDRSMALL))
 
@@ -136,10 +134,6 @@ class StreamImageBuffer(NDRCALL):
     structure = (('session', STR), ('size', LONG), ('a', LONG), ('b', LONG), ('error', STR))
 
 
-class StreamImageBufferResponse(NDRCALL):
-    structure = (('session', STR), ('size', LONG), ('buffer', BYTES), ('error', STR),
-                 ('result', NDRSMALL))
-
 
 def iface_bin(iface):
     return uuidtup_to_bin(iface)
@@ -148,10 +142,17 @@ def iface_bin(iface):
 # ---- the reference server as a child process --------------------------------------------
 
 def free_tcp_port():
-    """A loopback port nobody listens on right now (the kernel's pick)."""
-    with socket.socket() as s:
-        s.bind(('127.0.0.1', 0))
-        return s.getsockname()[1]
+    """A loopback port nobody listens on right now, below the kernel's ephemeral range so
+    that no other test's bind(0) can take it before our server does."""
+    for _ in range(100):
+        port = random.randint(20000, 32000)
+        with socket.socket() as probe:
+            try:
+                probe.bind(('127.0.0.1', port))
+            except OSError:
+                continue
+            return port
+    raise RuntimeError('no free loopback port')
 
 
 class RefServer:
@@ -212,10 +213,6 @@ class RefServer:
 def binding(port):
     return 'ncacn_ip_tcp:127.0.0.1[%d]' % port
 
-
-def fail(message):
-    print('FAIL: ' + message, file=sys.stderr)
-    sys.exit(1)
 
 
 def array_bytes(value):
