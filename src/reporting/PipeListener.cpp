@@ -79,7 +79,7 @@ bool PipeListener::ConnectTo(const std::string& pipeName, Callback callback, voi
       return false;
     }
     if (state_->listener.joinable()) state_->listener.join();
-    const std::string socketPath = rdx::os::PipeSocketPath(pipeName, machine);
+    const std::string socketPath = rdx::os::NamedPipeSocketPath(pipeName, machine);
     if (socketPath.empty()) return false;
     // Created here rather than on the listening thread, so a client may connect as soon as
     // this returns and a failure is reported to the caller instead of ending a thread quietly.
