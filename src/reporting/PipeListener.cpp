@@ -79,7 +79,7 @@ bool PipeListener::ConnectTo(const std::string& pipeName, Callback callback, voi
       return false;
     }
     if (state_->listener.joinable()) state_->listener.join();
-    const std::string socketPath = rdx::os::PipeSocketPath(pipeName, machine);
+    const std::string socketPath = rdx::os::NamedPipeSocketPath(pipeName, machine);
     if (socketPath.empty()) return false;
     // Created here rather than on the listening thread, so a client may connect as soon as
     // this returns and a failure is reported to the caller instead of ending a thread quietly.
@@ -162,17 +162,13 @@ void PipeListener::HandlingConnections(void* connection) {
   try {
     std::vector<char> buffer(kMaxMessageBytes);
     std::string message;  // reused: its capacity outlives each message
+    // Reads wait at most one poll interval, so a cleared active flag is seen in time while a
+    // busy client costs one call per message.
+    if (!client->socket.SetReceiveTimeout(kPollMilliseconds)) client->socket.Close();
     while (client->active->load()) {
       std::size_t size = 0;
       const Receive received = client->socket.ReceiveMessage(buffer.data(), buffer.size(), size);
-      if (received == Receive::kNone) {
-        // Nothing waiting: poll rather than block, so a cleared active flag is seen in time.
-        if (client->socket.WaitReadable(kPollMilliseconds) ==
-            rdx::os::SeqPacketSocket::Wait::kFailed) {
-          break;
-        }
-        continue;
-      }
+      if (received == Receive::kNone) continue;
       if (received == Receive::kTooLarge) continue;  // dropped whole; the next one is read
       // The client has gone (109, 232, 6); any other failure would only repeat at once, so it
       // ends the client as well.

@@ -28,7 +28,7 @@ bool PipeSender::Connect() {
     return false;
   }
   // Resolved at every attempt: the pipe folder may appear after the first one.
-  const std::string socketPath = rdx::os::PipeSocketPath(pipeName_, machine_);
+  const std::string socketPath = rdx::os::NamedPipeSocketPath(pipeName_, machine_);
   if (socketPath.empty()) return false;  // another machine (53) or no usable pipe folder
   *socket_ = rdx::os::SeqPacketSocket::Connect(socketPath);
   return socket_->Valid();

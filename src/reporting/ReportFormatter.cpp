@@ -13,26 +13,26 @@ constexpr unsigned kMaxFieldWidth = 4096;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 template <typename Value>
-void AppendFormatted(std::string& out, const std::string& spec, Value value) {
+void AppendFormatted(std::string& out, const std::string& directive, Value value) {
   char small[64];
-  const int size = std::snprintf(small, sizeof small, spec.c_str(), value);
+  const int size = std::snprintf(small, sizeof small, directive.c_str(), value);
   if (size < 0) return;
   if (static_cast<std::size_t>(size) < sizeof small) {
     out.append(small, static_cast<std::size_t>(size));
     return;
   }
   std::string large(static_cast<std::size_t>(size) + 1, '\0');
-  std::snprintf(large.data(), large.size(), spec.c_str(), value);
+  std::snprintf(large.data(), large.size(), directive.c_str(), value);
   out.append(large.data(), static_cast<std::size_t>(size));
 }
 #pragma GCC diagnostic pop
 
 // Reads a width or precision at format[i]: digits (capped) or '*' (an absent argument, read
-// as zero). Appends what it read to spec.
-void ReadNumber(const std::string& format, std::size_t& i, std::string& spec) {
+// as zero). Appends what it read to directive.
+void ReadNumber(const std::string& format, std::size_t& i, std::string& directive) {
   if (i < format.size() && format[i] == '*') {
     ++i;
-    spec += '0';
+    directive += '0';
     return;
   }
   unsigned value = 0;
@@ -43,7 +43,7 @@ void ReadNumber(const std::string& format, std::size_t& i, std::string& spec) {
     any = true;
     ++i;
   }
-  if (any) spec += std::to_string(value);
+  if (any) directive += std::to_string(value);
 }
 
 }  // namespace
@@ -59,12 +59,12 @@ std::string FormatWithoutArguments(const std::string& format) {
       continue;
     }
     const std::size_t start = i++;
-    std::string spec = "%";
-    while (i < end && std::strchr("-+ #0'", format[i]) != nullptr) spec += format[i++];
-    ReadNumber(format, i, spec);
+    std::string directive = "%";
+    while (i < end && std::strchr("-+ #0'", format[i]) != nullptr) directive += format[i++];
+    ReadNumber(format, i, directive);
     if (i < end && format[i] == '.') {
-      spec += format[i++];
-      ReadNumber(format, i, spec);
+      directive += format[i++];
+      ReadNumber(format, i, directive);
     }
     // Length modifiers are dropped: the value passed below has the conversion's own type.
     while (i < end && std::strchr("hlLqjzt", format[i]) != nullptr) ++i;
@@ -75,13 +75,13 @@ std::string FormatWithoutArguments(const std::string& format) {
     const char conversion = format[i++];
     switch (conversion) {
       case '%': out += '%'; break;
-      case 'd': case 'i': AppendFormatted(out, spec + conversion, 0); break;
-      case 'u': case 'o': case 'x': case 'X': AppendFormatted(out, spec + conversion, 0u); break;
+      case 'd': case 'i': AppendFormatted(out, directive + conversion, 0); break;
+      case 'u': case 'o': case 'x': case 'X': AppendFormatted(out, directive + conversion, 0u); break;
       case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A':
-        AppendFormatted(out, spec + conversion, 0.0);
+        AppendFormatted(out, directive + conversion, 0.0);
         break;
-      case 's': AppendFormatted(out, spec + 's', ""); break;
-      case 'p': AppendFormatted(out, spec + 's', "(nil)"); break;
+      case 's': AppendFormatted(out, directive + 's', ""); break;
+      case 'p': AppendFormatted(out, directive + 's', "(nil)"); break;
       case 'c': case 'n': case 'm': break;  // a zero character, a write-back, errno: nothing
       default: out.append(format, start, i - start); break;  // unknown: printed as it stands
     }

@@ -64,7 +64,7 @@ std::string PipeFolder() {
   return {};
 }
 
-bool IsThisMachine(const std::string& machine) {
+bool IsLocalMachineName(const std::string& machine) {
   if (machine.empty() || machine == "." || ::strcasecmp(machine.c_str(), "localhost") == 0 ||
       machine.rfind("127", 0) == 0 || machine == "::1") {
     return true;
@@ -78,8 +78,8 @@ bool IsThisMachine(const std::string& machine) {
          ::strncasecmp(machine.c_str(), host, shortName.size()) == 0;
 }
 
-std::string PipeSocketPath(const std::string& pipeName, const std::string& machine) {
-  if (!IsThisMachine(machine)) {
+std::string NamedPipeSocketPath(const std::string& pipeName, const std::string& machine) {
+  if (!IsLocalMachineName(machine)) {
     SetLastError(kErrorBadNetPath);
     return {};
   }

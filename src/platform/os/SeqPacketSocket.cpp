@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -160,6 +161,13 @@ bool SeqPacketSocket::Send(const char* data, std::size_t size) const noexcept {
   return true;  // a seqpacket send is all or nothing
 }
 
+bool SeqPacketSocket::SetReceiveTimeout(int timeoutMs) const noexcept {
+  const timeval timeout{timeoutMs / 1000, (timeoutMs % 1000) * 1000};
+  if (::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout) == 0) return true;
+  SetLastErrorFromErrno(errno);
+  return false;
+}
+
 SeqPacketSocket::Receive SeqPacketSocket::ReceiveMessage(char* buffer, std::size_t capacity,
                                                          std::size_t& size) const noexcept {
   size = 0;
@@ -171,7 +179,7 @@ SeqPacketSocket::Receive SeqPacketSocket::ReceiveMessage(char* buffer, std::size
   do {
     // MSG_TRUNC makes the result the whole length of the message even when it did not fit, so
     // one call both reads a message and tells an oversized one apart.
-    length = ::recv(fd_, buffer, capacity, MSG_TRUNC | MSG_DONTWAIT);
+    length = ::recv(fd_, buffer, capacity, MSG_TRUNC);
   } while (length < 0 && errno == EINTR);
   if (length < 0) {
     if (errno == EAGAIN || errno == EWOULDBLOCK) return Receive::kNone;

@@ -40,9 +40,11 @@ class SeqPacketSocket {
   // Sends one message; false with the last error set (109 when the peer has gone, 6 when this
   // socket is not open). An empty message is not sent: a zero-length record reads as hang-up.
   bool Send(const char* data, std::size_t size) const noexcept;
-  // Takes the next whole message into buffer without waiting; size is its length. kNone when no
-  // message is waiting; kClosed when the peer hung up; kTooLarge when the message exceeded
-  // capacity (it is consumed and discarded).
+  // Bounds how long ReceiveMessage waits for a message; false with the last error on failure.
+  bool SetReceiveTimeout(int timeoutMs) const noexcept;
+  // Takes the next whole message into buffer, waiting at most the receive timeout (forever when
+  // none is set); size is its length. kNone when none came in time; kClosed when the peer hung
+  // up; kTooLarge when the message exceeded capacity (it is consumed and discarded).
   Receive ReceiveMessage(char* buffer, std::size_t capacity, std::size_t& size) const noexcept;
 
  private:
