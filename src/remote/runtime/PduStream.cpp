@@ -6,12 +6,14 @@
 namespace rdx::rpc {
 namespace {
 
-// Room for the largest PDU (65535) several times over, so bulk transfers need few reads.
-constexpr std::size_t kBufferSize = 256 * 1024;
+// Idle connections keep a small buffer; one that keeps filling it grows it up to room for
+// the largest PDU several times over, so bulk transfers need few reads.
+constexpr std::size_t kInitialBuffer = 16 * 1024;
+constexpr std::size_t kMaxBuffer = 256 * 1024;
 
 }  // namespace
 
-PduStream::PduStream(os::StreamSocket& socket) : socket_(socket), buffer_(kBufferSize) {}
+PduStream::PduStream(os::StreamSocket& socket) : socket_(socket), buffer_(kInitialBuffer) {}
 
 PduStream::Result PduStream::Fill(std::size_t needed, int idleTimeoutMs,
                                   std::chrono::steady_clock::time_point deadline,
@@ -20,6 +22,7 @@ PduStream::Result PduStream::Fill(std::size_t needed, int idleTimeoutMs,
     std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
     end_ -= begin_;
     begin_ = 0;
+    if (buffer_.size() < needed) buffer_.resize(std::max(needed, 2 * buffer_.size()));
   }
   while (end_ - begin_ < needed) {
     int timeout = idleTimeoutMs;
@@ -32,6 +35,9 @@ PduStream::Result PduStream::Fill(std::size_t needed, int idleTimeoutMs,
     switch (socket_.Receive(buffer_.data() + end_, buffer_.size() - end_, got, timeout)) {
       case os::IoResult::kOk:
         end_ += got;
+        if (end_ == buffer_.size() && buffer_.size() < kMaxBuffer) {
+          buffer_.resize(2 * buffer_.size());
+        }
         break;
       case os::IoResult::kClosed:
         return Result::kClosed;

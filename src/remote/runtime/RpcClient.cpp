@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/os/LargePages.h"
 #include "platform/os/LastError.h"
 #include "platform/os/StreamSocket.h"
 #include "remote/runtime/Pdu.h"
@@ -200,7 +201,10 @@ std::vector<std::uint8_t> Call(Binding& b, const SyntaxId& syntax, std::uint16_t
         first != ((header.flags & kFirstFragment) != 0)) {
       Fail(b, kProtocolError);
     }
-    if (first) stub.reserve(std::min<std::size_t>(body.allocHint, kReserveCeiling));
+    if (first) {
+      stub.reserve(std::min<std::size_t>(body.allocHint, kReserveCeiling));
+      os::AdviseLargePages(stub.data(), stub.capacity());
+    }
     first = false;
     if (body.stub.size() > kMaxResponseStub - stub.size()) Fail(b, kProtocolError);
     stub.insert(stub.end(), body.stub.begin(), body.stub.end());
