@@ -192,13 +192,6 @@ TEST_F(StubRoundTrip, FailuresRaiseWithTheirStatus) {
   } rows[] = {
       {"null reference argument", [](void* b) { servercore::Op1(b, nullptr); }, 1780},
       {"automatic binding not set", [](void*) { autobind::Op2("x"); }, 1702},
-      {"interface the server does not serve",
-       [](void*) {
-         autobind::SetBinding(nullptr);
-         test::StubTestServer coreOnly(nullptr, nullptr, nullptr);
-         servercore::Op3(coreOnly.Binding(), "x");
-       },
-       1717},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);

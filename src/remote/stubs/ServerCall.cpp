@@ -5,6 +5,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "platform/os/LargePages.h"
 #include "remote/ndr/NdrReader.h"
 
 namespace rdx::rpc {
@@ -91,7 +92,10 @@ std::uint32_t ServerCall::CheckCorrelations() {
         // neither allocated twice nor copied.
         answerParam_ = i;
         answerOffset_ = LargestPrefix(i);
-        answer_.assign(answerOffset_ + static_cast<std::size_t>(size), 0);
+        const std::size_t total = answerOffset_ + static_cast<std::size_t>(size);
+        answer_.reserve(total);  // advised before the first byte is touched
+        os::AdviseLargePages(answer_.data(), answer_.capacity());
+        answer_.assign(total, 0);
       } else {
         args_[i].buffer.assign(static_cast<std::size_t>(size), 0);
       }
