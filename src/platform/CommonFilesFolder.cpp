@@ -26,21 +26,6 @@ constexpr std::size_t kMaxRemoteBytes = rdx::os::kMaxRegistryFileBytes + 1;
 constexpr int kSshFailed = 255;
 constexpr auto kRemoteTimeout = std::chrono::seconds(30);
 
-bool IsThisMachine(const std::string& machine) {
-  if (machine.empty() || machine == "." || SameTextNoCase(machine, "localhost") ||
-      machine.compare(0, 3, "127") == 0) {
-    return true;
-  }
-  const std::string host = rdx::os::HostName();
-  if (SameTextNoCase(machine, host) || SameTextNoCase(machine, rdx::os::CanonicalHostName())) {
-    return true;
-  }
-  for (const std::string& address : rdx::os::AllAddressesOf(host)) {
-    if (SameTextNoCase(machine, address)) return true;
-  }
-  return false;
-}
-
 std::string ShellQuoted(const std::string& text) {
   std::string quoted = "'";
   for (char c : text) {
@@ -114,7 +99,7 @@ std::string GetRendixCommonFilesFolder(const std::string& machine, std::int32_t&
   try {
     const std::string keyPath = rdx::platform::ProductKey();
     KeyRead key;
-    const bool local = IsThisMachine(machine);
+    const bool local = rdx::os::IsThisMachine(machine);
     if (local) {
       const rdx::os::RegistryRead found = rdx::os::FindRegistryKey(rdx::os::RegistryRoot(), keyPath);
       key.code = found.code;

@@ -3,6 +3,7 @@
 #include "platform/os/LastError.h"
 
 #include <netdb.h>
+#include <strings.h>
 #include <pwd.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -99,6 +100,27 @@ std::vector<std::string> AllAddressesOf(const std::string& host) {
     if (!text.empty()) addresses.push_back(std::move(text));
   }
   return addresses;
+}
+
+bool IsThisMachine(const std::string& machine) {
+  if (machine.empty() || machine == "." || ::strcasecmp(machine.c_str(), "localhost") == 0 ||
+      machine.rfind("127", 0) == 0 || machine == "::1") {
+    return true;
+  }
+  const std::string host = HostName();
+  if (host.empty()) return false;
+  if (::strcasecmp(machine.c_str(), host.c_str()) == 0) return true;
+  // A fully qualified form of this host's short name also means this machine.
+  if (machine.size() > host.size() && machine[host.size()] == '.' &&
+      ::strncasecmp(machine.c_str(), host.c_str(), host.size()) == 0) {
+    return true;
+  }
+  const std::string canonical = CanonicalHostName();
+  if (!canonical.empty() && ::strcasecmp(machine.c_str(), canonical.c_str()) == 0) return true;
+  for (const std::string& address : AllAddressesOf(host)) {
+    if (::strcasecmp(machine.c_str(), address.c_str()) == 0) return true;
+  }
+  return false;
 }
 
 std::string UserName() {

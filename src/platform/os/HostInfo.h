@@ -22,6 +22,11 @@ std::string FirstAddressOf(const std::string& host);
 // Every numeric address the resolver gives for `host`; empty on failure.
 std::vector<std::string> AllAddressesOf(const std::string& host);
 
+// True when `machine` names this machine: "", ".", "localhost", a name starting with "127",
+// "::1", this host's name with or without its domain, its canonical name, or one of its
+// addresses (ASCII case ignored). The resolver is asked only after the cheap tests fail.
+bool IsThisMachine(const std::string& machine);
+
 // Login name of the effective user; "" when the password database has none.
 std::string UserName();
 

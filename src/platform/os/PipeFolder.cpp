@@ -1,5 +1,6 @@
 #include "platform/os/PipeFolder.h"
 
+#include "platform/os/HostInfo.h"
 #include "platform/os/LastError.h"
 
 #include <strings.h>
@@ -64,22 +65,8 @@ std::string PipeFolder() {
   return {};
 }
 
-bool IsLocalMachineName(const std::string& machine) {
-  if (machine.empty() || machine == "." || ::strcasecmp(machine.c_str(), "localhost") == 0 ||
-      machine.rfind("127", 0) == 0 || machine == "::1") {
-    return true;
-  }
-  char host[256] = {};
-  if (::gethostname(host, sizeof host - 1) != 0) return false;
-  if (::strcasecmp(machine.c_str(), host) == 0) return true;
-  // A fully qualified form of this host's short name also means this machine.
-  const std::string shortName(host);
-  return machine.size() > shortName.size() && machine[shortName.size()] == '.' &&
-         ::strncasecmp(machine.c_str(), host, shortName.size()) == 0;
-}
-
 std::string NamedPipeSocketPath(const std::string& pipeName, const std::string& machine) {
-  if (!IsLocalMachineName(machine)) {
+  if (!IsThisMachine(machine)) {
     SetLastError(kErrorBadNetPath);
     return {};
   }

@@ -11,10 +11,6 @@ namespace rdx::os {
 // last error then says why). Resolved on every call so a changed environment is honoured.
 std::string PipeFolder();
 
-// True for a name that means this machine: "", ".", "localhost", a name starting with "127",
-// or this host's name (ASCII case ignored). Pipes on other machines are not reachable.
-bool IsLocalMachineName(const std::string& machine);
-
 // The socket file for pipeName on machine; empty with last error 53 (network path not found)
 // for another machine, or with the folder's error when no pipe folder is usable. Separators
 // in the pipe name become '_' so the socket stays inside the pipe folder.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/os/LargePages.h"
+#include "platform/os/HostInfo.h"
 #include "platform/os/LastError.h"
 #include "platform/os/PipeFolder.h"
 #include "platform/os/StreamSocket.h"
