@@ -41,7 +41,7 @@ for target in build/fuzz/fuzz/fuzz_*; do
   seeds=fuzz/corpus/${name#fuzz_}
   [ -d "$seeds" ] && cp -r "$seeds"/. "$corpus"/
   echo "$name"
-  "$target" -seed=1 -max_total_time="${RDX_FUZZ_SECONDS:-60}" -max_len=65536 "$corpus" 2>&1 | tail -n 3
+  "$target" -seed=1 -max_total_time="${RDX_FUZZ_SECONDS:-45}" -max_len=65536 "$corpus" 2>&1 | tail -n 3
   rm -rf "$corpus"
 done
 echo "all checks passed"
