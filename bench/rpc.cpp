@@ -91,17 +91,17 @@ class BenchManager : public sp::IServiceProviderManager {
 
 struct RpcFixture {
   BenchManager manager;
-  void* spec = sp::CreateServiceProviderInterfaceSpec(&manager);
+  void* interfaceSpec = sp::CreateServiceProviderInterfaceSpec(&manager);
   rdx::rpc::RpcServer server;
   std::uint16_t port = 0;
   RpcFixture() {
-    server.RegisterInterface(static_cast<rdx::rpc::ServerInterface*>(spec));
+    server.RegisterInterface(static_cast<rdx::rpc::ServerInterface*>(interfaceSpec));
     (void)server.UseTcpPort(0, port);
     (void)server.Listen();
   }
   ~RpcFixture() {
     server.StopListening();
-    sp::DestroyServiceProviderInterfaceSpec(spec);
+    sp::DestroyServiceProviderInterfaceSpec(interfaceSpec);
   }
   void* Handle() const {
     std::string host = "127.0.0.1", endpoint = std::to_string(port), protocol = "ncacn_ip_tcp";

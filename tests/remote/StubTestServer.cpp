@@ -13,11 +13,11 @@ StubTestServer::StubTestServer(ServerCore::IServerCoreManager* core,
                                ServiceProvider::IServiceProviderManager* provider,
                                ServerCore::IServerAutoBindManager* autoBind)
     : server_(std::make_unique<rpc::RpcServer>()) {
-  for (void* spec : {ServerCore::CreateServerCoreInterfaceSpec(core),
+  for (void* interfaceSpec : {ServerCore::CreateServerCoreInterfaceSpec(core),
                      ServiceProvider::CreateServiceProviderInterfaceSpec(provider),
                      ServerCore::CreateServerAutoBindInterfaceSpec(autoBind)}) {
-    if (spec == nullptr) continue;
-    interfaces_.push_back(static_cast<rpc::ServerInterface*>(spec));
+    if (interfaceSpec == nullptr) continue;
+    interfaces_.push_back(static_cast<rpc::ServerInterface*>(interfaceSpec));
     server_->RegisterInterface(interfaces_.back());
   }
   if (server_->UseTcpPort(0, port_) != 0 || server_->Listen() != 0) {
@@ -34,7 +34,7 @@ StubTestServer::~StubTestServer() {
   GeneralUtilityLib::FreeRpcHandle(binding_);
   server_->StopListening();
   server_.reset();
-  for (rpc::ServerInterface* spec : interfaces_) ServerCore::DestroyServerCoreInterfaceSpec(spec);
+  for (rpc::ServerInterface* interfaceSpec : interfaces_) ServerCore::DestroyServerCoreInterfaceSpec(interfaceSpec);
 }
 
 }  // namespace rdx::test

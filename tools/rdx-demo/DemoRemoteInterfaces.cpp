@@ -31,15 +31,15 @@ class DemoProvider : public sp::IServiceProviderManager {
 
 void Run() {
   DemoProvider provider;
-  void* spec = sp::CreateServiceProviderInterfaceSpec(&provider);
+  void* interfaceSpec = sp::CreateServiceProviderInterfaceSpec(&provider);
   std::string errorText;
   std::int32_t status = 0;
   const bool started =
-      gul::StartRpcListener(spec, "\\pipe\\rdx-demo-provider", "ncacn_np", errorText, status);
+      gul::StartRpcListener(interfaceSpec, "\\pipe\\rdx-demo-provider", "ncacn_np", errorText, status);
   std::printf("service-provider interface on \\pipe\\rdx-demo-provider: %s\n",
               started ? "serving" : errorText.c_str());
-  std::printf("withdrawn: %s\n", gul::StopRpcListener(spec, errorText) ? "yes" : "no");
-  sp::DestroyServiceProviderInterfaceSpec(spec);
+  std::printf("withdrawn: %s\n", gul::StopRpcListener(interfaceSpec, errorText) ? "yes" : "no");
+  sp::DestroyServiceProviderInterfaceSpec(interfaceSpec);
 }
 
 const bool kRegistered = rdx::demo::RegisterSection(410, "Remote interfaces", Run);

@@ -115,7 +115,7 @@ int main(int argc, char** argv) {
   rdx::refserver::RefServiceProvider providerManager(answers);
   rdx::refserver::RefServerAutoBind autoBindManager(answers);
 
-  std::vector<void*> specs = {core::CreateServerCoreInterfaceSpec(&coreManager),
+  std::vector<void*> interfaceSpecs = {core::CreateServerCoreInterfaceSpec(&coreManager),
                               provider::CreateServiceProviderInterfaceSpec(&providerManager),
                               core::CreateServerAutoBindInterfaceSpec(&autoBindManager)};
   std::vector<Endpoint> endpoints = {{options.tcpPort, "ncacn_ip_tcp"}};
@@ -124,13 +124,13 @@ int main(int argc, char** argv) {
   }
 
   int exitCode = 0;
-  std::size_t started = 0;  // specs registered on at least one endpoint
-  for (void* spec : specs) {
+  std::size_t started = 0;  // interfaces registered on at least one endpoint
+  for (void* interfaceSpec : interfaceSpecs) {
     bool registered = false;
     for (const Endpoint& where : endpoints) {
       std::string errorText;
       std::int32_t rpcStatus = 0;
-      if (spec == nullptr || !gul::StartRpcListener(spec, where.endpoint, where.protocolSequence,
+      if (interfaceSpec == nullptr || !gul::StartRpcListener(interfaceSpec, where.endpoint, where.protocolSequence,
                                                     errorText, rpcStatus)) {
         std::fprintf(stderr, "rdx-refserver: cannot listen on %s %s: %d %s\n",
                      where.protocolSequence.c_str(), where.endpoint.c_str(),
@@ -157,11 +157,11 @@ int main(int argc, char** argv) {
   // their false answers are expected and not reported.
   for (std::size_t i = 0; i < started; ++i) {
     std::string ignored;
-    (void)gul::StopRpcListener(specs[i], ignored);
+    (void)gul::StopRpcListener(interfaceSpecs[i], ignored);
   }
-  core::DestroyServerCoreInterfaceSpec(specs[0]);
-  provider::DestroyServiceProviderInterfaceSpec(specs[1]);
-  core::DestroyServerAutoBindInterfaceSpec(specs[2]);
+  core::DestroyServerCoreInterfaceSpec(interfaceSpecs[0]);
+  provider::DestroyServiceProviderInterfaceSpec(interfaceSpecs[1]);
+  core::DestroyServerAutoBindInterfaceSpec(interfaceSpecs[2]);
   if (exitCode == 0) std::fprintf(stderr, "rdx-refserver: stopped\n");
   return exitCode;
 }

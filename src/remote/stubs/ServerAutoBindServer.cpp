@@ -42,9 +42,9 @@ using Dispatch =
 
 void* CreateServerAutoBindInterfaceSpec(IServerAutoBindManager* manager) noexcept {
   if (manager == nullptr) return nullptr;
-  rdx::rpc::ServerInterface* spec = new (std::nothrow)
+  rdx::rpc::ServerInterface* interfaceSpec = new (std::nothrow)
       rdx::rpc::StubServerInterface(rdx::rpc::ServerAutoBindShape(), manager, &Dispatch::Invoke);
-  return spec;
+  return interfaceSpec;
 }
 
 void DestroyServerAutoBindInterfaceSpec(void* interfaceSpec) noexcept {

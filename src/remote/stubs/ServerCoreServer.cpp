@@ -179,9 +179,9 @@ using Dispatch = rdx::rpc::ManagerDispatch<
 
 void* CreateServerCoreInterfaceSpec(IServerCoreManager* manager) noexcept {
   if (manager == nullptr) return nullptr;
-  rdx::rpc::ServerInterface* spec = new (std::nothrow)
+  rdx::rpc::ServerInterface* interfaceSpec = new (std::nothrow)
       rdx::rpc::StubServerInterface(rdx::rpc::ServerCoreShape(), manager, &Dispatch::Invoke);
-  return spec;
+  return interfaceSpec;
 }
 
 void DestroyServerCoreInterfaceSpec(void* interfaceSpec) noexcept {

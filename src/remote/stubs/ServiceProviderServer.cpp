@@ -101,9 +101,9 @@ using Dispatch = rdx::rpc::ManagerDispatch<
 
 void* CreateServiceProviderInterfaceSpec(IServiceProviderManager* manager) noexcept {
   if (manager == nullptr) return nullptr;
-  rdx::rpc::ServerInterface* spec = new (std::nothrow)
+  rdx::rpc::ServerInterface* interfaceSpec = new (std::nothrow)
       rdx::rpc::StubServerInterface(rdx::rpc::ServiceProviderShape(), manager, &Dispatch::Invoke);
-  return spec;
+  return interfaceSpec;
 }
 
 void DestroyServiceProviderInterfaceSpec(void* interfaceSpec) noexcept {
