@@ -1,0 +1,16 @@
+// Uses the installed headers and library only: reads a status back from its XML form.
+#include <rdx/RDXGlobalLib.h>
+
+#include <cstdio>
+#include <string>
+
+int main() {
+  QUORVAN::Rendix::GeneralUtilityLib::Status status;
+  const std::string xml =
+      "<Status><Item><ID>00FB17</ID><Source>Global.Reporter</Source>"
+      "<Message>Could not open.</Message><Details></Details></Item></Status>";
+  if (!status.Append(xml) || status.items.size() != 1) return 1;
+  const std::string text = status.ToTextString("Main");
+  std::puts(text.c_str());
+  return text == "[Main]: [Global.Reporter : 00FB17] Error: Could not open." ? 0 : 1;
+}
