@@ -62,10 +62,17 @@ void Reporter::State::NotifySinks() {
   } catch (...) {
     // A lock or wait that fails ends the thread; waiters are released below.
   }
+  DiscardPending();
   std::lock_guard lock(drainLock);
   notifierId.store(std::thread::id());
   threadEnded.store(true);
   drainChanged.notify_all();
+}
+
+void Reporter::State::DiscardPending() {
+  // Lines still queued when the notifier stops are never delivered, not even after Init.
+  std::lock_guard lock(queueLock);
+  pending.clear();
 }
 
 Reporter::Reporter() : state_(std::make_unique<State>()) { Init(); }
@@ -128,6 +135,7 @@ int Reporter::Close() {
     }
     state_->notifier.join();
     state_->threadHeld.store(false);
+    state_->DiscardPending();  // a line that slipped in while the thread was ending
     std::lock_guard lock(state_->sinksLock);
     state_->sinks.clear();
     return 1;

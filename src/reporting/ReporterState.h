@@ -49,6 +49,8 @@ struct Reporter::State {
   bool OnNotifier() const { return std::this_thread::get_id() == notifierId.load(); }
 
   void NotifySinks();
+  // Drops every queued line; used when the notifier stops.
+  void DiscardPending();
 };
 
 }  // namespace QUORVAN::Rendix::Global
