@@ -70,13 +70,8 @@ TEST(NameValueMap, SaveWritesTheFlatBlock) {
 }
 
 TEST(NameValueMap, LoadReadsBlocksOfOlderPeers) {
-  struct Row {
-    const char* label;
-    std::string block;
-    Pairs pairs;
-  };
+  struct Row { const char* label; std::string block; Pairs pairs; };
   const Row rows[] = {
-      {"plain", std::string("A\0" "1\0" "b\0" "2\0", 8), {{"A", "1"}, {"b", "2"}}},
       {"last empty value dropped", std::string("k\0\0", 3), {}},
       {"earlier empty value kept", std::string("k\0\0m\0v\0", 7), {{"k", ""}, {"m", "v"}}},
       {"first spelling wins", std::string("Port\0" "1\0PORT\0" "2\0", 14), {{"Port", "1"}}},
@@ -124,10 +119,7 @@ TEST(NameValueMap, FlatBlocksRoundTripAndSurviveAnyCut) {
 }
 
 TEST(NameValueMap, WritesXml) {
-  struct Row {
-    Pairs pairs;
-    const char* xml;
-  };
+  struct Row { Pairs pairs; const char* xml; };
   const Row rows[] = {
       {{{"A", "x&y"}}, "<Props><A>x_y</A>\n</Props>"},
       {{{"A", "a<b"}, {"b", "c>d"}}, "<Props><A>a_b</A>\n<b>c>d</b>\n</Props>"},
@@ -144,12 +136,7 @@ TEST(NameValueMap, WritesXml) {
 }
 
 TEST(NameValueMap, LoadsXml) {
-  struct Row {
-    const char* xml;
-    const char* root;
-    int result;
-    Pairs pairs;
-  };
+  struct Row { const char* xml; const char* root; int result; Pairs pairs; };
   const Row rows[] = {
       {"<Cfg><Port>80</Port><Host>a</Host><port>81</port></Cfg>", "/*", 1,
        {{"Host", "a"}, {"Port", "80"}}},
@@ -199,11 +186,7 @@ TEST(NameValueMap, MergesUnderNewNames) {
   EXPECT_EQ(target.UpdateUsing(other, false, "", "_1"), 1);
   EXPECT_EQ(PairsOf(target), (Pairs{{"Host_1", ""}, {"Port_1", "80"}, {"svc.port", "80"}}));
 
-  struct Row {
-    const char* oldPrefix;
-    const char* newPrefix;
-    Pairs copied;
-  };
+  struct Row { const char* oldPrefix; const char* newPrefix; Pairs copied; };
   const NameValueMap source = MapOf({{"Old_x_Old_y", "1"}, {"old_z", "2"}, {"Other", "3"}});
   const Row rows[] = {
       {"Old_", "New_", {{"New_x_New_y", "1"}, {"New_z", "2"}}},

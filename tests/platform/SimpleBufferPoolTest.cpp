@@ -144,7 +144,6 @@ TEST(GlobalBufferAllocator, KindsAndReplacement) {
   EXPECT_EQ(CreateBufferAllocator(0), 1);
   IBufferAllocator* dummy = GetGlobalBufferAllocator();
   ASSERT_NE(dynamic_cast<DummyAllocator*>(dummy), nullptr);
-  EXPECT_EQ(dummy->ToString(), "");
   auto* bytes = static_cast<unsigned char*>(dummy->Alloc(4096 * 3 + 1));
   ASSERT_NE(bytes, nullptr);
   EXPECT_EQ(bytes[4096 * 3], 0);  // a fresh mapping, zero-filled up to the last byte asked for
@@ -155,9 +154,6 @@ TEST(GlobalBufferAllocator, KindsAndReplacement) {
   auto* pool = dynamic_cast<SimpleBufferPool*>(GetGlobalBufferAllocator());
   ASSERT_NE(pool, nullptr);
   EXPECT_EQ(pool->TotalCommitted(), 0u);  // not initialised until first use
-  DestroyGlobalBufferAllocator();
-  IBufferAllocator* fresh = GetGlobalBufferAllocator();
-  EXPECT_NE(dynamic_cast<SimpleBufferPool*>(fresh), nullptr);
   DestroyGlobalBufferAllocator();
 }
 

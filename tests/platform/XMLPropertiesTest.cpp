@@ -151,7 +151,8 @@ TEST(XMLProperties, AttributesAreCachedUntilTheNextSelect) {
   EXPECT_EQ(xml.getNodeName(), "b");
   EXPECT_EQ(xml.getAttributes().get("z"), "1") << "getNumChildren keeps the cache of the earlier node";
   ASSERT_TRUE(xml.close());
-  EXPECT_EQ(xml.getAttributes().get("k"), "3");
+  EXPECT_EQ(xml.getAttributes().get("K"), "3");
+  EXPECT_EQ(xml.getAttributes().get("z", "none"), "none");
 }
 
 TEST(XMLProperties, SetNodeTextEscapesAndReplacesChildren) {
@@ -212,20 +213,6 @@ TEST(XMLProperties, TruncatedAndDeepDocumentsAreRefusedOrReadSafely) {
   EXPECT_EQ(xml.getNodeAsString(), deep);
   ASSERT_TRUE(xml.setNodeText("flat"));
   EXPECT_EQ(xml.getNodeAsString(), "<d>flat</d>");
-}
-
-TEST(PropertyLookUp, KeepsFirstSpellingAndOnlyIndexingAppends) {
-  PropertyLookUp lookUp;
-  lookUp["HostMachine"] = "h1";
-  lookUp["HOSTMACHINE"] = "h2";
-  EXPECT_EQ(lookUp.begin()->first, "HostMachine");
-  EXPECT_EQ(lookUp.get("hostmachine"), "h2");
-  EXPECT_EQ(lookUp.get("FQDN", "none"), "none");
-  const PropertyLookUp& constLookUp = lookUp;
-  EXPECT_EQ(constLookUp["FQDN"], "");
-  EXPECT_EQ(lookUp.size(), 1u) << "the const lookup must not append";
-  lookUp["FQDN"];
-  EXPECT_TRUE(lookUp.exists("fqdn"));
 }
 
 }  // namespace
