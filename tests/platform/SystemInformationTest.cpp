@@ -7,11 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <set>
 #include <sys/stat.h>
+#include <thread>
 #include <tuple>
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
@@ -112,7 +114,30 @@ TEST(CommonFilesFolder, OtherMachinesAreReadOverSsh) {
   EXPECT_EQ(std::get<1>(CommonFilesOf("far-away")), 53);
 }
 
-TEST(SystemUtilities, DigestsErrorTextsAndIdentifiers) {
+TEST(LastError, IsPerThreadAndReadsAsWin32CodesAndTexts) {
+  using namespace rdx::os;
+  SetLastError(kErrorBrokenPipe);
+  std::uint32_t seenByOther = 99;
+  std::thread([&] { seenByOther = GetLastError(); }).join();
+  EXPECT_EQ(seenByOther, 0u);
+  EXPECT_EQ(GetLastError(), kErrorBrokenPipe);
+  const std::pair<int, std::uint32_t> rows[] = {{ENOENT, 2}, {EACCES, 5},  {EPIPE, 109},
+                                                {EBADF, 6},  {ENOSPC, 112}, {ECONNREFUSED, 10061}};
+  for (const auto& [errnoValue, code] : rows) {
+    EXPECT_EQ(SetLastErrorFromErrno(errnoValue), code) << errnoValue;
+    EXPECT_EQ(GetLastError(), code) << errnoValue;
+  }
+  EXPECT_NE(Win32FromErrno(EDOM), 0u) << "an unmapped failure must never read as success";
+  EXPECT_EQ(Win32ErrorText(31), std::strerror(EDOM));
+  EXPECT_EQ(Win32ErrorText(109), "The pipe has been ended.");
+  EXPECT_EQ(GetLastErrorText(-1), "Unknown error 4294967295");
+  SetLastError(0);
+  EXPECT_EQ(GetErrorString(), "");
+  SetLastError(1722);
+  EXPECT_EQ(GetErrorString(), "The RPC server is unavailable.");
+}
+
+TEST(SystemUtilities, DigestsAndIdentifiers) {
   unsigned char* digest = nullptr;
   std::int32_t length = 0;
   make_hash("abc", &digest, &length);
@@ -128,11 +153,6 @@ TEST(SystemUtilities, DigestsErrorTextsAndIdentifiers) {
   EXPECT_EQ(untouched, nullptr);
   destroy_hash(nullptr);
 
-  EXPECT_EQ(GetLastErrorText(-1), "Unknown error 4294967295");
-  rdx::os::SetLastError(0);
-  EXPECT_EQ(GetErrorString(), "");
-  rdx::os::SetLastError(1722);
-  EXPECT_EQ(GetErrorString(), "The RPC server is unavailable.");
 
   std::set<std::string> ids;
   for (int i = 0; i < 20; ++i) {

@@ -1,24 +1,79 @@
 #include <rdx/foundation/Status.h>
 #include <rdx/reporting/Reporter.h>
 
-#include "CountingSink.h"
-#include "ReporterTestPeer.h"
+#include "reporting/ReporterState.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <future>
+#include <mutex>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <tuple>
 #include <vector>
 
 namespace QUORVAN::Rendix::Global {
+
+// Reads a Reporter's inside: the drop counter and queue length prove the bound without timing,
+// the stop flag lets a test act exactly while Close is under way.
+struct ReporterTestPeer {
+  static std::uint64_t DroppedLines(Reporter& reporter) {
+    std::lock_guard lock(reporter.state_->queueLock);
+    return reporter.state_->droppedLines;
+  }
+  static std::size_t PendingLines(Reporter& reporter) {
+    std::lock_guard lock(reporter.state_->queueLock);
+    return reporter.state_->pending.size();
+  }
+  static bool StopRequested(Reporter& reporter) { return reporter.state_->stop.load(); }
+};
+
 namespace {
 
-using rdx::test::CountingSink;
 using Lines = std::vector<std::string>;
 using namespace std::chrono_literals;
+
+// Records what it receives (also into a journal shared by several sinks), can be held shut so
+// lines pile up in the reporter's queue, and can throw on a chosen line.
+class CountingSink : public IReporterSink {
+ public:
+  using Journal = std::vector<std::pair<const void*, std::string>>;
+  explicit CountingSink(Journal* journal = nullptr) : journal_(journal) {}
+  virtual ~CountingSink() = default;
+  void Log(const char* line) override {
+    std::unique_lock lock(lock_);
+    ++entered_;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return open_; });  // held here while shut
+    if (throwOn_ == line) throw std::runtime_error("sink failure");
+    lines_.emplace_back(line);
+    if (journal_) journal_->emplace_back(this, line);  // only the notifier writes it
+  }
+  void Shut() { std::lock_guard lock(lock_); open_ = false; }
+  void Open() {
+    std::lock_guard lock(lock_);
+    open_ = true;
+    changed_.notify_all();
+  }
+  void ThrowOn(std::string line) { std::lock_guard lock(lock_); throwOn_ = std::move(line); }
+  bool WaitEntered(std::size_t n) {  // bounded wait until Log has been entered n times
+    std::unique_lock lock(lock_);
+    return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return entered_ >= n; });
+  }
+  std::vector<std::string> Lines() { std::lock_guard lock(lock_); return lines_; }
+
+ private:
+  Journal* journal_;
+  std::mutex lock_;
+  std::condition_variable changed_;
+  bool open_ = true;
+  std::size_t entered_ = 0;
+  std::string throwOn_ = "\x01";
+  std::vector<std::string> lines_;
+};
 
 Lines Numbered(const std::string& prefix, int count) {
   Lines lines;
