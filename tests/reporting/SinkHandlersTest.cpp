@@ -37,6 +37,8 @@ std::string ReadFile(const std::string& path) {
   return text.str();
 }
 
+const std::string kTime = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
+
 std::string OneItem(std::int32_t id, const std::string& source, const std::string& message) {
   Status status;
   status.Append(id, message, source, "");
@@ -60,30 +62,17 @@ TEST(ConsoleHandler, ReportPercentSequencesAreInterpretedSafely) {
   EXPECT_EQ(rdx::reporting::FormatWithoutArguments("%999999999d").size(), 4096u);
 }
 
-TEST(ConsoleHandler, PrintsReportTextWhereTheLogFileEchoesVerbatim) {
-  rdx::test::IsolatedEnvironment environment;
-  const std::string line = OneItem(0, "Src", "50%d done %s");
-  const std::string time = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
-
+TEST(ConsoleHandler, PrintsReportTextAsAFormat) {
   ConsoleHandler console;
   ::testing::internal::CaptureStdout();
-  console.Log(line.c_str());
+  console.Log(OneItem(0, "Src", "50%d done %s").c_str());
   console.Log(nullptr);
-  const std::string consoleText = ::testing::internal::GetCapturedStdout();
-  EXPECT_TRUE(std::regex_match(consoleText, std::regex("\n" + time + R"( : \[Src\] 500 done )")))
-      << consoleText;
-
-  LogFileHandler file;
-  ASSERT_EQ(file.SetLogFile(environment.Root(), "echo.log"), 1);
-  ASSERT_EQ(file.Init(), 1);
-  ::testing::internal::CaptureStdout();
-  file.Log(line.c_str());
-  const std::string fileEcho = ::testing::internal::GetCapturedStdout();
-  EXPECT_TRUE(std::regex_match(fileEcho, std::regex("\n" + time + R"( : \[Src\] 50%d done %s)")))
-      << fileEcho;
+  const std::string printed = ::testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(std::regex_match(printed, std::regex("\n" + kTime + R"( : \[Src\] 500 done )")))
+      << printed;
 }
 
-TEST(LogFileHandler, SetLogFileComposesTheLogPath) {
+TEST(LogFileHandler, ComposesThePathAndAppendsEachLineAtOnce) {
   rdx::test::IsolatedEnvironment environment;
   const std::string root = environment.Root();
   std::ofstream(root + "/plain-file") << "x";
@@ -105,13 +94,8 @@ TEST(LogFileHandler, SetLogFileComposesTheLogPath) {
     EXPECT_EQ(handler.GetLogPath(), c.path);
     EXPECT_EQ(fs::is_directory(fs::path(c.path).parent_path()), c.result == 1);
   }
-}
 
-TEST(LogFileHandler, AppendsEachLineAtOnceToAnExistingOrNewFile) {
-  rdx::test::IsolatedEnvironment environment;
-  const std::string root = environment.Root();
-  LogFileHandler unset;
-  EXPECT_EQ(unset.Init(), 0);
+  EXPECT_EQ(LogFileHandler().Init(), 0);  // no file set
   std::ofstream(root + "/old.log", std::ios::binary) << "previous run";
   Status two;
   two.Append(0, "second", "B", "line1\nline2");
@@ -122,7 +106,12 @@ TEST(LogFileHandler, AppendsEachLineAtOnceToAnExistingOrNewFile) {
     ASSERT_EQ(handler.SetLogFile(root, name), 1);
     ASSERT_EQ(handler.Init(), 1);
     ASSERT_EQ(handler.Init(), 1);  // reopening keeps what is there
-    handler.Log(OneItem(0x20, "QUORVAN.Rendix.Proxy::Open", "first").c_str());
+    ::testing::internal::CaptureStdout();
+    handler.Log(OneItem(0x20, "QUORVAN.Rendix.Proxy::Open", "50%d first").c_str());
+    const std::string echo = ::testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(std::regex_match(
+        echo, std::regex("\n" + kTime + R"( : \[Proxy\.Open : 000020\] Error: 50%d first)")))
+        << "the file's echo is printed verbatim: " << echo;
     handler.Log(nullptr);
     handler.Log("not xml");  // parses to no items: nothing written
     handler.Log(two.ToString(nullptr).c_str());
