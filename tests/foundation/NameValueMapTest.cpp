@@ -144,7 +144,6 @@ TEST(NameValueMap, LoadsXml) {
       {"<Cfg><A><i>1</i>t</A><E/></Cfg>", "/*", 1, {{"A", "<A><i>1</i>t</A>"}, {"E", ""}}},
       {"<R><S><A>1</A></S><S><B>2</B></S></R>", "//S", 1, {{"A", "1"}}},
       {"<R><S><A>1</A></S></R>", "/R/T", 0, {}},
-      {"<R><A>1</A>", "/*", 0, {}},
       {"", "/*", 0, {}},
       {"<R/>", "/*", 1, {}},
   };
@@ -165,16 +164,13 @@ TEST(NameValueMap, LoadsXml) {
   NameValueMap again;
   ASSERT_EQ(again.LoadXml(back.ToXmlString("Props"), ""), 1);
   EXPECT_EQ(PairsOf(again), PairsOf(back));
-}
 
-TEST(NameValueMap, LoadXmlOfBrokenSectionsLeavesItEmpty) {
   const std::string small = "<Cfg><A x='1'>1</A><B><![CDATA[2]]></B></Cfg>";
-  NameValueMap map;
-  for (std::size_t cut = 1; cut < small.size(); ++cut) {
+  for (std::size_t cut = 1; cut < small.size(); ++cut) {  // broken sections leave it empty
     SCOPED_TRACE(cut);
-    map["stale"] = "1";
-    EXPECT_EQ(map.LoadXml(small.substr(0, cut)), 0);
-    EXPECT_TRUE(map.empty());
+    again["stale"] = "1";
+    EXPECT_EQ(again.LoadXml(small.substr(0, cut)), 0);
+    EXPECT_TRUE(again.empty());
   }
 }
 

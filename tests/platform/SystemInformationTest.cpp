@@ -74,7 +74,7 @@ TEST(RegistryValues, ReadFromTheStoreWithFallbacks) {
   }
 }
 
-TEST(CommonFilesFolder, ThisMachineIsReadLocallyWithTheSpecifiedCodes) {
+TEST(CommonFilesFolder, ThisMachineIsReadLocally) {
   rdx::test::IsolatedEnvironment env;
   // No product key yet: code 2 and its system text, for every name of this machine.
   for (const std::string& machine : {std::string(""), std::string("localhost"),

@@ -12,11 +12,7 @@ namespace {
 
 using GeneralUtilityLib::Status;
 
-struct Item {
-  std::int32_t id;
-  const char* source;
-  const char* message;
-};
+struct Item { std::int32_t id; const char* source; const char* message; };
 
 std::string Report(const std::vector<Item>& items) {
   Status status;
@@ -26,9 +22,8 @@ std::string Report(const std::vector<Item>& items) {
 
 // The messages that survive filtering, in order.
 std::vector<std::string> Survivors(StatusFilter& filter, const std::vector<Item>& items) {
-  const std::string cleaned = filter.Clean(Report(items));
   Status parsed;
-  parsed.Append(cleaned);
+  parsed.Append(filter.Clean(Report(items)));
   std::vector<std::string> messages;
   for (const auto& item : parsed.items) messages.push_back(item.message);
   return messages;
