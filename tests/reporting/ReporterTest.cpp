@@ -141,6 +141,7 @@ TEST(Reporter, DetachWaitsForTheDrainAndAFailingSinkLosesOnlyItsLine) {
   Reporter reporter;
   EXPECT_EQ(reporter.Attach(nullptr), 1);
   reporter.Attach(&sink);
+  reporter.Attach(&sink);  // attached twice, detached once below: gone
   reporter.Attach(&other);
   other.ThrowOn("b");
   for (const auto& line : Numbered("d", 500)) reporter.Log(line.c_str());
