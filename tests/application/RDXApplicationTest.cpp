@@ -28,29 +28,20 @@ class ApplicationTest : public ::testing::Test {
   rdx::test::IsolatedEnvironment env_;
 };
 
-class CountingFramework : public IApplicationFramework {
- public:
-  explicit CountingFramework(bool startSucceeds) : startSucceeds_(startSucceeds) {}
-  bool Start() override {
-    ++starts;
-    return startSucceeds_;
-  }
+struct CountingFramework : IApplicationFramework {
+  explicit CountingFramework(bool succeeds) : startSucceeds(succeeds) {}
+  bool Start() override { ++starts; return startSucceeds; }
   void Shutdown() override { ++shutdowns; }
-  int starts = 0;
-  int shutdowns = 0;
-
- private:
-  bool startSucceeds_;
+  bool startSucceeds;
+  int starts = 0, shutdowns = 0;
 };
 
 TEST_F(ApplicationTest, OneSharedObjectUntilDestroyed) {
   IRDXApplication* first = GetRDXApplicationObject();
   ASSERT_NE(first, nullptr);
   EXPECT_EQ(GetRDXApplicationObject(), first);
-  EXPECT_EQ(first->GetProperty("Never set"), "");
   EXPECT_EQ(first->SetProperty("Mode", "batch"), 1);
   EXPECT_EQ(first->GetProperty("MODE"), "batch");
-  EXPECT_EQ(first->ToString(), "");
   DestroyRDXApplicationObject();
   DestroyRDXApplicationObject();  // a second destroy has nothing to delete
   IRDXApplication* second = GetRDXApplicationObject();
@@ -60,17 +51,14 @@ TEST_F(ApplicationTest, OneSharedObjectUntilDestroyed) {
 
 TEST_F(ApplicationTest, LogsFolderFollowsTheOverride) {
   const std::string systemLogs = ConfigurationFolder(env_) + "Logs/";
-  struct Row {
-    const char* name;
-    std::string configuration;  // "" = no file
-    std::string expectedLogs;
-  };
+  struct Row { const char* name; std::string configuration, expectedLogs; };  // "" = no file
   const Row rows[] = {
       {"no file", "", systemLogs},
       {"override", "<Cfg><FolderPathOverride><DefaultLogs>/srv/logs</DefaultLogs>"
                    "</FolderPathOverride></Cfg>", "/srv/logs/"},
-      {"override with separator", "<Cfg><FolderPathOverride><defaultlogs>/srv/logs/</defaultlogs>"
-                                  "</FolderPathOverride></Cfg>", "/srv/logs/"},
+      {"override with separator, any case",
+       "<Cfg><FolderPathOverride><defaultlogs>/srv/logs/</defaultlogs></FolderPathOverride></Cfg>",
+       "/srv/logs/"},
       {"empty override", "<Cfg><FolderPathOverride><DefaultLogs/></FolderPathOverride></Cfg>",
        systemLogs},
       {"other section", "<Cfg><StatusFilter><DefaultLogs>/x</DefaultLogs></StatusFilter></Cfg>",
@@ -104,12 +92,10 @@ TEST_F(ApplicationTest, FrameworkStartsOnlyWhenAskedAndOnce) {
   struct Row {
     const char* initializeGf;  // nullptr = property not set
     bool startSucceeds;
-    int starts;     // after two Initialize calls
-    int shutdowns;  // after two Shutdown calls
+    int starts, shutdowns;  // after two Initialize and two Shutdown calls
   };
   const Row rows[] = {
-      {nullptr, true, 0, 0}, {"false", true, 0, 0}, {"no", true, 0, 0},
-      {"true", true, 1, 1},  {" Yes ", true, 1, 1}, {"true", false, 2, 0},
+      {nullptr, true, 0, 0}, {"no", true, 0, 0}, {" Yes ", true, 1, 1}, {"true", false, 2, 0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.initializeGf != nullptr ? row.initializeGf : "(unset)");

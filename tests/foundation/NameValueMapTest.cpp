@@ -37,22 +37,16 @@ int LoadExact(NameValueMap& map, const std::string& block) {
 }
 
 TEST(NameValueMap, NamesIgnoreCaseAndKeepTheirFirstSpelling) {
-  NameValueMap map;
-  map["Port"] = "80";
-  map["PORT"] = "81";
-  map["B"] = "b";
-  map["_x"] = "u";
-  map["a"] = "a";
-  map["Z"] = "z";
-  // Letters fold to lower case, so "_" (0x5F) sorts before every letter.
-  EXPECT_EQ(map.ToTextString("ignored label"), "|_x:u|a:a|B:b|Port:81|Z:z");
-  EXPECT_EQ(map.Exists("port"), 1);
+  NameValueMap map = MapOf({{"b", "2"}, {"A", "1"}});
+  EXPECT_EQ(map.ToTextString("ignored label"), "|A:1|b:2");
+  map["B"] = "3";
+  map["_x"] = "u";  // letters fold to lower case, so "_" (0x5F) sorts before every letter
+  EXPECT_EQ(map.ToTextString(""), "|_x:u|A:1|b:3");
   const NameValueMap& constMap = map;
   EXPECT_EQ(constMap["missing"], "");
   EXPECT_EQ(map.Exists("missing"), 0) << "the const lookup must not insert";
   map["missing"];
   EXPECT_EQ(map.Exists("MISSING"), 1);
-  EXPECT_EQ(NameValueMap().ToTextString(""), "");
 }
 
 TEST(NameValueMap, SaveWritesTheFlatBlock) {
@@ -76,13 +70,8 @@ TEST(NameValueMap, SaveWritesTheFlatBlock) {
 }
 
 TEST(NameValueMap, LoadReadsBlocksOfOlderPeers) {
-  struct Row {
-    const char* label;
-    std::string block;
-    Pairs pairs;
-  };
+  struct Row { const char* label; std::string block; Pairs pairs; };
   const Row rows[] = {
-      {"plain", std::string("A\0" "1\0" "b\0" "2\0", 8), {{"A", "1"}, {"b", "2"}}},
       {"last empty value dropped", std::string("k\0\0", 3), {}},
       {"earlier empty value kept", std::string("k\0\0m\0v\0", 7), {{"k", ""}, {"m", "v"}}},
       {"first spelling wins", std::string("Port\0" "1\0PORT\0" "2\0", 14), {{"Port", "1"}}},
@@ -130,18 +119,13 @@ TEST(NameValueMap, FlatBlocksRoundTripAndSurviveAnyCut) {
 }
 
 TEST(NameValueMap, WritesXml) {
-  struct Row {
-    Pairs pairs;
-    const char* xml;
-  };
+  struct Row { Pairs pairs; const char* xml; };
   const Row rows[] = {
       {{{"A", "x&y"}}, "<Props><A>x_y</A>\n</Props>"},
       {{{"A", "a<b"}, {"b", "c>d"}}, "<Props><A>a_b</A>\n<b>c>d</b>\n</Props>"},
       {{{"A", "<i>1</i><j/>"}}, "<Props><A><i>1</i><j/></A>\n</Props>"},
-      {{{"A", "<a k='1'>v</a>"}}, "<Props><A><a k='1'>v</a></A>\n</Props>"},
       {{{"A", "<A>v</A>"}, {"B", "1"}}, "<Props><A>v</A><B>1</B>\n</Props>"},
       {{{"A", ""}}, "<Props><A></A>\n</Props>"},
-      {{{"A", "<!--c-->"}}, "<Props><A><!--c--></A>\n</Props>"},
       {{{"A", "<open>"}}, "<Props><A>_open_</A>\n</Props>"},
       {{}, ""},
   };
@@ -152,12 +136,7 @@ TEST(NameValueMap, WritesXml) {
 }
 
 TEST(NameValueMap, LoadsXml) {
-  struct Row {
-    const char* xml;
-    const char* root;
-    int result;
-    Pairs pairs;
-  };
+  struct Row { const char* xml; const char* root; int result; Pairs pairs; };
   const Row rows[] = {
       {"<Cfg><Port>80</Port><Host>a</Host><port>81</port></Cfg>", "/*", 1,
        {{"Host", "a"}, {"Port", "80"}}},
@@ -165,7 +144,6 @@ TEST(NameValueMap, LoadsXml) {
       {"<Cfg><A><i>1</i>t</A><E/></Cfg>", "/*", 1, {{"A", "<A><i>1</i>t</A>"}, {"E", ""}}},
       {"<R><S><A>1</A></S><S><B>2</B></S></R>", "//S", 1, {{"A", "1"}}},
       {"<R><S><A>1</A></S></R>", "/R/T", 0, {}},
-      {"<R><A>1</A>", "/*", 0, {}},
       {"", "/*", 0, {}},
       {"<R/>", "/*", 1, {}},
   };
@@ -186,23 +164,13 @@ TEST(NameValueMap, LoadsXml) {
   NameValueMap again;
   ASSERT_EQ(again.LoadXml(back.ToXmlString("Props"), ""), 1);
   EXPECT_EQ(PairsOf(again), PairsOf(back));
-}
-
-TEST(NameValueMap, LoadXmlOfLargeAndBrokenSections) {
-  std::string xml = "<Cfg>";
-  const int count = 50000;
-  for (int i = 0; i < count; ++i) xml += "<N" + std::to_string(i) + ">v</N" + std::to_string(i) + ">";
-  xml += "</Cfg>";
-  NameValueMap map;
-  ASSERT_EQ(map.LoadXml(xml), 1);
-  EXPECT_EQ(map.size(), static_cast<std::size_t>(count));
-  EXPECT_EQ(map["N49999"], "v");
 
   const std::string small = "<Cfg><A x='1'>1</A><B><![CDATA[2]]></B></Cfg>";
-  for (std::size_t cut = 1; cut < small.size(); ++cut) {
+  for (std::size_t cut = 1; cut < small.size(); ++cut) {  // broken sections leave it empty
     SCOPED_TRACE(cut);
-    EXPECT_EQ(map.LoadXml(small.substr(0, cut)), 0);
-    EXPECT_TRUE(map.empty());
+    again["stale"] = "1";
+    EXPECT_EQ(again.LoadXml(small.substr(0, cut)), 0);
+    EXPECT_TRUE(again.empty());
   }
 }
 
@@ -214,11 +182,7 @@ TEST(NameValueMap, MergesUnderNewNames) {
   EXPECT_EQ(target.UpdateUsing(other, false, "", "_1"), 1);
   EXPECT_EQ(PairsOf(target), (Pairs{{"Host_1", ""}, {"Port_1", "80"}, {"svc.port", "80"}}));
 
-  struct Row {
-    const char* oldPrefix;
-    const char* newPrefix;
-    Pairs copied;
-  };
+  struct Row { const char* oldPrefix; const char* newPrefix; Pairs copied; };
   const NameValueMap source = MapOf({{"Old_x_Old_y", "1"}, {"old_z", "2"}, {"Other", "3"}});
   const Row rows[] = {
       {"Old_", "New_", {{"New_x_New_y", "1"}, {"New_z", "2"}}},

@@ -6,8 +6,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <limits>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -21,31 +19,43 @@ TEST(StringUtility, PrintToStringIsCompleteAtAnyLength) {
   EXPECT_EQ(StringUtility::printToString("%s : %06X", "Reader", 64279u), "Reader : 00FB17");
   EXPECT_EQ(StringUtility::printToString("%0.6lf|%lu|%ld", 2.5, 7ul, -3l), "2.500000|7|-3");
   // Around the stack buffer: 4095 fits it with its NUL, 4096 and beyond take the heap pass.
-  for (const std::size_t length : {0u, 1u, 4095u, 4096u, 4097u, 100000u}) {
+  for (const std::size_t length : {0u, 4095u, 4096u, 4097u, 100000u}) {
     SCOPED_TRACE(length);
     const std::string text(length, 'x');
-    const std::string result = StringUtility::printToString("<%s>", text.c_str());
-    ASSERT_EQ(result.size(), length + 2);
-    EXPECT_EQ(result, "<" + text + ">");
+    EXPECT_EQ(StringUtility::printToString("<%s>", text.c_str()), "<" + text + ">");
   }
   EXPECT_EQ(StringUtility::printToString(nullptr), "");
 }
 
-TEST(StringUtility, IsEqualComparesAsCTexts) {
+TEST(StringUtility, ComparisonsAndMatchesWorkOnCTexts) {
   struct Row { std::string a, b; bool ignoreCase, equal; };
   const Row rows[] = {
-      {"", "", false, true},        {"", "a", true, false},         {"a", "", false, false},
-      {"ABC", "abc", true, true},   {"ABC", "abc", false, false},   {"abc", "abd", true, false},
-      {"ab", "abc", true, false},   {"a\0x"s, "a\0y"s, false, true},  // only up to the NUL
-      {"\0a"s, "", false, false},   {"[_]", "{_}", true, false},   // no case outside A-Z
+      {"", "", false, true},      {"", "a", true, false},         {"ABC", "abc", true, true},
+      {"ABC", "abc", false, false}, {"ab", "abc", true, false},   {"a\0x"s, "a\0y"s, false, true},
+      {"\0a"s, "", false, false}, {"[_]", "{_}", true, false},   // no case outside A-Z
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.a + "|" + row.b);
     EXPECT_EQ(StringUtility::isEqual(row.a, row.b, row.ignoreCase), row.equal);
   }
-  EXPECT_TRUE(StringUtility::isEqual(1.0, 1.5, 0.5));
   EXPECT_TRUE(StringUtility::isEqual(-1.5, -1.0, 0.5));
   EXPECT_FALSE(StringUtility::isEqual(1.0, 1.5000001, 0.5));
+  EXPECT_TRUE(endsWith("Server.LOG", ".log", true));
+  EXPECT_FALSE(endsWith("Server.LOG", ".log", false));
+  EXPECT_FALSE(endsWith("c", "abc", true));
+  EXPECT_TRUE(beginsWithNoCase("Status.Filter", "STATUS."));
+  EXPECT_FALSE(beginsWithNoCase("ab", "abc"));
+
+  using Match = std::pair<std::size_t, std::size_t>;
+  EXPECT_EQ(matchString("xxABCxx", "abc", true), Match(2, 3));
+  EXPECT_EQ(matchString("xxABCxx", "abc", false), Match(npos, 0));
+  EXPECT_EQ(matchString("xxABCxx", "", false), Match(0, 0));
+  // start counts only when case is ignored.
+  EXPECT_EQ(matchString(3, "abcabc", "abc", true), Match(3, 3));
+  EXPECT_EQ(matchString(4, "abcabc", "ABC", true), Match(npos, 0));
+  EXPECT_EQ(matchString(4, "abcabc", "abc", false), Match(0, 3));
+  EXPECT_EQ(matchString(-1, "abc", "a", true), Match(npos, 0));
+  EXPECT_EQ(matchString(99, "abc", "a", true), Match(npos, 0));
 }
 
 TEST(StringUtility, NumberConversions) {
@@ -56,14 +66,11 @@ TEST(StringUtility, NumberConversions) {
     double asDouble;        // default 0.25
   };
   const Row rows[] = {
-      {"", 7, -7, 0.25},          {"   ", 0, 0, 0.0},           {" 12 ", 12, 12, 12.0},
-      {"1e3", 1000, 1000, 1000.0}, {"2.9", 2, 2, 2.9},         {"-2.9", 4294967294u, -2, -2.9},
-      {"-1", 4294967295u, -1, -1.0}, {"12abc", 7, -7, 0.25},   {"0x10", 7, -7, 0.25},
-      {"\t+5\n", 5, 5, 5.0},      {"4294967295", 4294967295u, -1, 4294967295.0},
-      {"4294967296", 0, 0, 4294967296.0}, {"abc", 7, -7, 0.25}, {"1 2", 7, -7, 0.25},
-      {"inf", 7, -7, 0.25},       {"nan", 7, -7, 0.25},       {"1e", 7, -7, 0.25},
-      {".5", 0, 0, 0.5},          {"5.", 5, 5, 5.0},          {"-", 7, -7, 0.25},
-      {"1E-2", 0, 0, 0.01},       {"12\0abc"s, 12, 12, 12.0},
+      {"", 7, -7, 0.25},           {"   ", 0, 0, 0.0},          {" 12 ", 12, 12, 12.0},
+      {"1e3", 1000, 1000, 1000.0}, {"-2.9", 4294967294u, -2, -2.9}, {"12abc", 7, -7, 0.25},
+      {"0x10", 7, -7, 0.25},       {"\t+5\n", 5, 5, 5.0},      {"4294967295", 4294967295u, -1, 4294967295.0},
+      {"4294967296", 0, 0, 4294967296.0}, {"1 2", 7, -7, 0.25}, {"nan", 7, -7, 0.25},
+      {"1e", 7, -7, 0.25},         {".5", 0, 0, 0.5},          {"12\0abc"s, 12, 12, 12.0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE("'" + row.text + "'");
@@ -75,40 +82,20 @@ TEST(StringUtility, NumberConversions) {
   EXPECT_EQ(StringUtility::toULong("1e999", 7), 4294967295u);
   EXPECT_EQ(StringUtility::toLong("1e300", 7), -1);
   EXPECT_EQ(StringUtility::toLong("-1e300", 7), 0);
-}
 
-TEST(StringUtility, ToBooleanReadsWordsAndFirstCharacters) {
-  for (const char* yes : {"true", "Yes", "t", "1", "10", "Tuesday", " on ", "ON"}) {
-    SCOPED_TRACE(yes);
-    EXPECT_TRUE(StringUtility::toBoolean(yes, false));
+  for (const char* yes : {"true", "Yes", "t", "10", "Tuesday", " on "}) {
+    EXPECT_TRUE(StringUtility::toBoolean(yes, false)) << yes;
   }
-  for (const char* no : {"false", "no", "None", "0.5", "F", "off", "\tOFF\n"}) {
-    SCOPED_TRACE(no);
-    EXPECT_FALSE(StringUtility::toBoolean(no, true));
+  for (const char* no : {"false", "None", "0.5", "off", "\tOFF\n"}) {
+    EXPECT_FALSE(StringUtility::toBoolean(no, true)) << no;
   }
-  for (const char* other : {"ONE", "OnE", "OFFLINE", "x", "", "   "}) {
-    SCOPED_TRACE(other);
-    EXPECT_TRUE(StringUtility::toBoolean(other, true));
-    EXPECT_FALSE(StringUtility::toBoolean(other, false));
+  for (const char* other : {"ONE", "OFFLINE", "x", "", "   "}) {  // the default
+    EXPECT_TRUE(StringUtility::toBoolean(other, true) && !StringUtility::toBoolean(other, false))
+        << other;
   }
 }
 
-TEST(StringUtility, MatchString) {
-  using Match = std::pair<std::size_t, std::size_t>;
-  EXPECT_EQ(matchString("xxABCxx", "abc", true), Match(2, 3));
-  EXPECT_EQ(matchString("xxABCxx", "abc", false), Match(npos, 0));
-  EXPECT_EQ(matchString("xxABCxx", "", false), Match(0, 0));
-  EXPECT_EQ(matchString("", "a", true), Match(npos, 0));
-  // start counts only when case is ignored.
-  EXPECT_EQ(matchString(3, "abcabc", "abc", true), Match(3, 3));
-  EXPECT_EQ(matchString(4, "abcabc", "ABC", true), Match(npos, 0));
-  EXPECT_EQ(matchString(4, "abcabc", "abc", false), Match(0, 3));
-  EXPECT_EQ(matchString(-1, "abc", "a", true), Match(npos, 0));
-  EXPECT_EQ(matchString(99, "abc", "a", true), Match(npos, 0));
-  EXPECT_EQ(matchString(3, "abc", "", true), Match(3, 0));
-}
-
-TEST(StringUtility, ReplaceStringRestartsFromTheBeginning) {
+TEST(StringUtility, EditingTexts) {
   struct Row {
     std::string text, from, to;
     bool ignoreCase;
@@ -117,13 +104,11 @@ TEST(StringUtility, ReplaceStringRestartsFromTheBeginning) {
     std::uint32_t count;
   };
   const Row rows[] = {
-      {"aaa", "a", "aa", false, 1000, "aaaaaa", 3},  // bounded by the original length
-      {"a-b-c", "-", "+", false, 1000, "a+b+c", 2},
+      {"aaa", "a", "aa", false, 1000, "aaaaaa", 3},  // restarts, bounded by the original length
       {"a-b-c", "-", "+", false, 1, "a+b-c", 1},
       {"a-b-c", "-", "+", false, 0, "a-b-c", 0},
       {"xAbx", "ab", "_", true, 10, "x_x", 1},
       {"xAbx", "ab", "_", false, 10, "xAbx", 0},
-      {"", "a", "b", false, 10, "", 0},
       {"abc", "", "-", false, 10, "---abc", 3},  // an empty pattern matches at the front
       {"::::", "::", ".", false, 10, "..", 2},
   };
@@ -133,44 +118,23 @@ TEST(StringUtility, ReplaceStringRestartsFromTheBeginning) {
     EXPECT_EQ(replaceString(text, row.from, row.to, row.ignoreCase, row.maxCount), row.count);
     EXPECT_EQ(text, row.expected);
   }
-}
+  const std::pair<std::uint32_t, std::string> cuts[] = {
+      {8, "abc...ij"}, {9, "abc...hij"}, {10, "abcdefghij"}, {3, "..."}, {2, ""}};
+  for (const auto& [maxLength, expected] : cuts) {
+    EXPECT_EQ(truncateStringForDisplay("abcdefghij", "...", maxLength), expected) << maxLength;
+  }
+  EXPECT_EQ(truncateStringForDisplay("ab", "......", 2), "ab");
 
-TEST(StringUtility, BlanksAndCase) {
   const std::string blanks = " \t\n\v\f\r";
-  const std::string text = blanks + "a b" + blanks;
-  EXPECT_EQ(skipSpaces(text), "a b" + blanks);
-  EXPECT_EQ(trimSpaces(text), blanks + "a b");
-  EXPECT_EQ(chopSpaces(text), "a b");
+  EXPECT_EQ(skipSpaces(blanks + "a b" + blanks), "a b" + blanks);
+  EXPECT_EQ(trimSpaces(blanks + "a b" + blanks), blanks + "a b");
   EXPECT_EQ(chopSpaces(blanks), "");
   EXPECT_EQ(toUpper("aZ1\xE4\0b"s), "AZ1\xE4\0B"s);
   EXPECT_EQ(toLower("AZ1\xC4\0B"s), "az1\xC4\0b"s);
-  EXPECT_TRUE(endsWith("Server.LOG", ".log", true));
-  EXPECT_FALSE(endsWith("Server.LOG", ".log", false));
-  EXPECT_FALSE(endsWith("c", "abc", true));
-  EXPECT_TRUE(beginsWithNoCase("Status.Filter", "STATUS."));
-  EXPECT_FALSE(beginsWithNoCase("ab", "abc"));
-}
 
-TEST(StringUtility, TruncateStringForDisplay) {
-  struct Row { std::string text, marker; std::uint32_t maxLength; std::string expected; };
-  const Row rows[] = {
-      {"abcdefghij", "...", 8, "abc...ij"},   {"abcdefghij", "...", 9, "abc...hij"},
-      {"abcdefghij", "...", 10, "abcdefghij"}, {"abcdefghij", "...", 3, "..."},
-      {"abcdefghij", "...", 2, ""},           {"ab", "......", 2, "ab"},
-      {"abcdefghij", "", 1, "a"},             {"abcdefghij", "~", 0, ""},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.maxLength);
-    EXPECT_EQ(truncateStringForDisplay(row.text, row.marker, row.maxLength), row.expected);
-  }
-}
-
-TEST(StringUtility, Split) {
   using Tokens = std::vector<std::string>;
   EXPECT_EQ(split("a,,b; c", ",;"), (Tokens{"a", "b", " c"}));
   EXPECT_EQ(split(",,,", ","), Tokens{});
-  EXPECT_EQ(split("", ","), Tokens{});
-  EXPECT_EQ(split(",a,", ","), Tokens{"a"});
   EXPECT_EQ(split("a b", ""), Tokens{"a b"});
   EXPECT_EQ(split("a\0b"s, "\0"s), (Tokens{"a", "b"}));
 }
@@ -178,14 +142,9 @@ TEST(StringUtility, Split) {
 TEST(StringUtility, PathsFollowTheWindowsRules) {
   struct Row { std::string path, directory, name; };
   const Row rows[] = {
-      {"C:\\data\\a.txt", "C:\\data\\", "a.txt"},
-      {"C:a.txt", "C:", "a.txt"},
-      {"/var/log/rdx.log", "/var/log/", "rdx.log"},
-      {"dir\\sub/file", "dir\\sub/", "file"},
-      {"a.txt", "", "a.txt"},
-      {"C:\\", "C:\\", ""},
-      {"\\\\host\\share\\f", "\\\\host\\share\\", "f"},
-      {"", "", ""},
+      {"C:\\data\\a.txt", "C:\\data\\", "a.txt"}, {"C:a.txt", "C:", "a.txt"},
+      {"dir\\sub/file", "dir\\sub/", "file"},     {"a.txt", "", "a.txt"},
+      {"\\\\host\\share\\f", "\\\\host\\share\\", "f"}, {"", "", ""},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.path);
@@ -197,22 +156,15 @@ TEST(StringUtility, PathsFollowTheWindowsRules) {
   EXPECT_EQ(splitPath(longPath, '\\'), std::make_pair(std::string(), longPath.substr(0, 260)));
   EXPECT_EQ(getPath(longPath), std::string(300, 'a') + "\\");
 
-  EXPECT_EQ(renameExtension("C:\\logs\\server.log", "bak"), "C:\\logs\\server.bak");
   EXPECT_EQ(renameExtension("server", "bak"), "server.bak");
   EXPECT_EQ(renameExtension("a.b.c", ""), "a.b");
   EXPECT_EQ(renameExtension("C:\\old.dir\\readme", "bak"), "C:\\old.bak");
-}
 
-TEST(StringUtility, FileExistenceAndTime) {
-  const std::filesystem::path folder = std::filesystem::temp_directory_path();
-  EXPECT_TRUE(doesFileExist(folder.string()));
-  EXPECT_FALSE(doesFileExist((folder / "rdx-no-such-file-4711").string()));
+  const std::string folder = std::filesystem::temp_directory_path().string();
+  EXPECT_TRUE(doesFileExist(folder));
+  EXPECT_FALSE(doesFileExist(folder + "/rdx-no-such-file-4711"));
   EXPECT_FALSE(doesFileExist(""));
-  EXPECT_TRUE(doesFileExist(folder.string() + "\0junk"s));  // read up to the NUL
-
-  const std::string now = getFormattedTime();
-  EXPECT_TRUE(std::regex_match(now, std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})")))
-      << now;
+  EXPECT_TRUE(doesFileExist(folder + "\0junk"s));  // read up to the NUL
 }
 
 }  // namespace

