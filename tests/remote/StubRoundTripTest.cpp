@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "StubTestServer.h"
+#include "TestServer.h"
 #include "platform/os/LastError.h"
 #include "remote/stubs/ServerAutoBindClient.h"
 #include "remote/stubs/ServerCoreClient.h"
@@ -100,8 +100,9 @@ class StubRoundTrip : public ::testing::Test {
   Core core_;
   Provider provider_;
   AutoBind autoBind_;
-  test::StubTestServer server_{&core_, &provider_, &autoBind_};
-  void* binding_ = server_.Binding();
+  test::TestServer server_{&core_, &provider_, &autoBind_};
+  test::Binding binding{server_};
+  void* binding_ = binding.h;
 };
 
 TEST_F(StubRoundTrip, StringsSmallsLongsDoublesAndEnums) {

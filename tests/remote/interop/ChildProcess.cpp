@@ -1,17 +1,11 @@
 #include "ChildProcess.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <csignal>
 #include <cstring>
-#include <random>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
-#include <poll.h>
 #include <spawn.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -109,11 +103,6 @@ std::optional<std::string> ChildProcess::WaitForLine(const std::string& needle,
   return found;
 }
 
-bool ChildProcess::WaitForOutputEnd(std::chrono::milliseconds timeout) {
-  std::unique_lock lock(linesLock_);
-  return linesChanged_.wait_for(lock, timeout, [&] { return outputEnded_; });
-}
-
 std::string ChildProcess::Output() const {
   std::lock_guard lock(linesLock_);
   std::string all;
@@ -150,60 +139,12 @@ int ChildProcess::Stop(int signal, std::chrono::milliseconds timeout) {
   return *exitStatus_;
 }
 
-bool ChildProcess::Pause() {
-  if (exitStatus_ || kill(pid_, SIGSTOP) != 0) return false;
-  // The kernel reports the stop only once the whole thread group has stopped.
-  int status = 0;
-  for (;;) {
-    const pid_t done = waitpid(pid_, &status, WUNTRACED);
-    if (done == pid_ && WIFSTOPPED(status)) return true;
-    if (done == pid_) {
-      exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-      return false;
-    }
-    if (errno != EINTR) return false;
-  }
-}
-
 void ChildProcess::Kill() {
   if (exitStatus_) return;
   kill(pid_, SIGKILL);
   int status = 0;
   waitpid(pid_, &status, 0);
   exitStatus_ = 128 + SIGKILL;
-}
-
-std::uint16_t FreeLoopbackPort() {
-  // Below the kernel's ephemeral range (32768 and up), so that a port we checked and let go
-  // cannot be handed to another test's bind(0) before our server takes it.
-  static std::mt19937 pick(std::random_device{}());
-  std::uniform_int_distribution<int> range(20000, 32000);
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    const auto port = static_cast<std::uint16_t>(range(pick));
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return 0;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    const bool free = bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    close(fd);
-    if (free) return port;
-  }
-  return 0;
-}
-
-std::unique_ptr<ChildProcess> StartRefServer(std::uint16_t port,
-                                             const std::vector<std::string>& extraArgs,
-                                             const std::vector<std::string>& environment) {
-  std::vector<std::string> argv = {RDX_REFSERVER_PATH, "--tcp", std::to_string(port)};
-  argv.insert(argv.end(), extraArgs.begin(), extraArgs.end());
-  auto server = ChildProcess::Start(argv, environment);
-  if (server && !server->WaitForLine("listening", std::chrono::seconds(20))) {
-    std::fprintf(stderr, "rdx-refserver did not start:\n%s", server->Output().c_str());
-    server.reset();
-  }
-  return server;
 }
 
 }  // namespace rdx::testing

@@ -1,12 +1,11 @@
 #pragma once
-// A program started by an interoperability test: the reference server, Impacket's server
-// script, a packet capture. Its standard output and error are collected line by line on a
-// reader thread, so the child never blocks on a full pipe and the test can wait for a line.
+// A program started by an interoperability test (Impacket's server script). Its standard
+// output and error are collected line by line on a reader thread, so the child never blocks
+// on a full pipe and the test can wait for a line.
 // The destructor stops the child (SIGTERM, then SIGKILL), so no test leaves one behind.
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -30,9 +29,6 @@ class ChildProcess {
   // or when the child's output ended first.
   std::optional<std::string> WaitForLine(const std::string& needle,
                                          std::chrono::milliseconds timeout);
-  // Waits until the child's output has ended (it exited and so did anything holding its
-  // output); false on time-out.
-  bool WaitForOutputEnd(std::chrono::milliseconds timeout);
   // All output so far, one line each.
   std::string Output() const;
   // Closes the child's standard input (a child that serves until stdin ends then exits).
@@ -40,12 +36,8 @@ class ChildProcess {
   // Sends `signal` and waits up to `timeout` for the exit; SIGKILL after that. Returns the
   // exit status (signal number + 128 when killed by one), or -1 when it had to be killed.
   int Stop(int signal, std::chrono::milliseconds timeout);
-  // Stops the child with SIGSTOP and returns once every one of its threads has stopped
-  // (a peer that hangs); false when that could not be observed.
-  bool Pause();
   // Kills at once with SIGKILL (a crashed peer).
   void Kill();
-  int Pid() const { return pid_; }
 
  private:
   ChildProcess() = default;
@@ -61,14 +53,5 @@ class ChildProcess {
   bool outputEnded_ = false;
   std::thread reader_;
 };
-
-// A loopback TCP port that nothing listens on at the moment of asking.
-std::uint16_t FreeLoopbackPort();
-
-// rdx-refserver on `port` (plus `extraArgs`), once it reports that it listens; null when it
-// did not within 20 s (its output is then printed).
-std::unique_ptr<ChildProcess> StartRefServer(std::uint16_t port,
-                                             const std::vector<std::string>& extraArgs = {},
-                                             const std::vector<std::string>& environment = {});
 
 }  // namespace rdx::testing

@@ -1,0 +1,53 @@
+#include "TestServer.h"
+
+#include <stdexcept>
+
+#include <rdx/remote/RpcHandle.h>
+
+namespace rdx::rpc::test {
+
+using namespace QUORVAN::Rendix;
+
+TestServer::TestServer(std::vector<ServerInterface*> interfaces, std::size_t maxConnections)
+    : interfaces_(std::move(interfaces)) {
+  Start(maxConnections);
+}
+
+TestServer::TestServer(ServerCore::IServerCoreManager* core,
+                       ServiceProvider::IServiceProviderManager* provider,
+                       ServerCore::IServerAutoBindManager* autoBind) {
+  for (void* spec : {ServerCore::CreateServerCoreInterfaceSpec(core),
+                     ServiceProvider::CreateServiceProviderInterfaceSpec(provider),
+                     ServerCore::CreateServerAutoBindInterfaceSpec(autoBind)}) {
+    if (spec == nullptr) continue;
+    owned_.push_back(spec);
+    interfaces_.push_back(static_cast<ServerInterface*>(spec));
+  }
+  Start(0);
+}
+
+void TestServer::Start(std::size_t maxConnections) {
+  if (maxConnections != 0) server_.SetLimits(300, maxConnections);
+  for (ServerInterface* entry : interfaces_) server_.RegisterInterface(entry);
+  if (server_.UseTcpPort(0, port_) != 0 || server_.Listen() != 0) {
+    for (void* spec : owned_) ServerCore::DestroyServerCoreInterfaceSpec(spec);
+    throw std::runtime_error("test server cannot listen");
+  }
+}
+
+TestServer::~TestServer() {
+  server_.StopListening();
+  for (void* spec : owned_) ServerCore::DestroyServerCoreInterfaceSpec(spec);
+}
+
+Binding::Binding(std::string host, std::string endpoint, std::string protocol) {
+  std::string ignored;
+  auto text = [](std::string& s) { return reinterpret_cast<unsigned char*>(s.data()); };
+  h = GeneralUtilityLib::GetRpcHandle(text(host), text(endpoint), text(protocol), ignored);
+}
+
+Binding::~Binding() {
+  if (h != nullptr) GeneralUtilityLib::FreeRpcHandle(h);
+}
+
+}  // namespace rdx::rpc::test
