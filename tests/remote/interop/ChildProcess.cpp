@@ -2,9 +2,10 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstring>
+#include <thread>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,10 +16,9 @@ namespace rdx::testing {
 
 std::unique_ptr<ChildProcess> ChildProcess::Start(const std::vector<std::string>& argv,
                                                   const std::vector<std::string>& extraEnvironment) {
-  if (argv.empty()) return nullptr;
   int input[2];
   int output[2];
-  if (pipe2(input, O_CLOEXEC) != 0) return nullptr;
+  if (argv.empty() || pipe2(input, O_CLOEXEC) != 0) return nullptr;
   if (pipe2(output, O_CLOEXEC) != 0) {
     close(input[0]);
     close(input[1]);
@@ -29,19 +29,17 @@ std::unique_ptr<ChildProcess> ChildProcess::Start(const std::vector<std::string>
   posix_spawn_file_actions_adddup2(&actions, input[0], 0);
   posix_spawn_file_actions_adddup2(&actions, output[1], 1);
   posix_spawn_file_actions_adddup2(&actions, output[1], 2);
-
   std::vector<char*> args;
   for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
-  std::vector<std::string> envText;
+  std::vector<std::string> envText(extraEnvironment);
   for (char** e = environ; *e != nullptr; ++e) envText.emplace_back(*e);
-  envText.insert(envText.end(), extraEnvironment.begin(), extraEnvironment.end());
   std::vector<char*> env;
   for (std::string& entry : envText) env.push_back(entry.data());
   env.push_back(nullptr);
 
   pid_t pid = -1;
-  const int spawned = posix_spawn(&pid, argv[0].c_str(), &actions, nullptr, args.data(), env.data());
+  const int spawned = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), env.data());
   posix_spawn_file_actions_destroy(&actions);
   close(input[0]);
   close(output[1]);
@@ -54,72 +52,41 @@ std::unique_ptr<ChildProcess> ChildProcess::Start(const std::vector<std::string>
   child->pid_ = pid;
   child->inputFd_ = input[1];
   child->outputFd_ = output[0];
-  child->reader_ = std::thread([raw = child.get()] { raw->ReadOutput(); });
   return child;
 }
 
 ChildProcess::~ChildProcess() {
-  if (!exitStatus_) Stop(SIGTERM, std::chrono::seconds(10));
-  CloseInput();
-  if (reader_.joinable()) reader_.join();
-  if (outputFd_ >= 0) close(outputFd_);
-}
-
-void ChildProcess::ReadOutput() {
-  std::string partial;
-  char chunk[4096];
-  for (;;) {
-    const ssize_t got = read(outputFd_, chunk, sizeof chunk);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
-    partial.append(chunk, static_cast<std::size_t>(got));
-    std::size_t end;
-    std::lock_guard lock(linesLock_);
-    while ((end = partial.find('\n')) != std::string::npos) {
-      lines_.push_back(partial.substr(0, end));
-      partial.erase(0, end + 1);
-    }
-    linesChanged_.notify_all();
-  }
-  std::lock_guard lock(linesLock_);
-  if (!partial.empty()) lines_.push_back(partial);
-  outputEnded_ = true;
-  linesChanged_.notify_all();
+  Stop(std::chrono::seconds(10));
+  close(outputFd_);
 }
 
 std::optional<std::string> ChildProcess::WaitForLine(const std::string& needle,
                                                      std::chrono::milliseconds timeout) {
-  std::unique_lock lock(linesLock_);
-  std::optional<std::string> found;
-  linesChanged_.wait_for(lock, timeout, [&] {
-    for (const std::string& line : lines_) {
-      if (line.find(needle) != std::string::npos) {
-        found = line;
-        return true;
-      }
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (;;) {
+    for (std::size_t end; (end = output_.find('\n', searched_)) != std::string::npos;) {
+      std::string line = output_.substr(searched_, end - searched_);
+      searched_ = end + 1;
+      if (line.find(needle) != std::string::npos) return line;
     }
-    return outputEnded_;
-  });
-  return found;
-}
-
-std::string ChildProcess::Output() const {
-  std::lock_guard lock(linesLock_);
-  std::string all;
-  for (const std::string& line : lines_) all += line + "\n";
-  return all;
-}
-
-void ChildProcess::CloseInput() {
-  if (inputFd_ >= 0) {
-    close(inputFd_);
-    inputFd_ = -1;
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    pollfd ready{outputFd_, POLLIN, 0};
+    if (left.count() <= 0 || poll(&ready, 1, static_cast<int>(left.count())) <= 0) {
+      return std::nullopt;
+    }
+    char chunk[4096];
+    const ssize_t got = read(outputFd_, chunk, sizeof chunk);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return std::nullopt;  // every writer has gone
+    output_.append(chunk, static_cast<std::size_t>(got));
   }
 }
 
-int ChildProcess::Stop(int signal, std::chrono::milliseconds timeout) {
+int ChildProcess::Stop(std::chrono::milliseconds timeout) {
+  if (inputFd_ >= 0) close(inputFd_);
+  inputFd_ = -1;
   if (exitStatus_) return *exitStatus_;
-  kill(pid_, signal);
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   int status = 0;
   for (;;) {
@@ -129,22 +96,13 @@ int ChildProcess::Stop(int signal, std::chrono::milliseconds timeout) {
     if (std::chrono::steady_clock::now() >= deadline) {
       kill(pid_, SIGKILL);
       waitpid(pid_, &status, 0);
-      exitStatus_ = -1;
-      return -1;
+      return *(exitStatus_ = -1);
     }
     // No child-exit notification to block on without owning SIGCHLD process-wide: poll.
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return *exitStatus_;
-}
-
-void ChildProcess::Kill() {
-  if (exitStatus_) return;
-  kill(pid_, SIGKILL);
-  int status = 0;
-  waitpid(pid_, &status, 0);
-  exitStatus_ = 128 + SIGKILL;
 }
 
 }  // namespace rdx::testing

@@ -7,7 +7,7 @@ so the server cannot outlive it).
 The answers echo what the server decoded with Impacket's NDR classes, so a test on our side
 sees any byte our stubs put wrong:
   ServerCore 0 GetVersion            "1.0.0.2", 1
-  ServerCore 1 Op1                   prints "HANG" and never answers (a server that dies mid-call)
+  ServerCore 1 Op1                   the process kills itself: a server dead mid-call
   ServerCore 5 QueryText             text "echo:" + query through the size protocol
   ServerCore 11 AddServiceProvider   error "<name> n=<n> len=<bytes> sum=<byte sum>", 1
   Provider 0 Ping                    1
@@ -18,6 +18,8 @@ Stock DCERPCServer mishandles fragmented requests (it keeps only the last fragme
 fragmented answers (it never rewrites frag_length, and puts the opnum into cancel_count), so
 this harness reassembles requests itself and only ever answers in one fragment."""
 
+import os
+import signal
 import struct
 import sys
 import threading
@@ -73,9 +75,8 @@ def core_add_service_provider(stub):
     return ndr_string(put_string(summary, req.fields['error']['ActualCount'])) + b'\x01'
 
 
-def core_hang(stub):
-    print('HANG', flush=True)
-    threading.Event().wait()
+def core_die(stub):
+    os.kill(os.getpid(), signal.SIGKILL)
 
 
 def provider_ping(stub):
@@ -171,7 +172,7 @@ class FixedServer(DCERPCServer):
 
 
 def main():
-    core = FixedServer(s.SERVER_CORE, {0: core_get_version, 1: core_hang, 5: core_query_text,
+    core = FixedServer(s.SERVER_CORE, {0: core_get_version, 1: core_die, 5: core_query_text,
                                        11: core_add_service_provider})
     provider = FixedServer(s.SERVICE_PROVIDER, {0: provider_ping, 8: provider_set_aoi,
                                                 11: provider_stream_image_buffer})
