@@ -15,6 +15,7 @@
 #include "platform/os/LastError.h"
 #include "remote/EchoInterface.h"
 #include "remote/TestServer.h"
+#include "remote/runtime/RpcServer.h"
 
 namespace rdx::rpc::test {
 namespace {

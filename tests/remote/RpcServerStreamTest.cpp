@@ -8,6 +8,7 @@
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/PduStream.h"
 #include "remote/TestServer.h"
+#include "remote/runtime/RpcServer.h"
 
 namespace rdx::rpc::test {
 namespace {

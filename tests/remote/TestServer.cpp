@@ -4,18 +4,21 @@
 
 #include <rdx/remote/RpcHandle.h>
 
+#include "remote/runtime/RpcServer.h"
+
 namespace rdx::rpc::test {
 
 using namespace QUORVAN::Rendix;
 
 TestServer::TestServer(std::vector<ServerInterface*> interfaces, std::size_t maxConnections)
-    : interfaces_(std::move(interfaces)) {
+    : interfaces_(std::move(interfaces)), server_(std::make_unique<RpcServer>()) {
   Start(maxConnections);
 }
 
 TestServer::TestServer(ServerCore::IServerCoreManager* core,
                        ServiceProvider::IServiceProviderManager* provider,
-                       ServerCore::IServerAutoBindManager* autoBind) {
+                       ServerCore::IServerAutoBindManager* autoBind)
+    : server_(std::make_unique<RpcServer>()) {
   for (void* spec : {ServerCore::CreateServerCoreInterfaceSpec(core),
                      ServiceProvider::CreateServiceProviderInterfaceSpec(provider),
                      ServerCore::CreateServerAutoBindInterfaceSpec(autoBind)}) {
@@ -27,16 +30,16 @@ TestServer::TestServer(ServerCore::IServerCoreManager* core,
 }
 
 void TestServer::Start(std::size_t maxConnections) {
-  if (maxConnections != 0) server_.SetLimits(300, maxConnections);
-  for (ServerInterface* entry : interfaces_) server_.RegisterInterface(entry);
-  if (server_.UseTcpPort(0, port_) != 0 || server_.Listen() != 0) {
+  if (maxConnections != 0) server_->SetLimits(300, maxConnections);
+  for (ServerInterface* entry : interfaces_) server_->RegisterInterface(entry);
+  if (server_->UseTcpPort(0, port_) != 0 || server_->Listen() != 0) {
     for (void* spec : owned_) ServerCore::DestroyServerCoreInterfaceSpec(spec);
     throw std::runtime_error("test server cannot listen");
   }
 }
 
 TestServer::~TestServer() {
-  server_.StopListening();
+  server_->StopListening();
   for (void* spec : owned_) ServerCore::DestroyServerCoreInterfaceSpec(spec);
 }
 

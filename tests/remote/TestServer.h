@@ -4,6 +4,7 @@
 // free themselves.
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,11 @@
 #include <rdx/remote/IServerCoreManager.h>
 #include <rdx/remote/IServiceProviderManager.h>
 
-#include "remote/runtime/RpcServer.h"
+#include "remote/runtime/RpcRuntime.h"
+
+namespace rdx::rpc {
+class RpcServer;  // kept out of this header: its PDU constants clash with the stubs' ones
+}
 
 namespace rdx::rpc::test {
 
@@ -27,7 +32,7 @@ class TestServer {
   TestServer(const TestServer&) = delete;
   TestServer& operator=(const TestServer&) = delete;
 
-  RpcServer& Server() { return server_; }
+  RpcServer& Server() { return *server_; }
   std::uint16_t Port() const { return port_; }
   std::string Endpoint() const { return std::to_string(port_); }
 
@@ -36,7 +41,7 @@ class TestServer {
 
   std::vector<ServerInterface*> interfaces_;
   std::vector<void*> owned_;  // interface descriptions made for the managers
-  RpcServer server_;
+  std::unique_ptr<RpcServer> server_;
   std::uint16_t port_ = 0;
 };
 
