@@ -114,10 +114,6 @@ TEST_F(RpcCall, FailuresArriveAsStatusesWithTexts) {
        "The interface is unknown."},
       {"newer minor version", "127.0.0.1", Port(), "ncacn_ip_tcp", newerMinor, 0, {}, 1717,
        "The interface is unknown."},
-      {"bad stub data fault", "127.0.0.1", Port(), "ncacn_ip_tcp", EchoSyntax(), 2,
-       Request(0x6f7, 0), 1783, "The stub received bad data."},
-      {"manager status passes through", "127.0.0.1", Port(), "ncacn_ip_tcp", EchoSyntax(), 2,
-       Request(5, 0), 5, "Access is denied."},
       {"no endpoint", "127.0.0.1", "", "ncacn_ip_tcp", EchoSyntax(), 0, {}, 1753,
        "There are no more endpoints available from the endpoint mapper."},
   };
