@@ -19,12 +19,12 @@ TestServer::TestServer(ServerCore::IServerCoreManager* core,
                        ServiceProvider::IServiceProviderManager* provider,
                        ServerCore::IServerAutoBindManager* autoBind)
     : server_(std::make_unique<RpcServer>()) {
-  for (void* spec : {ServerCore::CreateServerCoreInterfaceSpec(core),
+  for (void* description : {ServerCore::CreateServerCoreInterfaceSpec(core),
                      ServiceProvider::CreateServiceProviderInterfaceSpec(provider),
                      ServerCore::CreateServerAutoBindInterfaceSpec(autoBind)}) {
-    if (spec == nullptr) continue;
-    owned_.push_back(spec);
-    interfaces_.push_back(static_cast<ServerInterface*>(spec));
+    if (description == nullptr) continue;
+    owned_.push_back(description);
+    interfaces_.push_back(static_cast<ServerInterface*>(description));
   }
   Start(0);
 }
@@ -33,14 +33,14 @@ void TestServer::Start(std::size_t maxConnections) {
   if (maxConnections != 0) server_->SetLimits(300, maxConnections);
   for (ServerInterface* entry : interfaces_) server_->RegisterInterface(entry);
   if (server_->UseTcpPort(0, port_) != 0 || server_->Listen() != 0) {
-    for (void* spec : owned_) ServerCore::DestroyServerCoreInterfaceSpec(spec);
+    for (void* description : owned_) ServerCore::DestroyServerCoreInterfaceSpec(description);
     throw std::runtime_error("test server cannot listen");
   }
 }
 
 TestServer::~TestServer() {
   server_->StopListening();
-  for (void* spec : owned_) ServerCore::DestroyServerCoreInterfaceSpec(spec);
+  for (void* description : owned_) ServerCore::DestroyServerCoreInterfaceSpec(description);
 }
 
 Binding::Binding(std::string host, std::string endpoint, std::string protocol) {
