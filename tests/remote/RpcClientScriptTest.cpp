@@ -7,10 +7,10 @@
 #include <thread>
 
 #include <rdx/remote/RpcExceptionFrame.h>
-#include <rdx/remote/RpcHandle.h>
 
 #include "platform/os/StreamSocket.h"
 #include "remote/EchoInterface.h"
+#include "remote/TestServer.h"
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/PduStream.h"
 
@@ -124,20 +124,15 @@ TEST(RpcClientScript, CallerSeesTheStatusOfEachServerBehaviour) {
   for (const Script& script : scripts) {
     SCOPED_TRACE(script.name);
     ScriptedServer server(script);
-    std::string host = "127.0.0.1", endpoint = std::to_string(server.Port()),
-                protocol = "ncacn_ip_tcp", ignored;
-    void* handle = gul::GetRpcHandle(reinterpret_cast<unsigned char*>(host.data()),
-                                     reinterpret_cast<unsigned char*>(endpoint.data()),
-                                     reinterpret_cast<unsigned char*>(protocol.data()), ignored);
-    ASSERT_NE(handle, nullptr);
+    Binding binding("127.0.0.1", std::to_string(server.Port()));
+    ASSERT_NE(binding.h, nullptr);
     Bytes answer;
     // A request longer than one fragment, so the script also sees reassembly.
     const Bytes request(7000, 0x42);
     const std::int32_t status = gul::RunInRpcExceptionFrame(
-        [&] { answer = CallRemote(handle, EchoSyntax(), 0, request); });
+        [&] { answer = CallRemote(binding.h, EchoSyntax(), 0, request); });
     EXPECT_EQ(status, script.status);
     EXPECT_EQ(answer, status == 0 ? script.answer : Bytes{});
-    gul::FreeRpcHandle(handle);
   }
 }
 

@@ -7,6 +7,7 @@
 #include "remote/EchoInterface.h"
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/PduStream.h"
+#include "remote/TestServer.h"
 #include "remote/runtime/RpcServer.h"
 
 namespace rdx::rpc::test {
@@ -40,13 +41,7 @@ bool ReadUntilClosed(os::StreamSocket& socket, Bytes& received) {
 
 class RpcServerStream : public ::testing::Test {
  protected:
-  void SetUp() override {
-    server_.SetLimits(300, 3);
-    server_.RegisterInterface(&echo_);
-    ASSERT_EQ(server_.UseTcpPort(0, port_), 0u);
-    ASSERT_EQ(server_.Listen(), 0u);
-  }
-  os::StreamSocket Connect() { return os::StreamSocket::ConnectTcp("127.0.0.1", port_); }
+  os::StreamSocket Connect() { return os::StreamSocket::ConnectTcp("127.0.0.1", server_.Port()); }
 
   // A bound connection answers an echo call.
   void ExpectServing() {
@@ -65,8 +60,7 @@ class RpcServerStream : public ::testing::Test {
   }
 
   EchoInterface echo_;
-  RpcServer server_;
-  std::uint16_t port_ = 0;
+  TestServer server_{{&echo_}, 3};
 };
 
 TEST_F(RpcServerStream, EndsBrokenStreamsWithoutAnAnswer) {

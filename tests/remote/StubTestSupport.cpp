@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <sstream>
 
-namespace rdx::test {
+namespace rdx::rpc::test {
 
 using rpc::ParamKind;
 
@@ -124,4 +124,4 @@ std::string DescribeServerCall(const rpc::OperationShape& op, rpc::ServerCall& c
   return text;
 }
 
-}  // namespace rdx::test
+}  // namespace rdx::rpc::test

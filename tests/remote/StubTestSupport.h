@@ -10,7 +10,7 @@
 #include "remote/stubs/ClientCall.h"
 #include "remote/stubs/ServerCall.h"
 
-namespace rdx::test {
+namespace rdx::rpc::test {
 
 // "05 00 0b" -> bytes; whitespace is ignored.
 std::vector<std::uint8_t> Hex(const std::string& listing);
@@ -33,4 +33,4 @@ struct ClientArgs {
 // The in and in/out arguments a server call received, "," between them.
 std::string DescribeServerCall(const rpc::OperationShape& op, rpc::ServerCall& call);
 
-}  // namespace rdx::test
+}  // namespace rdx::rpc::test

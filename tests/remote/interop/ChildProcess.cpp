@@ -1,17 +1,12 @@
 #include "ChildProcess.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <csignal>
-#include <cstring>
-#include <random>
+#include <thread>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,10 +16,9 @@ namespace rdx::testing {
 
 std::unique_ptr<ChildProcess> ChildProcess::Start(const std::vector<std::string>& argv,
                                                   const std::vector<std::string>& extraEnvironment) {
-  if (argv.empty()) return nullptr;
   int input[2];
   int output[2];
-  if (pipe2(input, O_CLOEXEC) != 0) return nullptr;
+  if (argv.empty() || pipe2(input, O_CLOEXEC) != 0) return nullptr;
   if (pipe2(output, O_CLOEXEC) != 0) {
     close(input[0]);
     close(input[1]);
@@ -35,19 +29,17 @@ std::unique_ptr<ChildProcess> ChildProcess::Start(const std::vector<std::string>
   posix_spawn_file_actions_adddup2(&actions, input[0], 0);
   posix_spawn_file_actions_adddup2(&actions, output[1], 1);
   posix_spawn_file_actions_adddup2(&actions, output[1], 2);
-
   std::vector<char*> args;
   for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
-  std::vector<std::string> envText;
+  std::vector<std::string> envText(extraEnvironment);
   for (char** e = environ; *e != nullptr; ++e) envText.emplace_back(*e);
-  envText.insert(envText.end(), extraEnvironment.begin(), extraEnvironment.end());
   std::vector<char*> env;
   for (std::string& entry : envText) env.push_back(entry.data());
   env.push_back(nullptr);
 
   pid_t pid = -1;
-  const int spawned = posix_spawn(&pid, argv[0].c_str(), &actions, nullptr, args.data(), env.data());
+  const int spawned = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), env.data());
   posix_spawn_file_actions_destroy(&actions);
   close(input[0]);
   close(output[1]);
@@ -60,77 +52,41 @@ std::unique_ptr<ChildProcess> ChildProcess::Start(const std::vector<std::string>
   child->pid_ = pid;
   child->inputFd_ = input[1];
   child->outputFd_ = output[0];
-  child->reader_ = std::thread([raw = child.get()] { raw->ReadOutput(); });
   return child;
 }
 
 ChildProcess::~ChildProcess() {
-  if (!exitStatus_) Stop(SIGTERM, std::chrono::seconds(10));
-  CloseInput();
-  if (reader_.joinable()) reader_.join();
-  if (outputFd_ >= 0) close(outputFd_);
-}
-
-void ChildProcess::ReadOutput() {
-  std::string partial;
-  char chunk[4096];
-  for (;;) {
-    const ssize_t got = read(outputFd_, chunk, sizeof chunk);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
-    partial.append(chunk, static_cast<std::size_t>(got));
-    std::size_t end;
-    std::lock_guard lock(linesLock_);
-    while ((end = partial.find('\n')) != std::string::npos) {
-      lines_.push_back(partial.substr(0, end));
-      partial.erase(0, end + 1);
-    }
-    linesChanged_.notify_all();
-  }
-  std::lock_guard lock(linesLock_);
-  if (!partial.empty()) lines_.push_back(partial);
-  outputEnded_ = true;
-  linesChanged_.notify_all();
+  Stop(std::chrono::seconds(10));
+  close(outputFd_);
 }
 
 std::optional<std::string> ChildProcess::WaitForLine(const std::string& needle,
                                                      std::chrono::milliseconds timeout) {
-  std::unique_lock lock(linesLock_);
-  std::optional<std::string> found;
-  linesChanged_.wait_for(lock, timeout, [&] {
-    for (const std::string& line : lines_) {
-      if (line.find(needle) != std::string::npos) {
-        found = line;
-        return true;
-      }
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (;;) {
+    for (std::size_t end; (end = output_.find('\n', searched_)) != std::string::npos;) {
+      std::string line = output_.substr(searched_, end - searched_);
+      searched_ = end + 1;
+      if (line.find(needle) != std::string::npos) return line;
     }
-    return outputEnded_;
-  });
-  return found;
-}
-
-bool ChildProcess::WaitForOutputEnd(std::chrono::milliseconds timeout) {
-  std::unique_lock lock(linesLock_);
-  return linesChanged_.wait_for(lock, timeout, [&] { return outputEnded_; });
-}
-
-std::string ChildProcess::Output() const {
-  std::lock_guard lock(linesLock_);
-  std::string all;
-  for (const std::string& line : lines_) all += line + "\n";
-  return all;
-}
-
-void ChildProcess::CloseInput() {
-  if (inputFd_ >= 0) {
-    close(inputFd_);
-    inputFd_ = -1;
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    pollfd ready{outputFd_, POLLIN, 0};
+    if (left.count() <= 0 || poll(&ready, 1, static_cast<int>(left.count())) <= 0) {
+      return std::nullopt;
+    }
+    char chunk[4096];
+    const ssize_t got = read(outputFd_, chunk, sizeof chunk);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return std::nullopt;  // every writer has gone
+    output_.append(chunk, static_cast<std::size_t>(got));
   }
 }
 
-int ChildProcess::Stop(int signal, std::chrono::milliseconds timeout) {
+int ChildProcess::Stop(std::chrono::milliseconds timeout) {
+  if (inputFd_ >= 0) close(inputFd_);
+  inputFd_ = -1;
   if (exitStatus_) return *exitStatus_;
-  kill(pid_, signal);
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   int status = 0;
   for (;;) {
@@ -140,70 +96,13 @@ int ChildProcess::Stop(int signal, std::chrono::milliseconds timeout) {
     if (std::chrono::steady_clock::now() >= deadline) {
       kill(pid_, SIGKILL);
       waitpid(pid_, &status, 0);
-      exitStatus_ = -1;
-      return -1;
+      return *(exitStatus_ = -1);
     }
     // No child-exit notification to block on without owning SIGCHLD process-wide: poll.
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return *exitStatus_;
-}
-
-bool ChildProcess::Pause() {
-  if (exitStatus_ || kill(pid_, SIGSTOP) != 0) return false;
-  // The kernel reports the stop only once the whole thread group has stopped.
-  int status = 0;
-  for (;;) {
-    const pid_t done = waitpid(pid_, &status, WUNTRACED);
-    if (done == pid_ && WIFSTOPPED(status)) return true;
-    if (done == pid_) {
-      exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-      return false;
-    }
-    if (errno != EINTR) return false;
-  }
-}
-
-void ChildProcess::Kill() {
-  if (exitStatus_) return;
-  kill(pid_, SIGKILL);
-  int status = 0;
-  waitpid(pid_, &status, 0);
-  exitStatus_ = 128 + SIGKILL;
-}
-
-std::uint16_t FreeLoopbackPort() {
-  // Below the kernel's ephemeral range (32768 and up), so that a port we checked and let go
-  // cannot be handed to another test's bind(0) before our server takes it.
-  static std::mt19937 pick(std::random_device{}());
-  std::uniform_int_distribution<int> range(20000, 32000);
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    const auto port = static_cast<std::uint16_t>(range(pick));
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) return 0;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    const bool free = bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    close(fd);
-    if (free) return port;
-  }
-  return 0;
-}
-
-std::unique_ptr<ChildProcess> StartRefServer(std::uint16_t port,
-                                             const std::vector<std::string>& extraArgs,
-                                             const std::vector<std::string>& environment) {
-  std::vector<std::string> argv = {RDX_REFSERVER_PATH, "--tcp", std::to_string(port)};
-  argv.insert(argv.end(), extraArgs.begin(), extraArgs.end());
-  auto server = ChildProcess::Start(argv, environment);
-  if (server && !server->WaitForLine("listening", std::chrono::seconds(20))) {
-    std::fprintf(stderr, "rdx-refserver did not start:\n%s", server->Output().c_str());
-    server.reset();
-  }
-  return server;
 }
 
 }  // namespace rdx::testing

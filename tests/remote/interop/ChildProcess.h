@@ -1,17 +1,12 @@
 #pragma once
-// A program started by an interoperability test: the reference server, Impacket's server
-// script, a packet capture. Its standard output and error are collected line by line on a
-// reader thread, so the child never blocks on a full pipe and the test can wait for a line.
-// The destructor stops the child (SIGTERM, then SIGKILL), so no test leaves one behind.
+// A program started by an interoperability test (Impacket's server script), its standard
+// output and error in one pipe that the test reads while it waits for a line. The destructor
+// ends the child (standard input closed, then SIGKILL), so no test leaves one behind.
 
 #include <chrono>
-#include <condition_variable>
-#include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace rdx::testing {
@@ -21,7 +16,7 @@ class ChildProcess {
   // Starts argv[0] (a path) with `extraEnvironment` ("NAME=value") added to ours. Null when
   // it cannot be started.
   static std::unique_ptr<ChildProcess> Start(const std::vector<std::string>& argv,
-                                             const std::vector<std::string>& extraEnvironment = {});
+                                             const std::vector<std::string>& extraEnvironment);
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -30,45 +25,22 @@ class ChildProcess {
   // or when the child's output ended first.
   std::optional<std::string> WaitForLine(const std::string& needle,
                                          std::chrono::milliseconds timeout);
-  // Waits until the child's output has ended (it exited and so did anything holding its
-  // output); false on time-out.
-  bool WaitForOutputEnd(std::chrono::milliseconds timeout);
-  // All output so far, one line each.
-  std::string Output() const;
-  // Closes the child's standard input (a child that serves until stdin ends then exits).
-  void CloseInput();
-  // Sends `signal` and waits up to `timeout` for the exit; SIGKILL after that. Returns the
-  // exit status (signal number + 128 when killed by one), or -1 when it had to be killed.
-  int Stop(int signal, std::chrono::milliseconds timeout);
-  // Stops the child with SIGSTOP and returns once every one of its threads has stopped
-  // (a peer that hangs); false when that could not be observed.
-  bool Pause();
-  // Kills at once with SIGKILL (a crashed peer).
-  void Kill();
-  int Pid() const { return pid_; }
+  // All output read so far.
+  const std::string& Output() const { return output_; }
+  // Closes the child's standard input (the script serves until it ends) and waits up to
+  // `timeout` for the exit; SIGKILL after that. The exit status, 128 + the signal number when
+  // a signal ended it, -1 when it had to be killed.
+  int Stop(std::chrono::milliseconds timeout);
 
  private:
   ChildProcess() = default;
-  void ReadOutput();
 
   int pid_ = -1;
   int inputFd_ = -1;
   int outputFd_ = -1;
   std::optional<int> exitStatus_;
-  mutable std::mutex linesLock_;  // guards lines_ and outputEnded_; no waiting while held
-  std::condition_variable linesChanged_;
-  std::vector<std::string> lines_;
-  bool outputEnded_ = false;
-  std::thread reader_;
+  std::string output_;
+  std::size_t searched_ = 0;  // lines before this offset did not hold the needle
 };
-
-// A loopback TCP port that nothing listens on at the moment of asking.
-std::uint16_t FreeLoopbackPort();
-
-// rdx-refserver on `port` (plus `extraArgs`), once it reports that it listens; null when it
-// did not within 20 s (its output is then printed).
-std::unique_ptr<ChildProcess> StartRefServer(std::uint16_t port,
-                                             const std::vector<std::string>& extraArgs = {},
-                                             const std::vector<std::string>& environment = {});
 
 }  // namespace rdx::testing

@@ -7,26 +7,23 @@ so the server cannot outlive it).
 The answers echo what the server decoded with Impacket's NDR classes, so a test on our side
 sees any byte our stubs put wrong:
   ServerCore 0 GetVersion            "1.0.0.2", 1
-  ServerCore 4 OpenSession           session "sess:" + session info, error "", 1
+  ServerCore 1 Op1                   the process kills itself: a server dead mid-call
   ServerCore 5 QueryText             text "echo:" + query through the size protocol
   ServerCore 11 AddServiceProvider   error "<name> n=<n> len=<bytes> sum=<byte sum>", 1
   Provider 0 Ping                    1
-  Provider 6 GetDefinition           text "kind=<k> session=<s>" through the size protocol
   Provider 8 SetAOI                  error "<xmin> <ymin> <xmax> <ymax> <w> <h> <text>" (repr), 1
   Provider 11 StreamImageBuffer      min(*size, 1000) bytes (3i + a - b) mod 256, *size = that
-  Provider 19 Op19                   *value doubled
-  Provider 21 QueryProviderState     4
 
 Stock DCERPCServer mishandles fragmented requests (it keeps only the last fragment) and
 fragmented answers (it never rewrites frag_length, and puts the opnum into cancel_count), so
 this harness reassembles requests itself and only ever answers in one fragment."""
 
+import os
+import signal
 import struct
 import sys
 import threading
 
-from impacket.dcerpc.v5.dtypes import DOUBLE
-from impacket.dcerpc.v5.ndr import NDRCALL
 from impacket.dcerpc.v5.rpcrt import (DCERPCServer, MSRPC_BIND, MSRPC_FAULT, MSRPC_REQUEST,
                                       MSRPC_RESPONSE, MSRPCRespHeader, PFC_FIRST_FRAG,
                                       PFC_LAST_FRAG, PFC_OBJECT_UUID)
@@ -59,20 +56,10 @@ def pad4(data):
     return data + b'\0' * ((4 - len(data) % 4) % 4)
 
 
-class Op19(NDRCALL):
-    structure = (('value', DOUBLE),)
-
-
 def core_get_version(stub):
     req = s.GetVersion(stub)
     capacity = req.fields['version']['ActualCount']
     return ndr_string(put_string('1.0.0.2', capacity)) + b'\x01'
-
-
-def core_open_session(stub):
-    req = s.OpenSession(stub)
-    session = put_string('sess:' + s.cstr(req['info']), req.fields['session']['ActualCount'])
-    return pad4(ndr_string(session)) + ndr_string(b'\0') + b'\x01'
 
 
 def core_query_text(stub):
@@ -88,19 +75,12 @@ def core_add_service_provider(stub):
     return ndr_string(put_string(summary, req.fields['error']['ActualCount'])) + b'\x01'
 
 
+def core_die(stub):
+    os.kill(os.getpid(), signal.SIGKILL)
+
+
 def provider_ping(stub):
     return b'\x01'
-
-
-def provider_get_definition(stub):
-    req = s.GetDefinition(stub)
-    session = s.cstr(req['session'])
-    answer = ('kind=%d session=%s' % (req['kind'], session)).encode()
-    data, result = size_protocol(answer, req['n'])
-    out = pad4(ndr_string(session.encode() + b'\0'))
-    out = pad4(out + struct.pack('<L', req['n']) + data)
-    out = pad4(out + ndr_string(b'\0'))
-    return out + struct.pack('<l', result)
 
 
 def provider_set_aoi(stub):
@@ -118,14 +98,6 @@ def provider_stream_image_buffer(stub):
     out = pad4(ndr_string(s.cstr(req['session']).encode() + b'\0'))
     out = pad4(out + struct.pack('<lL', count, count) + data)
     return out + ndr_string(b'\0') + b'\x01'
-
-
-def provider_op19(stub):
-    return struct.pack('<d', Op19(stub)['value'] * 2)
-
-
-def provider_query_state(stub):
-    return struct.pack('<l', 4)
 
 
 class FixedServer(DCERPCServer):
@@ -200,12 +172,10 @@ class FixedServer(DCERPCServer):
 
 
 def main():
-    core = FixedServer(s.SERVER_CORE, {0: core_get_version, 4: core_open_session,
-                                       5: core_query_text, 11: core_add_service_provider})
-    provider = FixedServer(s.SERVICE_PROVIDER, {0: provider_ping, 6: provider_get_definition,
-                                                8: provider_set_aoi,
-                                                11: provider_stream_image_buffer,
-                                                19: provider_op19, 21: provider_query_state})
+    core = FixedServer(s.SERVER_CORE, {0: core_get_version, 1: core_die, 5: core_query_text,
+                                       11: core_add_service_provider})
+    provider = FixedServer(s.SERVICE_PROVIDER, {0: provider_ping, 8: provider_set_aoi,
+                                                11: provider_stream_image_buffer})
     core.start()
     provider.start()
     print('PORTS %d %d' % (core.getListenPort(), provider.getListenPort()), flush=True)

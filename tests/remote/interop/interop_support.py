@@ -2,13 +2,10 @@
 of the operations the checks use (written with Impacket's own NDR classes, so the bytes come
 from an implementation independent of ours), and a handle on a running rdx-refserver."""
 
-import os
 import random
 import signal
-import socket
 import subprocess
 import threading
-import time
 
 from impacket.dcerpc.v5.dtypes import DOUBLE, LONG, STR
 from impacket.dcerpc.v5.ndr import NDRCALL, NDRSMALL, NDRUniConformantArray
@@ -16,6 +13,10 @@ from impacket.uuid import uuidtup_to_bin
 
 SERVER_CORE = ('8a60fd6c-7ebf-4aee-839c-1df4243d03d2', '1.0')
 SERVICE_PROVIDER = ('b9730071-b03f-42b3-b002-2c3996f28928', '1.0')
+
+
+def iface_bin(iface):
+    return uuidtup_to_bin(iface)
 
 
 class BYTES(NDRUniConformantArray):
@@ -40,138 +41,58 @@ def cstr(raw):
     return raw.split(b'\0', 1)[0].decode()
 
 
-# ---- ServerCoreInterface ---------------------------------------------------------------
-
-class GetVersion(NDRCALL):
-    opnum = 0
-    structure = (('version', STR),)
+def array_bytes(value):
+    """The bytes of a received conformant array (Impacket hands out a list of 1-byte items)."""
+    return b''.join(value) if isinstance(value, list) else bytes(value)
 
 
-class GetVersionResponse(NDRCALL):
-    structure = (('version', STR), ('result', NDRSMALL))
+def call(name, opnum, *fields):
+    return type(name, (NDRCALL,), {'opnum': opnum, 'structure': fields})
 
 
-class OpenSession(NDRCALL):
-    opnum = 4
-    structure = (('info', STR), ('session', STR), ('error', STR))
+# ServerCoreInterface
+GetVersion = call('GetVersion', 0, ('version', STR))
+GetVersionResponse = call('GetVersionResponse', None, ('version', STR), ('result', NDRSMALL))
+OpenSession = call('OpenSession', 4, ('info', STR), ('session', STR), ('error', STR))
+OpenSessionResponse = call('OpenSessionResponse', None, ('session', STR), ('error', STR),
+                           ('result', NDRSMALL))
+QueryText = call('QueryText', 5, ('query', STR), ('n', LONG))
+QueryTextResponse = call('QueryTextResponse', None, ('text', BYTES), ('result', LONG))
+AddServiceProvider = call('AddServiceProvider', 11, ('session', STR), ('name', STR),
+                          ('n', LONG), ('data', BYTES), ('error', STR))
+ErrorSmallResponse = call('ErrorSmallResponse', None, ('error', STR), ('result', NDRSMALL))
 
-
-class OpenSessionResponse(NDRCALL):
-    structure = (('session', STR), ('error', STR), ('result', NDRSMALL))
-
-
-class QueryText(NDRCALL):
-    opnum = 5
-    structure = (('query', STR), ('n', LONG))
-
-
-class QueryTextResponse(NDRCALL):
-    structure = (('text', BYTES), ('result', LONG))
-
-
-class CloseSession(NDRCALL):
-    opnum = 8
-    structure = (('session', STR),)
-
-
-class SmallResponse(NDRCALL):
-    structure = (('result', NDRSMALL),)
-
-
-class AddServiceProvider(NDRCALL):
-    opnum = 11
-    structure = (('session', STR), ('name', STR), ('n', LONG), ('data', BYTES), ('error', STR))
-
-
-
-class ErrorSmallResponse(NDRCALL):
-    structure = (('error', STR), ('result', NDRSMALL))
-
-
-class GetServiceProviderFor(NDRCALL):
-    opnum = 13
-    structure = (('session', STR), ('name', STR), ('n', LONG), ('error', STR))
-
-
-class TextErrorLongResponse(NDRCALL):
-    structure = (('text', BYTES), ('error', STR), ('result', LONG))
-
-
-# ---- ServiceProviderInterface ----------------------------------------------------------
-
-class Ping(NDRCALL):
-    opnum = 0
-    structure = ()
-
-
-class OpenServiceSession(NDRCALL):
-    opnum = 1
-    structure = (('service', STR), ('client', STR), ('session', STR), ('error', STR))
-
-
-class SessionErrorSmallResponse(NDRCALL):
-    structure = (('session', STR), ('error', STR), ('result', NDRSMALL))
-
-
-class GetDefinition(NDRCALL):
-    opnum = 6
-    structure = (('session', STR), ('kind', LONG), ('n', LONG), ('error', STR))
-
-
-class GetDefinitionResponse(NDRCALL):
-    structure = (('session', STR), ('text', BYTES), ('error', STR), ('result', LONG))
-
-
-class SetAOI(NDRCALL):
-    opnum = 8
-    structure = (('session', STR), ('xmin', DOUBLE), ('ymin', DOUBLE), ('xmax', DOUBLE),
-                 ('ymax', DOUBLE), ('width', LONG), ('height', LONG), ('options', STR),
-                 ('error', STR))
-
-
-class StreamImageBuffer(NDRCALL):
-    opnum = 11
-    structure = (('session', STR), ('size', LONG), ('a', LONG), ('b', LONG), ('error', STR))
-
-
-
-def iface_bin(iface):
-    return uuidtup_to_bin(iface)
-
-
-# ---- the reference server as a child process --------------------------------------------
-
-def free_tcp_port():
-    """A loopback port nobody listens on right now, below the kernel's ephemeral range so
-    that no other test's bind(0) can take it before our server does."""
-    for _ in range(100):
-        port = random.randint(20000, 32000)
-        with socket.socket() as probe:
-            try:
-                probe.bind(('127.0.0.1', port))
-            except OSError:
-                continue
-            return port
-    raise RuntimeError('no free loopback port')
+# ServiceProviderInterface
+OpenServiceSession = call('OpenServiceSession', 1, ('service', STR), ('client', STR),
+                          ('session', STR), ('error', STR))
+SessionErrorSmallResponse = call('SessionErrorSmallResponse', None, ('session', STR),
+                                 ('error', STR), ('result', NDRSMALL))
+SetAOI = call('SetAOI', 8, ('session', STR), ('xmin', DOUBLE), ('ymin', DOUBLE),
+              ('xmax', DOUBLE), ('ymax', DOUBLE), ('width', LONG), ('height', LONG),
+              ('options', STR), ('error', STR))
+StreamImageBuffer = call('StreamImageBuffer', 11, ('session', STR), ('size', LONG), ('a', LONG),
+                         ('b', LONG), ('error', STR))
 
 
 class RefServer:
-    """Runs rdx-refserver on a free loopback port and keeps its log lines."""
+    """rdx-refserver on a free loopback port, its log lines kept."""
 
     def __init__(self, path, extra_args=(), timeout=20.0):
-        self.port = free_tcp_port()
-        self.lines = []
-        self._lock = threading.Lock()
-        self._seen = threading.Condition(self._lock)
-        env = dict(os.environ)
-        self.process = subprocess.Popen(
-            [path, '--tcp', str(self.port), *extra_args],
-            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, env=env)
-        self._reader = threading.Thread(target=self._read_log, daemon=True)
-        self._reader.start()
-        if not self.wait_for_line('listening', timeout):
+        self._seen = threading.Condition()
+        # Below the kernel's ephemeral range, so no other test's bind(0) takes it first; a
+        # port taken anyway makes the server exit, and the next one is tried.
+        for _ in range(20):
+            self.lines = []
+            self.port = random.randint(20000, 32000)
+            self.process = subprocess.Popen([path, '--tcp', str(self.port), *extra_args],
+                                            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                            stderr=subprocess.PIPE)
+            self._reader = threading.Thread(target=self._read_log, daemon=True)
+            self._reader.start()
+            if self.wait_for_line('listening', timeout):
+                return
             self.stop()
-            raise RuntimeError('rdx-refserver did not start listening:\n' + self.log())
+        raise RuntimeError('rdx-refserver did not start listening:\n' + self.log())
 
     def _read_log(self):
         for raw in self.process.stderr:
@@ -179,21 +100,18 @@ class RefServer:
                 self.lines.append(raw.decode(errors='replace').rstrip('\n'))
                 self._seen.notify_all()
         with self._seen:
+            self.lines.append(None)  # the log ended
             self._seen.notify_all()
 
-    def wait_for_line(self, needle, timeout=10.0):
-        deadline = time.monotonic() + timeout
+    def wait_for_line(self, needle, timeout):
         with self._seen:
-            while not any(needle in line for line in self.lines):
-                left = deadline - time.monotonic()
-                if left <= 0 or self.process.poll() is not None and not self._reader.is_alive():
-                    return any(needle in line for line in self.lines)
-                self._seen.wait(min(left, 0.5))
-            return True
+            return self._seen.wait_for(
+                lambda: None in self.lines or any(needle in line for line in self.lines),
+                timeout) and any(line is not None and needle in line for line in self.lines)
 
     def log(self):
-        with self._lock:
-            return '\n'.join(self.lines)
+        with self._seen:
+            return '\n'.join(line for line in self.lines if line is not None)
 
     def stop(self, timeout=15.0):
         """SIGTERM, then the exit code (None when it had to be killed)."""
@@ -208,13 +126,3 @@ class RefServer:
         self._reader.join(5)
         self.process.stderr.close()
         return self.process.returncode
-
-
-def binding(port):
-    return 'ncacn_ip_tcp:127.0.0.1[%d]' % port
-
-
-
-def array_bytes(value):
-    """The bytes of a received conformant array (Impacket hands out a list of 1-byte items)."""
-    return b''.join(value) if isinstance(value, list) else bytes(value)

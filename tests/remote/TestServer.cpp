@@ -1,0 +1,56 @@
+#include "TestServer.h"
+
+#include <stdexcept>
+
+#include <rdx/remote/RpcHandle.h>
+
+#include "remote/runtime/RpcServer.h"
+
+namespace rdx::rpc::test {
+
+using namespace QUORVAN::Rendix;
+
+TestServer::TestServer(std::vector<ServerInterface*> interfaces, std::size_t maxConnections)
+    : interfaces_(std::move(interfaces)), server_(std::make_unique<RpcServer>()) {
+  Start(maxConnections);
+}
+
+TestServer::TestServer(ServerCore::IServerCoreManager* core,
+                       ServiceProvider::IServiceProviderManager* provider,
+                       ServerCore::IServerAutoBindManager* autoBind)
+    : server_(std::make_unique<RpcServer>()) {
+  for (void* description : {ServerCore::CreateServerCoreInterfaceSpec(core),
+                     ServiceProvider::CreateServiceProviderInterfaceSpec(provider),
+                     ServerCore::CreateServerAutoBindInterfaceSpec(autoBind)}) {
+    if (description == nullptr) continue;
+    owned_.push_back(description);
+    interfaces_.push_back(static_cast<ServerInterface*>(description));
+  }
+  Start(0);
+}
+
+void TestServer::Start(std::size_t maxConnections) {
+  if (maxConnections != 0) server_->SetLimits(300, maxConnections);
+  for (ServerInterface* entry : interfaces_) server_->RegisterInterface(entry);
+  if (server_->UseTcpPort(0, port_) != 0 || server_->Listen() != 0) {
+    for (void* description : owned_) ServerCore::DestroyServerCoreInterfaceSpec(description);
+    throw std::runtime_error("test server cannot listen");
+  }
+}
+
+TestServer::~TestServer() {
+  server_->StopListening();
+  for (void* description : owned_) ServerCore::DestroyServerCoreInterfaceSpec(description);
+}
+
+Binding::Binding(std::string host, std::string endpoint, std::string protocol) {
+  std::string ignored;
+  auto text = [](std::string& s) { return reinterpret_cast<unsigned char*>(s.data()); };
+  h = GeneralUtilityLib::GetRpcHandle(text(host), text(endpoint), text(protocol), ignored);
+}
+
+Binding::~Binding() {
+  if (h != nullptr) GeneralUtilityLib::FreeRpcHandle(h);
+}
+
+}  // namespace rdx::rpc::test
