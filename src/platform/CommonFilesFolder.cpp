@@ -16,8 +16,6 @@
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 namespace {
 
-using rdx::platform::SameTextNoCase;
-
 // The registry buffer size for "CommonHome": a path of at most 259 bytes.
 constexpr std::size_t kCommonHomeCapacity = 260;
 // A remote "values" file is as bounded as a local one.

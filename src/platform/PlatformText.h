@@ -14,9 +14,6 @@ std::string ForwardSlashes(std::string path);
 // `path` with a "/" appended unless it already ends in one (or in "\", when `eitherSeparator`).
 std::string WithTrailingSlash(std::string path, bool eitherSeparator = false);
 
-// Equal without regard to ASCII case.
-bool SameTextNoCase(const std::string& a, const std::string& b);
-
 // The product registry key: "SOFTWARE\QUORVAN\Rendix" followed directly by $RDX_INSTALLATION.
 std::string ProductKey();
 

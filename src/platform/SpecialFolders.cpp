@@ -135,10 +135,8 @@ std::string getShellFolder(int folderId) {
   }
 }
 
-std::string GetMachineCommonFilesFolder() {
-  const std::string folder = getShellFolder(43);
-  return folder.empty() ? "" : WithTrailingSlash(ForwardSlashes(folder));
-}
+// Shell folders already end in "/" and hold no "\\".
+std::string GetMachineCommonFilesFolder() { return getShellFolder(43); }
 
 bool createDirectory(const std::string& path) {
   try {

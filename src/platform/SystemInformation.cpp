@@ -86,6 +86,7 @@ std::uint64_t getAvailableSpace(const std::string& path, Status& /*status*/) {
   constexpr std::uint64_t kUnknown = 0xFFFFFFFFFFFFFFFFull;
   try {
     // The folder part: everything up to and including the last separator of either kind.
+    // Not splitPath: that cuts paths at 260 bytes, and paths here may run far longer.
     const std::size_t last = path.find_last_of("\\/");
     if (last == std::string::npos) return kUnknown;
     const std::string folder = rdx::platform::ForwardSlashes(path.substr(0, last + 1));
