@@ -72,7 +72,8 @@ class RDX_API SimpleBufferPool final : public IBufferAllocator {
     std::uint32_t usedSize;  // the request that last took it; the capacity when new
   };
 
-  void* Commit(std::uint32_t size);
+  // Commits a block of `size` bytes, records it and appends it to `list`.
+  void* CommitInto(std::list<void*>& list, std::uint32_t size);
   void ReleaseAll();
   void StopTimer();
 
