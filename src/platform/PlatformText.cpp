@@ -2,15 +2,9 @@
 
 #include "platform/os/RegistryStore.h"
 
-#include <rdx/foundation/StringUtility.h>
-
 #include <cstdlib>
 
 namespace rdx::platform {
-
-std::string ChopBlanks(const std::string& text) {
-  return QUORVAN::Rendix::GeneralUtilityLib::chopSpaces(text);
-}
 
 std::string ForwardSlashes(std::string path) {
   for (char& c : path) {

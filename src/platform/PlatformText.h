@@ -5,9 +5,6 @@
 
 namespace rdx::platform {
 
-// Without leading and trailing C-locale white space.
-std::string ChopBlanks(const std::string& text);
-
 // Every "\" turned into "/".
 std::string ForwardSlashes(std::string path);
 

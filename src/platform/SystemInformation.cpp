@@ -1,6 +1,8 @@
 // Host, user, registry, error-text, UUID and digest utilities.
 #include <rdx/platform/SystemInformation.h>
 
+#include <rdx/foundation/StringUtility.h>
+
 #include "platform/PlatformText.h"
 #include "platform/os/FileSystem.h"
 #include "platform/os/HostInfo.h"
@@ -106,7 +108,7 @@ std::string CreateUUID() {
 
 std::string GetLastErrorText(std::int32_t code) {
   try {
-    return rdx::platform::ChopBlanks(rdx::os::Win32ErrorText(static_cast<std::uint32_t>(code)));
+    return chopSpaces(rdx::os::Win32ErrorText(static_cast<std::uint32_t>(code)));
   } catch (...) {
     return "";
   }
