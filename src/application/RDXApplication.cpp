@@ -4,7 +4,7 @@
 #include <rdx/foundation/StringUtility.h>
 #include <rdx/platform/SystemInformation.h>
 
-#include "platform/FileAge.h"
+#include "platform/os/FileSystem.h"
 
 #include <atomic>
 
@@ -52,14 +52,14 @@ int RDXApplication::LoadConfigFile() {
   // A missing or malformed file leaves the overrides empty: the system folders apply.
   folderOverrides_.LoadXml(configurationPath_, "//FolderPathOverride");
   configurationLoaded_ = true;
-  lastLoadTime_ = rdx::platform::FileClockNow();
+  lastLoadTime_ = rdx::os::FileTimeNow();
   return 1;
 }
 
 bool RDXApplication::HasConfigFileChanged() {
-  const auto written = rdx::platform::FileWriteTime(configurationPath_);
+  const auto written = rdx::os::LastWriteTime(configurationPath_);
   const bool changed = written.has_value() && *written > lastLoadTime_;
-  lastLoadTime_ = rdx::platform::FileClockNow();
+  lastLoadTime_ = rdx::os::FileTimeNow();
   // A file stamped ahead of the clock (a finer file time, a copied future date) would
   // otherwise read as changed on every call; each change is reported once.
   if (changed && *written > lastLoadTime_) lastLoadTime_ = *written;

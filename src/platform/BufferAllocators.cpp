@@ -4,25 +4,23 @@
 
 #include "platform/os/Memory.h"
 
+#include <rdx/foundation/StringUtility.h>
+
 #include <algorithm>
-#include <cstdio>
 #include <thread>
 
 namespace QUORVAN::Rendix::Global {
 namespace {
 
+using GeneralUtilityLib::StringUtility::printToString;
+
 std::string ItemLine(void* address, std::uint32_t capacity) {
-  char line[128];
-  std::snprintf(line, sizeof line, "\n\t\t<Item><Address>%p</Address><Size>%lu</Size></Item>",
-                address, static_cast<unsigned long>(capacity));
-  return line;
+  return printToString("\n\t\t<Item><Address>%p</Address><Size>%lu</Size></Item>", address,
+                       static_cast<unsigned long>(capacity));
 }
 
 std::string CountLine(const char* name, std::uint32_t value) {
-  char line[96];
-  std::snprintf(line, sizeof line, "\n\t<%s>%lu</%s>", name, static_cast<unsigned long>(value),
-                name);
-  return line;
+  return printToString("\n\t<%s>%lu</%s>", name, static_cast<unsigned long>(value), name);
 }
 
 }  // namespace
@@ -73,11 +71,21 @@ std::uint32_t SimpleBufferPool::Capacity(void* address) const {
   return found == blocks_.end() ? 0 : found->second.capacity;
 }
 
-void* SimpleBufferPool::Commit(std::uint32_t size) {
+void* SimpleBufferPool::CommitInto(std::list<void*>& list, std::uint32_t size) {
+  // The list entry and the record are made around the mapping, so running out of memory for
+  // either loses no mapping and leaves no half-entered block.
+  list.push_back(nullptr);
   // A refused mapping gives null, which is recorded like any other block.
   void* address = rdx::os::CommitRegion(size);
+  try {
+    blocks_[address] = Block{size, size};
+  } catch (...) {
+    rdx::os::ReleaseRegion(address);
+    list.pop_back();
+    throw;
+  }
+  list.back() = address;
   totalCommitted_ += size;
-  blocks_[address] = Block{size, size};
   return address;
 }
 
@@ -86,9 +94,13 @@ int SimpleBufferPool::Init() {
     std::uint32_t size;
     int count;
   };
-  for (const StockClass& stock :
-       {StockClass{kSmallClass, 5}, StockClass{kMiddleClass, 3}, StockClass{kLargeClass, 1}}) {
-    for (int i = 0; i < stock.count; ++i) freeList_.push_back(Commit(stock.size));
+  try {
+    for (const StockClass& stock :
+         {StockClass{kSmallClass, 5}, StockClass{kMiddleClass, 3}, StockClass{kLargeClass, 1}}) {
+      for (int i = 0; i < stock.count; ++i) CommitInto(freeList_, stock.size);
+    }
+  } catch (...) {
+    // Out of memory for the bookkeeping: the pool works on with the part of the stock it has.
   }
   initialised_ = true;
   return 1;
@@ -108,9 +120,8 @@ void* SimpleBufferPool::Alloc(std::uint32_t size) {
   if (!initialised_) Init();
 
   void* address = nullptr;
-  bool found = false;
+  auto best = freeList_.end();
   if (size <= kLargeClass) {
-    auto best = freeList_.end();
     std::uint32_t bestSlack = 0xFFFFFFFF;
     for (auto it = freeList_.begin(); it != freeList_.end(); ++it) {
       const std::uint32_t capacity = Capacity(*it);
@@ -125,20 +136,22 @@ void* SimpleBufferPool::Alloc(std::uint32_t size) {
         best = it;
       }
     }
-    if (best != freeList_.end()) {
-      address = *best;
-      freeList_.erase(best);
-      allocList_.push_back(address);
-      blocks_[address].usedSize = size;
-      found = true;
-    }
   }
-  if (!found) {
+  if (best != freeList_.end()) {
+    address = *best;
+    allocList_.splice(allocList_.end(), freeList_, best);  // moves the entry, allocates nothing
+    if (const auto record = blocks_.find(address); record != blocks_.end()) {
+      record->second.usedSize = size;
+    }
+  } else {
     const std::uint32_t blockSize =
         size <= kSmallClass ? kSmallClass : std::max(size, kMiddleClass);
-    address = Commit(blockSize);
-    allocList_.push_back(address);
-    ++actualAllocs_;
+    try {
+      address = CommitInto(allocList_, blockSize);
+      ++actualAllocs_;
+    } catch (...) {
+      address = nullptr;  // no memory for the bookkeeping: nothing was kept
+    }
   }
   StopTimer();
   return address;
@@ -158,15 +171,15 @@ void SimpleBufferPool::Free(void* address) {
       totalCommitted_ -= capacity;
       ++actualFrees_;
       blocks_.erase(address);
+      allocList_.erase(inUse);
     } else {
-      freeList_.push_back(address);
+      freeList_.splice(freeList_.end(), allocList_, inUse);
     }
-    allocList_.erase(inUse);
   }
   StopTimer();
 }
 
-std::string SimpleBufferPool::ToString() {
+std::string SimpleBufferPool::ToString() try {
   std::string text = "<BufferAllocator>";
   text += "\n\t<FreeList>";
   for (void* address : freeList_) text += ItemLine(address, Capacity(address));
@@ -178,11 +191,11 @@ std::string SimpleBufferPool::ToString() {
   text += CountLine("CallsToFree", callsToFree_);
   text += CountLine("ActualAllocs", actualAllocs_);
   text += CountLine("ActualFrees", actualFrees_);
-  char spent[96];
-  std::snprintf(spent, sizeof spent, "\n\t<TimeSpent>%0.6lf</TimeSpent>", timeSpent_);
-  text += spent;
+  text += printToString("\n\t<TimeSpent>%0.6lf</TimeSpent>", timeSpent_);
   text += "\n</BufferAllocator>";
   return text;
+} catch (...) {
+  return "";
 }
 
 }  // namespace QUORVAN::Rendix::Global

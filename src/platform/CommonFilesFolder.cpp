@@ -3,6 +3,8 @@
 // directly.
 #include <rdx/platform/SystemInformation.h>
 
+#include <rdx/foundation/StringUtility.h>
+
 #include "platform/PlatformText.h"
 #include "platform/os/ChildProcess.h"
 #include "platform/os/HostInfo.h"
@@ -15,8 +17,6 @@
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 namespace {
-
-using rdx::platform::SameTextNoCase;
 
 // The registry buffer size for "CommonHome": a path of at most 259 bytes.
 constexpr std::size_t kCommonHomeCapacity = 260;
@@ -135,7 +135,7 @@ std::string GetRendixCommonFilesFolder(const std::string& machine, std::int32_t&
     }
     // Forward slashes on purpose: the folder is meant to be used from other machines.
     return rdx::platform::WithTrailingSlash(
-        rdx::platform::ForwardSlashes(rdx::platform::ChopBlanks(value.value)));
+        rdx::platform::ForwardSlashes(chopSpaces(value.value)));
   } catch (...) {
     errorCode = static_cast<std::int32_t>(rdx::os::kErrorNotEnoughMemory);
     errorText = GetLastErrorText(errorCode);

@@ -2,16 +2,9 @@
 
 #include "platform/os/RegistryStore.h"
 
-#include <rdx/foundation/StringUtility.h>
-
-#include <cctype>
 #include <cstdlib>
 
 namespace rdx::platform {
-
-std::string ChopBlanks(const std::string& text) {
-  return QUORVAN::Rendix::GeneralUtilityLib::chopSpaces(text);
-}
 
 std::string ForwardSlashes(std::string path) {
   for (char& c : path) {
@@ -25,17 +18,6 @@ std::string WithTrailingSlash(std::string path, bool eitherSeparator) {
     path += '/';
   }
   return path;
-}
-
-bool SameTextNoCase(const std::string& a, const std::string& b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i]))) {
-      return false;
-    }
-  }
-  return true;
 }
 
 std::string ProductKey() {

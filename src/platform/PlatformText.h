@@ -5,17 +5,11 @@
 
 namespace rdx::platform {
 
-// Without leading and trailing C-locale white space.
-std::string ChopBlanks(const std::string& text);
-
 // Every "\" turned into "/".
 std::string ForwardSlashes(std::string path);
 
 // `path` with a "/" appended unless it already ends in one (or in "\", when `eitherSeparator`).
 std::string WithTrailingSlash(std::string path, bool eitherSeparator = false);
-
-// Equal without regard to ASCII case.
-bool SameTextNoCase(const std::string& a, const std::string& b);
 
 // The product registry key: "SOFTWARE\QUORVAN\Rendix" followed directly by $RDX_INSTALLATION.
 std::string ProductKey();

@@ -6,6 +6,7 @@
 #include "platform/os/FileSystem.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <vector>
 
@@ -14,6 +15,8 @@ namespace {
 
 using rdx::platform::ForwardSlashes;
 using rdx::platform::WithTrailingSlash;
+
+constexpr std::uintmax_t kMaxUserDirsBytes = 64 * 1024;
 
 std::string EnvironmentValue(const char* name) {
   const char* value = std::getenv(name);
@@ -38,11 +41,14 @@ std::string DocumentsFolder() {
   if (!folder.empty()) return folder;
   const std::string home = rdx::os::HomeFolder();
   const std::string configHome = XdgFolder("XDG_CONFIG_HOME", ".config");
-  std::ifstream dirs(configHome + "/user-dirs.dirs");
+  const std::string dirsPath = configHome + "/user-dirs.dirs";
+  // The file is a handful of short lines; one grown past any real size is not read at all.
+  std::error_code unreadable;
+  const std::uintmax_t size = std::filesystem::file_size(dirsPath, unreadable);
+  std::ifstream dirs;
+  if (!unreadable && size <= kMaxUserDirsBytes) dirs.open(dirsPath);
   std::string line;
-  int linesRead = 0;
-  // The file is a handful of lines; a bound keeps a hostile one from costing more.
-  while (linesRead++ < 1000 && std::getline(dirs, line)) {
+  while (std::getline(dirs, line)) {
     const std::string key = "XDG_DOCUMENTS_DIR=";
     if (line.compare(0, key.size(), key) != 0) continue;
     std::string value = line.substr(key.size());
@@ -135,10 +141,8 @@ std::string getShellFolder(int folderId) {
   }
 }
 
-std::string GetMachineCommonFilesFolder() {
-  const std::string folder = getShellFolder(43);
-  return folder.empty() ? "" : WithTrailingSlash(ForwardSlashes(folder));
-}
+// Shell folders already end in "/" and hold no "\\".
+std::string GetMachineCommonFilesFolder() { return getShellFolder(43); }
 
 bool createDirectory(const std::string& path) {
   try {

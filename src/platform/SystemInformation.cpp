@@ -1,6 +1,8 @@
 // Host, user, registry, error-text, UUID and digest utilities.
 #include <rdx/platform/SystemInformation.h>
 
+#include <rdx/foundation/StringUtility.h>
+
 #include "platform/PlatformText.h"
 #include "platform/os/FileSystem.h"
 #include "platform/os/HostInfo.h"
@@ -86,6 +88,7 @@ std::uint64_t getAvailableSpace(const std::string& path, Status& /*status*/) {
   constexpr std::uint64_t kUnknown = 0xFFFFFFFFFFFFFFFFull;
   try {
     // The folder part: everything up to and including the last separator of either kind.
+    // Not splitPath: that cuts paths at 260 bytes, and paths here may run far longer.
     const std::size_t last = path.find_last_of("\\/");
     if (last == std::string::npos) return kUnknown;
     const std::string folder = rdx::platform::ForwardSlashes(path.substr(0, last + 1));
@@ -105,7 +108,7 @@ std::string CreateUUID() {
 
 std::string GetLastErrorText(std::int32_t code) {
   try {
-    return rdx::platform::ChopBlanks(rdx::os::Win32ErrorText(static_cast<std::uint32_t>(code)));
+    return chopSpaces(rdx::os::Win32ErrorText(static_cast<std::uint32_t>(code)));
   } catch (...) {
     return "";
   }

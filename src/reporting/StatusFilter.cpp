@@ -82,13 +82,29 @@ int StatusFilter::EliminateUnwantedItems(const Utility::Status& in, Utility::Sta
   return 1;
 }
 
+// Only running out of memory can throw below; it must not reach the caller.
 int StatusFilter::SetProperty(const std::string& name, const std::string& value) {
-  properties_[name] = value;
+  try {
+    properties_[name] = value;
+  } catch (...) {
+  }
   return 1;
 }
 
-std::string StatusFilter::GetProperty(const std::string& name) { return properties_[name]; }
+std::string StatusFilter::GetProperty(const std::string& name) {
+  try {
+    return properties_[name];
+  } catch (...) {
+    return "";
+  }
+}
 
-std::string StatusFilter::GetStatus() { return status_.ToString(nullptr); }
+std::string StatusFilter::GetStatus() {
+  try {
+    return status_.ToString(nullptr);
+  } catch (...) {
+    return "";
+  }
+}
 
 }  // namespace QUORVAN::Rendix::Global

@@ -68,6 +68,10 @@ TEST(SpecialFolders, UserFoldersFollowTheXdgSettings) {
             env.Root() + "/home/Papers/QUORVAN/Rendix/");
   env.WriteFile(env.Root() + "/home/.config/user-dirs.dirs", "XDG_MUSIC_DIR=\"$HOME/M\"\n");
   EXPECT_EQ(getShellFolder(5), env.Root() + "/home/Documents/");
+  // A file grown far past any real one is not read.
+  env.WriteFile(env.Root() + "/home/.config/user-dirs.dirs",
+                "XDG_DOCUMENTS_DIR=\"$HOME/Papers\"\n" + std::string(70000, '#'));
+  EXPECT_EQ(getShellFolder(5), env.Root() + "/home/Documents/");
   EXPECT_EQ(getShellFolder(43), "/opt/");
   EXPECT_EQ(GetMachineCommonFilesFolder(), "/opt/");
   EXPECT_EQ(getShellFolder(9999), "");

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -163,6 +165,18 @@ TEST(SystemUtilities, DigestsAndIdentifiers) {
   }
   EXPECT_EQ(ids.size(), 20u);
   EXPECT_EQ(GetRDXApplicationName(), "platform_tests");
+
+  // Fixed stubs: host checks never fail and leave the text alone; no signature is made.
+  std::string errorText = "untouched";
+  EXPECT_TRUE(ValidateThisHostname("no such\x01host", errorText));
+  EXPECT_EQ(errorText, "untouched");
+  EXPECT_EQ(GenerateSignature(), 0);
+  // This host's address is numeric text, not a name ("" where the resolver knows no address).
+  const std::string address = GetIPAddress();
+  unsigned char binary[16];
+  EXPECT_TRUE(address.empty() || inet_pton(AF_INET, address.c_str(), binary) == 1 ||
+              inet_pton(AF_INET6, address.c_str(), binary) == 1)
+      << address;
 }
 
 TEST(SystemUtilities, FileSystemAndMemoryFigures) {

@@ -37,7 +37,7 @@ class RDX_API SimpleBufferPool final : public IBufferAllocator {
 
   // Best fit from the free list; a request of 0 never reuses a block (it gets a new 8 MiB
   // one); requests above 130 MiB get a block of exactly their size. Null when the system
-  // refuses; that null is still entered in the lists.
+  // refuses (that null is still entered in the lists) or no memory is left for the records.
   void* Alloc(std::uint32_t size) override;
   // Back onto the free list, or to the system (see above). Unknown or repeated addresses
   // change nothing but the call count and the time spent.
@@ -72,7 +72,8 @@ class RDX_API SimpleBufferPool final : public IBufferAllocator {
     std::uint32_t usedSize;  // the request that last took it; the capacity when new
   };
 
-  void* Commit(std::uint32_t size);
+  // Commits a block of `size` bytes, records it and appends it to `list`.
+  void* CommitInto(std::list<void*>& list, std::uint32_t size);
   void ReleaseAll();
   void StopTimer();
 

@@ -2,9 +2,10 @@
 
 #include "platform/os/LastError.h"
 
+#include <rdx/foundation/StringUtility.h>
+
 #include <dirent.h>
 #include <fcntl.h>
-#include <strings.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -30,7 +31,7 @@ std::vector<std::string> KeyLevels(const std::string& keyPath) {
 }
 
 bool SameName(const std::string& a, const std::string& b) {
-  return a.size() == b.size() && strcasecmp(a.c_str(), b.c_str()) == 0;
+  return QUORVAN::Rendix::GeneralUtilityLib::StringUtility::isEqual(a, b, true);
 }
 
 // The entry of `folder` whose name matches `name` without case; code 2 or 5 when there is none.
