@@ -1,6 +1,7 @@
 #pragma once
 // PipeListener: the reading end of a report pipe. A listening thread accepts clients; each
 // client gets a handler thread of its own, which hands every complete message to the callback.
+// At most 255 clients are served at once; a further client waits until one of them leaves.
 //
 //   void OnLine(void* context, const std::string& line);   // must be thread-safe
 //   PipeListener listener;
