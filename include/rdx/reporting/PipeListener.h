@@ -35,6 +35,7 @@ class RDX_API PipeListener {
 
   // Creates the pipe pipeName on this machine and starts listening. Messages over 8000 bytes
   // arrive as one callback; text after a zero byte within an 8000-byte stretch is dropped.
+  // A message over 256 KiB (more than a sender's socket buffer holds) is dropped whole.
   // False when the pipe cannot be created (another machine: last error 53; a pipe of that name
   // already served: 231) or when this listener is still listening. After Stop and Close it
   // sets the active flag again and serves anew.
