@@ -4,18 +4,17 @@
 #include <rdx/reporting/PipeListener.h>
 #include <rdx/reporting/PipeSender.h>
 
+#include "MedianFigures.h"
+
 #include <benchmark/benchmark.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,21 +27,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kBatch = 2000;
 
-std::mutex gFiguresLock;
-std::map<std::string, std::vector<double>> gRuns;  // messages per second of each benchmark's last run
-
-void Record(const std::string& name, double value) {
-  std::lock_guard lock(gFiguresLock);
-  gRuns[name].push_back(value);
-}
-
-// The median over the repetitions of a benchmark: steadier than one run on a busy machine.
-double Median(const std::string& name) {
-  std::vector<double> runs = gRuns[name];
-  if (runs.empty()) return 0;
-  std::sort(runs.begin(), runs.end());
-  return runs[runs.size() / 2];
-}
+rdx::bench::MedianFigures gFigures;  // per repetition, for the ratio lines at the end
 
 std::atomic<std::uint64_t> gReceived{0};
 
@@ -79,7 +64,7 @@ void BM_PipeTransport(benchmark::State& state) {
   }
   state.SetItemsProcessed(static_cast<std::int64_t>(sent));
   state.SetBytesProcessed(static_cast<std::int64_t>(sent * size));
-  Record("pipe/" + std::to_string(size), static_cast<double>(sent) / seconds);
+  gFigures.Record("pipe/" + std::to_string(size), static_cast<double>(sent) / seconds);
 }
 
 void BM_RawSocketpair(benchmark::State& state) {
@@ -114,7 +99,7 @@ void BM_RawSocketpair(benchmark::State& state) {
   ::close(ends[1]);
   state.SetItemsProcessed(static_cast<std::int64_t>(sent));
   state.SetBytesProcessed(static_cast<std::int64_t>(sent * size));
-  Record("raw/" + std::to_string(size), static_cast<double>(sent) / seconds);
+  gFigures.Record("raw/" + std::to_string(size), static_cast<double>(sent) / seconds);
 }
 
 BENCHMARK(BM_PipeTransport)
@@ -141,8 +126,8 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   for (const char* size : {"200", "8000"}) {
-    const double pipe = Median(std::string("pipe/") + size);
-    const double raw = Median(std::string("raw/") + size);
+    const double pipe = gFigures.Median(std::string("pipe/") + size);
+    const double raw = gFigures.Median(std::string("raw/") + size);
     if (pipe > 0 && raw > 0) {
       std::printf("%s-byte messages: pipe transport %.0f msg/s (%.1f MB/s), raw socketpair %.0f "
                   "msg/s (%.1f MB/s), ratio pipe/raw %.2f\n",

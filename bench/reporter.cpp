@@ -4,17 +4,16 @@
 // batches, so no line is dropped and both loggers do the same work per line.
 #include <rdx/reporting/Reporter.h>
 
+#include "MedianFigures.h"
+
 #include <benchmark/benchmark.h>
 #include <spdlog/async.h>
 #include <spdlog/async_logger.h>
 #include <spdlog/sinks/null_sink.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <map>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -39,22 +38,7 @@ class NullSink : public IReporterSink {
   std::atomic<std::uint64_t> lines{0};
 };
 
-// Figures of the last run of each benchmark, for the ratio lines printed at the end.
-std::mutex gFiguresLock;
-std::map<std::string, std::vector<double>> gRuns;
-
-void Record(const std::string& name, double value) {
-  std::lock_guard lock(gFiguresLock);
-  gRuns[name].push_back(value);
-}
-
-// The median over the repetitions of a benchmark: steadier than one run on a busy machine.
-double Median(const std::string& name) {
-  std::vector<double> runs = gRuns[name];
-  if (runs.empty()) return 0;
-  std::sort(runs.begin(), runs.end());
-  return runs[runs.size() / 2];
-}
+rdx::bench::MedianFigures gFigures;  // per repetition, for the ratio lines at the end
 
 Reporter& SharedReporter() {
   static NullSink sink;
@@ -98,7 +82,7 @@ void RunBatches(benchmark::State& state, const std::string& name, LogOne logOne,
   }
   state.SetItemsProcessed(static_cast<std::int64_t>(lines));
   if (state.thread_index() == 0 && lines > 0) {
-    Record(name + "/" + std::to_string(state.threads()), seconds * 1e9 / static_cast<double>(lines));
+    gFigures.Record(name + "/" + std::to_string(state.threads()), seconds * 1e9 / static_cast<double>(lines));
   }
 }
 
@@ -134,7 +118,7 @@ void BM_ReporterDrain(benchmark::State& state) {
     delivered += DrainSink().lines.load() - before;
   }
   state.SetItemsProcessed(static_cast<std::int64_t>(delivered));
-  if (seconds > 0) Record("drain lines/s", static_cast<double>(delivered) / seconds);
+  if (seconds > 0) gFigures.Record("drain lines/s", static_cast<double>(delivered) / seconds);
 }
 
 BENCHMARK(BM_ReporterLog)
@@ -157,16 +141,15 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
-  std::lock_guard lock(gFiguresLock);
   for (const char* threads : {"1", "2"}) {
-    const double ours = Median("Reporter/" + std::string(threads));
-    const double theirs = Median("spdlog/" + std::string(threads));
+    const double ours = gFigures.Median("Reporter/" + std::string(threads));
+    const double theirs = gFigures.Median("spdlog/" + std::string(threads));
     if (ours > 0 && theirs > 0) {
       std::printf("Log per line, %s thread(s): Reporter %.1f ns, spdlog async %.1f ns, "
                   "ratio spdlog/Reporter %.2f (above 1: Reporter faster)\n",
                   threads, ours, theirs, theirs / ours);
     }
   }
-  std::printf("Drain to a null sink: %.0f lines/s\n", Median("drain lines/s"));
+  std::printf("Drain to a null sink: %.0f lines/s\n", gFigures.Median("drain lines/s"));
   return 0;
 }

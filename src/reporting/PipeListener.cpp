@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <list>
 #include <mutex>
@@ -20,6 +21,10 @@ namespace {
 constexpr int kPollMilliseconds = 50;
 // Messages are read in chunks of this size; each chunk counts as zero-terminated text.
 constexpr std::size_t kChunkBytes = 8000;
+// Clients served at once, as many as a pipe has instances. Further clients wait, connected
+// but not yet accepted, until one of these leaves: a flood of clients cannot take threads and
+// buffers without bound.
+constexpr std::size_t kMaxClients = 255;
 // Each client's receive buffer, and so the largest message accepted. A sender's socket buffer
 // (212992 bytes by default) bounds what it can send in one message anyway.
 constexpr std::size_t kMaxMessageBytes = 256u << 10;
@@ -125,9 +130,13 @@ void PipeListener::ListeningForConnections(void* listener) {
   };
   try {
     while (state->active.load()) {
+      reap(false);  // finished clients leave no thread behind in a long-running listener
+      if (handlers.size() >= kMaxClients) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(kPollMilliseconds));
+        continue;
+      }
       const auto wait = state->listening.WaitReadable(kPollMilliseconds);
       if (!state->active.load() || wait == rdx::os::SeqPacketSocket::Wait::kFailed) break;
-      reap(false);  // finished clients leave no thread behind in a long-running listener
       if (wait == rdx::os::SeqPacketSocket::Wait::kTimeout) continue;
       rdx::os::SeqPacketSocket client = state->listening.Accept();
       if (!client.Valid()) continue;

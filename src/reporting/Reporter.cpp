@@ -69,6 +69,14 @@ void Reporter::State::NotifySinks() {
   drainChanged.notify_all();
 }
 
+void Reporter::State::JoinNotifier() {
+  notifier.join();
+  threadHeld.store(false);
+  DiscardPending();  // lines that slipped in while the thread was ending
+  std::lock_guard lock(sinksLock);
+  sinks.clear();
+}
+
 void Reporter::State::DiscardPending() {
   // Lines still queued when the notifier stops are never delivered, not even after Init.
   std::lock_guard lock(queueLock);
@@ -85,12 +93,10 @@ int Reporter::Init() {
     std::lock_guard lifecycle(state_->lifecycleLock);
     state_->closed.store(false);
     if (state_->threadHeld.load()) {
-      if (!state_->threadEnded.load()) return 1;
-      // A sink closed its own reporter: finish that Close (join, forget the sinks) first.
-      state_->notifier.join();
-      state_->threadHeld.store(false);
-      std::lock_guard lock(state_->sinksLock);
-      state_->sinks.clear();
+      if (!state_->threadEnded.load() && !state_->stop.load()) return 1;
+      // A sink closed its own reporter: finish that Close first (its notifier ends after the
+      // line in hand).
+      state_->JoinNotifier();
     }
     {
       std::lock_guard lock(state_->drainLock);
@@ -133,11 +139,7 @@ int Reporter::Close() {
       state_->drainChanged.wait_for(lock, kCloseStep,
                                     [this] { return state_->threadEnded.load(); });
     }
-    state_->notifier.join();
-    state_->threadHeld.store(false);
-    state_->DiscardPending();  // a line that slipped in while the thread was ending
-    std::lock_guard lock(state_->sinksLock);
-    state_->sinks.clear();
+    state_->JoinNotifier();
     return 1;
   } catch (...) {
     return 0;
@@ -173,8 +175,13 @@ int Reporter::Log(const char* source, const char* message) {
 
 int Reporter::Attach(IReporterSink* sink) {
   if (!state_->threadHeld.load() || state_->threadEnded.load()) return 1;
-  if (state_->OnNotifier()) return 0;  // from a sink's Log: the sinks lock is held already
   try {
+    if (state_->OnNotifier()) {
+      // From a sink's Log: the notifier holds the sinks lock already, and a set insert leaves
+      // the delivery loop's position valid.
+      if (sink != nullptr) state_->sinks.insert(sink);
+      return 1;
+    }
     std::lock_guard lock(state_->sinksLock);
     if (sink != nullptr) state_->sinks.insert(sink);
     return 1;

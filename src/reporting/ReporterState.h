@@ -51,6 +51,8 @@ struct Reporter::State {
   void NotifySinks();
   // Drops every queued line; used when the notifier stops.
   void DiscardPending();
+  // Ends a stopping notifier: joins it, discards what is still queued, forgets the sinks.
+  void JoinNotifier();
 };
 
 }  // namespace QUORVAN::Rendix::Global

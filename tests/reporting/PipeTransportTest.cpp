@@ -128,6 +128,22 @@ TEST_F(PipeTransport, ConcurrentClientsAreServedInOrderByTheirOwnThreads) {
     ASSERT_EQ(inbox_.threads[i], threadOf[c]);
   }
   EXPECT_NE(threadOf[0], threadOf[1]);
+
+  // 255 clients are served at once; the next waits, connected, until one of them leaves.
+  std::vector<PipeSender> more(253);
+  for (auto& sender : more) ASSERT_TRUE(sender.ConnectTo("clients", "."));
+  for (auto& sender : more) ASSERT_TRUE(sender.SendMessageW("more"));
+  ASSERT_EQ(inbox_.WaitFor(853).size(), 853u);
+  PipeSender waiting;
+  ASSERT_TRUE(waiting.ConnectTo("clients", "."));
+  ASSERT_TRUE(waiting.SendMessageW("waited"));
+  {  // a negative can only be shown by waiting: several of the listener's 50 ms polls
+    std::unique_lock guard(inbox_.lock);
+    EXPECT_FALSE(inbox_.arrived.wait_for(guard, std::chrono::milliseconds(300),
+                                         [&] { return inbox_.messages.size() > 853; }));
+  }
+  senders[0].Close();
+  EXPECT_EQ(inbox_.WaitFor(854).back(), "waited");
 }
 
 TEST_F(PipeTransport, FailuresReportTheirCause) {

@@ -205,23 +205,31 @@ TEST(Reporter, CloseDiscardsQueuedLinesAndInitRunsAgain) {
 
 // Calls its own reporter from inside Log, which must answer instead of hanging.
 struct MeddlingSink : IReporterSink {
-  explicit MeddlingSink(Reporter& r) : reporter(r) {}
+  MeddlingSink(Reporter& r, IReporterSink& l) : reporter(r), late(l) {}
   virtual ~MeddlingSink() = default;
   void Log(const char*) override {
-    answers = {reporter.WaitForNotifications(), reporter.Attach(this), reporter.Detach(this),
+    answers = {reporter.WaitForNotifications(), reporter.Attach(&late), reporter.Detach(this),
                reporter.Close()};
   }
   Reporter& reporter;
+  IReporterSink& late;
   std::vector<int> answers;
 };
 
 TEST(Reporter, WaitsNeverHang) {
   Reporter reporter;
-  MeddlingSink sink(reporter);
+  struct Pair {
+    explicit Pair(Reporter& r) : sink(r, late) {}
+    MeddlingSink sink;
+    CountingSink late;  // the higher address: attached from inside Log, it gets that line too
+  } pair(reporter);
+  auto& sink = pair.sink;
   reporter.Attach(&sink);
   reporter.Log("line");
   reporter.WaitForNotifications();  // returns once the notifier has ended after that line
-  EXPECT_EQ(sink.answers, (std::vector<int>{1, 0, 0, 1}));
+  EXPECT_EQ(sink.answers, (std::vector<int>{1, 1, 0, 1}));
+  EXPECT_EQ(pair.late.Lines(), Lines{"line"});
+  reporter.Log("queued after the stop");  // dropped when Init finishes that Close
   CountingSink after;
   ASSERT_EQ(reporter.Init(), 1);  // starts a fresh notifier
   reporter.Attach(&after);

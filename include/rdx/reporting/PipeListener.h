@@ -1,6 +1,7 @@
 #pragma once
 // PipeListener: the reading end of a report pipe. A listening thread accepts clients; each
 // client gets a handler thread of its own, which hands every complete message to the callback.
+// At most 255 clients are served at once; a further client waits until one of them leaves.
 //
 //   void OnLine(void* context, const std::string& line);   // must be thread-safe
 //   PipeListener listener;
@@ -34,6 +35,7 @@ class RDX_API PipeListener {
 
   // Creates the pipe pipeName on this machine and starts listening. Messages over 8000 bytes
   // arrive as one callback; text after a zero byte within an 8000-byte stretch is dropped.
+  // A message over 256 KiB (more than a sender's socket buffer holds) is dropped whole.
   // False when the pipe cannot be created (another machine: last error 53; a pipe of that name
   // already served: 231) or when this listener is still listening. After Stop and Close it
   // sets the active flag again and serves anew.

@@ -38,7 +38,8 @@ class RDX_API Reporter : public IReporter {
   Reporter& operator=(const Reporter&) = delete;
 
   // Adds sink to the delivery map; null, or a reporter whose thread has ended, changes nothing.
-  // Returns 1; 0 when called from inside a sink's Log (nothing changes).
+  // Returns 1. From inside a sink's Log it works too: a sink of higher address then also gets
+  // the line being delivered.
   int Attach(IReporterSink* sink) override;
   // Waits for the drain (WaitForNotifications), then removes sink; absent or null sinks are
   // ignored. Does nothing when the thread is not running. Returns 1; 0 when called from inside
@@ -54,11 +55,11 @@ class RDX_API Reporter : public IReporter {
   // sink's Log, it returns at once.
   int WaitForNotifications() override;
   // Drains in 100 ms steps until the notifier has ended, then forgets the sinks. Lines still
-  // queued when the thread sees the stop request stay queued for a later Init. Returns 1.
+  // queued when the thread sees the stop request are discarded, never delivered. Returns 1.
   // From inside a sink's Log it only asks the notifier to stop; a later Close joins it.
   int Close() override;
-  // Starts the notifier again after Close (queued lines are then delivered); 1 on success,
-  // 0 when the thread could not be started.
+  // Starts the notifier again after Close; 1 on success, 0 when the thread could not be
+  // started.
   int Init() override;
 
  private:
