@@ -32,6 +32,9 @@ class PduStream {
                         std::uint16_t fragmentSize);
   os::IoResult Send(std::span<const std::uint8_t> pdu);
 
+  // Whether bytes of a PDU not yet complete have arrived (a timeout then was not idleness).
+  bool Started() const noexcept { return end_ > begin_; }
+
  private:
   Result Fill(std::size_t needed, int idleTimeoutMs,
               std::chrono::steady_clock::time_point deadline, bool started);

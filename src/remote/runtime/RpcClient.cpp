@@ -14,6 +14,7 @@
 #include "platform/os/LastError.h"
 #include "platform/os/PipeFolder.h"
 #include "platform/os/StreamSocket.h"
+#include "remote/runtime/KeepAllowance.h"
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/PduStream.h"
 #include "remote/runtime/RpcRuntime.h"
@@ -54,8 +55,12 @@ struct Binding {
   std::vector<std::pair<SyntaxId, std::uint16_t>> contexts;
   std::uint16_t nextContextId = 0;
   std::uint32_t nextCallId = 1;
+  // The last answer's stub data, reassembled; its storage serves the next call.
+  std::vector<std::uint8_t> reply;
+  KeepAllowance replyAllowance;
 
   void Drop() {
+    replyAllowance.Drop(reply);
     stream.reset();
     socket.Close();
     bound = false;
@@ -176,8 +181,8 @@ std::uint16_t EnsureContext(Binding& b, const SyntaxId& syntax) {
                                                      : kUnsupportedTransferSyntax);
 }
 
-std::vector<std::uint8_t> Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
-                               std::span<const std::uint8_t> request) {
+void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
+          std::span<const std::uint8_t> request, const ResponseReader& read) {
   if (!b.stream) Connect(b);
   const std::uint16_t contextId = EnsureContext(b, syntax);
   const std::uint32_t callId = b.nextCallId++;
@@ -185,7 +190,8 @@ std::vector<std::uint8_t> Call(Binding& b, const SyntaxId& syntax, std::uint16_t
                          b.fragmentSize) != os::IoResult::kOk) {
     Fail(b, kCallFailedDidNotExecute);
   }
-  std::vector<std::uint8_t> stub;
+  std::vector<std::uint8_t>& stub = b.reply;
+  stub.clear();
   bool first = true;
   for (;;) {
     PduHeader header;
@@ -203,14 +209,18 @@ std::vector<std::uint8_t> Call(Binding& b, const SyntaxId& syntax, std::uint16_t
         first != ((header.flags & kFirstFragment) != 0)) {
       Fail(b, kProtocolError);
     }
-    if (first) {
+    if (first && stub.capacity() < body.allocHint) {
+      std::vector<std::uint8_t>().swap(stub);  // empty: nothing to carry over
       stub.reserve(std::min<std::size_t>(body.allocHint, kReserveCeiling));
       os::AdviseLargePages(stub.data(), stub.capacity());
     }
     first = false;
     if (body.stub.size() > kMaxResponseStub - stub.size()) Fail(b, kProtocolError);
     stub.insert(stub.end(), body.stub.begin(), body.stub.end());
-    if ((header.flags & kLastFragment) != 0) return stub;
+    if ((header.flags & kLastFragment) != 0) {
+      read(stub);
+      return;
+    }
   }
 }
 
@@ -264,6 +274,15 @@ std::uint32_t FreeBinding(void*& handle) {
 
 std::vector<std::uint8_t> CallRemote(void* bindingHandle, const SyntaxId& syntax,
                                      std::uint16_t opnum, std::span<const std::uint8_t> request) {
+  std::vector<std::uint8_t> response;
+  CallRemote(bindingHandle, syntax, opnum, request, [&](std::span<const std::uint8_t> stub) {
+    response.assign(stub.begin(), stub.end());
+  });
+  return response;
+}
+
+void CallRemote(void* bindingHandle, const SyntaxId& syntax, std::uint16_t opnum,
+                std::span<const std::uint8_t> request, const ResponseReader& read) {
   auto* binding = static_cast<Binding*>(bindingHandle);
   {
     std::lock_guard lock(gHandlesMutex);
@@ -271,10 +290,14 @@ std::vector<std::uint8_t> CallRemote(void* bindingHandle, const SyntaxId& syntax
   }
   std::lock_guard call(binding->callMutex);
   try {
-    return Call(*binding, syntax, opnum, request);
+    Call(*binding, syntax, opnum, request, read);
+    binding->replyAllowance.Settle(binding->reply);
   } catch (const std::bad_alloc&) {
     binding->Drop();
     Raise(os::kErrorOutOfMemory);
+  } catch (...) {
+    binding->replyAllowance.Settle(binding->reply);
+    throw;
   }
 }
 

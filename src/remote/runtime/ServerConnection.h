@@ -42,6 +42,7 @@ struct ServerAnswer {
   bool hasResponse = false;       // then also send `stub` as response fragments
   std::uint32_t callId = 0;
   std::uint16_t contextId = 0;
+  // Reused from call to call of a connection: Handle keeps its storage.
   std::vector<std::uint8_t> stub;
   bool close = false;  // close the connection after sending
 };
