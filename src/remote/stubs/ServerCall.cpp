@@ -102,9 +102,13 @@ std::uint32_t ServerCall::CheckCorrelations() {
           answer_.reserve(room);  // advised before the first byte is touched
           os::AdviseLargePages(answer_.data(), answer_.capacity());
         }
-        // Only bytes beyond the previous answer are zeroed: the rest hold what this same
-        // connection already sent, unless the manager overwrites them, as it should.
+        // Managers are promised a zeroed buffer: warm bytes of the previous answer are
+        // cleared here, the rest comes zeroed from resize.
+        const std::size_t warm = std::min(answer_.size(), total);
         answer_.resize(total);
+        if (warm > answerOffset_) {
+          std::memset(answer_.data() + answerOffset_, 0, warm - answerOffset_);
+        }
       } else {
         args_[i].buffer.assign(static_cast<std::size_t>(size), 0);
       }
