@@ -44,6 +44,7 @@ TEST(BulkTransfer, FragmentRunsTakeWhatIsPlannedAndLeaveTheRest) {
     std::size_t placedFragments;
     bool last;
     Next leftOver;  // what Next reads afterwards
+    bool endsCall = true;  // false: the run is a slice of whole fragments, more follow
   } rows[] = {
       {"as planned", {Next::kFull, Next::kFull, Next::kLast}, 2, 2, true, Next::kFault},
       {"answer shorter than announced", {Next::kFull, Next::kLast}, 5, 1, false, Next::kLast},
@@ -53,6 +54,8 @@ TEST(BulkTransfer, FragmentRunsTakeWhatIsPlannedAndLeaveTheRest) {
       {"smaller fragments midway", {Next::kFull, Next::kHalf}, 4, 1, false, Next::kHalf},
       {"fault midway", {Next::kFull, Next::kFault}, 4, 1, false, Next::kFault},
       {"another call's fragment", {Next::kOtherCall}, 4, 0, false, Next::kOtherCall},
+      {"slice of a longer answer", {Next::kFull, Next::kFull, Next::kFull, Next::kLast}, 2, 2,
+       false, Next::kFull, false},
       {"connection ends midway", {Next::kFull, Next::kCut}, 4, 0, false, Next::kNothing},
   };
   for (const std::size_t capacity : {std::size_t{40}, std::size_t{5816}}) {
@@ -62,7 +65,8 @@ TEST(BulkTransfer, FragmentRunsTakeWhatIsPlannedAndLeaveTheRest) {
       os::StreamSocket writer = os::StreamSocket::ConnectTcp("127.0.0.1", listener.Port());
       os::StreamSocket reader = listener.Accept();
       // The run's stub: everything after the first fragment, by its alloc_hint.
-      const std::size_t runBytes = row.hintFragments * capacity + capacity / 2;
+      const std::size_t runBytes =
+          row.hintFragments * capacity + (row.endsCall ? capacity / 2 : 0);
       const auto hint = static_cast<std::uint32_t>(capacity + runBytes);
       Bytes sent = Fragment(kFirstFragment, 0, capacity, hint);
       std::size_t offset = capacity;
@@ -102,6 +106,7 @@ TEST(BulkTransfer, FragmentRunsTakeWhatIsPlannedAndLeaveTheRest) {
       run.callId = kCall;
       run.fragLength = header.fragLength;
       run.stubBytes = runBytes;
+      run.endsCall = row.endsCall;
       Bytes stub(runBytes, 0xEE);
       std::size_t placed = 99;
       bool last = false;
@@ -186,7 +191,8 @@ TEST(BulkTransfer, AnswersShrinkingAndGrowingOnOneBindingArriveWhole) {
   rdx::test::StubTestServer server(nullptr, &provider, nullptr);
   constexpr std::int32_t kMiB = 1024 * 1024;
   // Each call leaves its buffers larger or smaller than the next needs.
-  for (const std::int32_t size : {3 * kMiB + 5, kMiB + 3, 0, 17, 5 * kMiB + 1, 2 * kMiB}) {
+  // 9 MiB is read into place in more than one slice.
+  for (const std::int32_t size : {3 * kMiB + 5, kMiB + 3, 0, 17, 9 * kMiB + 1, 2 * kMiB}) {
     SCOPED_TRACE(size);
     std::vector<std::uint8_t> buffer(std::size_t(size) + 1, 0xAA);
     char session[] = "S";

@@ -184,7 +184,7 @@ PduStream::Result PduStream::ReceiveRun(const FragmentRun& run, std::uint8_t* st
       // A header is judged once it is whole, before anything it announces is waited for.
       while (2 * checked < piece) {
         const std::size_t stubSize = pieces[2 * checked + 1].size;
-        const bool final = batchPlaced + stubSize == run.stubBytes;
+        const bool final = run.endsCall && batchPlaced + stubSize == run.stubBytes;
         if (!Planned(run, headers[checked], stubSize, final)) {
           // Hand this header and whatever came after it back to Next, in stream order.
           std::vector<std::uint8_t> back;
@@ -202,7 +202,7 @@ PduStream::Result PduStream::ReceiveRun(const FragmentRun& run, std::uint8_t* st
       }
     }
     placed = batchPlaced;
-    last = placed == run.stubBytes;
+    last = run.endsCall && placed == run.stubBytes;
   }
   return Result::kPdu;
 }

@@ -12,13 +12,16 @@
 
 namespace rdx::rpc {
 
-// The fragments a sender's plan makes of the rest of a call after its first fragment: each
-// `fragLength` bytes long until `stubBytes` stub bytes have come, the last one shorter.
+// Fragments a sender's plan makes of (part of) the rest of a call after its first fragment:
+// each `fragLength` bytes long until `stubBytes` stub bytes have come. When `endsCall`, the
+// last of them may be shorter and carries the last-fragment flag; otherwise `stubBytes` is a
+// whole number of fragments and more follow.
 struct FragmentRun {
   PduType type = PduType::kResponse;
   std::uint32_t callId = 0;
   std::uint16_t fragLength = 0;  // above kCallHeaderSize
-  std::size_t stubBytes = 0;     // from the first fragment's alloc_hint
+  std::size_t stubBytes = 0;
+  bool endsCall = true;
 };
 
 class PduStream {
@@ -45,7 +48,7 @@ class PduStream {
   // ours, no auth trailer), their stub bytes straight into `stub` (room for run.stubBytes),
   // with gathered reads and no copy. Stops at the first fragment that differs in any way,
   // leaving it whole to Next. `placed` receives the stub bytes placed, `last` whether the
-  // run's last fragment was among them. Waits at most `timeoutMs` (< 0: no limit) per read.
+  // call's last fragment was among them. Waits at most `timeoutMs` (< 0: no limit) per read.
   Result ReceiveRun(const FragmentRun& run, std::uint8_t* stub, std::size_t& placed,
                     bool& last, int timeoutMs);
 

@@ -38,6 +38,8 @@ constexpr std::uint32_t kNoEndpointMapper = 1753;
 // An answer's alloc_hint is only believed up to this size when reserving memory; larger
 // answers still arrive, the buffer just grows as fragments come in.
 constexpr std::size_t kReserveCeiling = 256u * 1024 * 1024;
+// Large answers are read into place this much at a time.
+constexpr std::size_t kRunSlice = 8 * 1024 * 1024;
 // Windows clients accept answers up to 2^31-1 bytes.
 constexpr std::size_t kMaxResponseStub = 0x7FFFFFFF;
 
@@ -234,15 +236,24 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
         header.fragLength == kCallHeaderSize + body.stub.size()) {
       // The rest of a large answer most likely comes in fragments of this one's size: read
       // their stub data straight into place. Anything unexpected is left to the loop.
-      FragmentRun run;
-      run.callId = callId;
-      run.fragLength = header.fragLength;
-      run.stubBytes = hint - body.stub.size();
-      room(run.stubBytes);
-      std::size_t placed = 0;
-      const auto r = b.stream->ReceiveRun(run, stub.data() + used, placed, last, -1);
-      if (r != PduStream::Result::kPdu) Fail(b, kCallFailed);
-      used += placed;
+      // Room is made a slice at a time: an alloc_hint is only a hint, and memory is not
+      // touched for bytes that may never come.
+      const std::size_t capacity = body.stub.size();
+      const std::size_t slice = std::max<std::size_t>(1, kRunSlice / capacity) * capacity;
+      for (std::size_t left = hint - capacity; left > 0 && !last;) {
+        FragmentRun run;
+        run.callId = callId;
+        run.fragLength = header.fragLength;
+        run.endsCall = left <= slice;
+        run.stubBytes = std::min(left, slice);
+        room(run.stubBytes);
+        std::size_t placed = 0;
+        const auto r = b.stream->ReceiveRun(run, stub.data() + used, placed, last, -1);
+        if (r != PduStream::Result::kPdu) Fail(b, kCallFailed);
+        used += placed;
+        if (placed < run.stubBytes) break;  // the rest goes the ordinary way
+        left -= placed;
+      }
     }
     first = false;
     if (last) {
