@@ -100,10 +100,6 @@ os::IoResult PduStream::SendCall(PduType type, std::uint32_t callId, std::uint16
   return os::IoResult::kOk;
 }
 
-}  // namespace rdx::rpc
-
-namespace rdx::rpc {
-
 bool PduStream::Planned(const FragmentRun& run, const std::uint8_t* bytes,
                         std::size_t stubSize, bool last) const {
   PduHeader header;
