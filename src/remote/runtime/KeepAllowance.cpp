@@ -3,8 +3,9 @@
 namespace rdx::rpc {
 
 KeepPool& KeepPool::Process() noexcept {
-  static KeepPool pool(kProcessKeepLimit);
-  return pool;
+  // Never destroyed: connection threads may still give back while static destructors run.
+  static KeepPool* const pool = new KeepPool(kProcessKeepLimit);
+  return *pool;
 }
 
 bool KeepPool::Take(std::size_t bytes) noexcept {
