@@ -29,11 +29,12 @@ class ServerInterface {
   virtual const SyntaxId& Syntax() const = 0;
   virtual std::uint32_t OperationCount() const = 0;
   // Decodes the request stub data of `opnum` (little-endian NDR unless `bigEndian`), runs the
-  // manager and encodes the response stub data into `response`, replacing what it holds: a
-  // connection passes the same vector every call, so its storage (and the previous answer in
-  // it) may be reused. Returns 0, or the fault status to send instead (0x1c010002 unknown
-  // operation, 0x000006f7 bad stub data, ...). Called concurrently from several
-  // connections; must not throw.
+  // manager and encodes the response stub data into `response`, replacing what it holds.
+  // `response` arrives empty or holding only zero bytes: a connection passes the same vector
+  // every call, so its storage can be reused, and clears it once the previous answer is
+  // sent. Returns 0, or the fault status to send instead (0x1c010002 unknown operation,
+  // 0x000006f7 bad stub data, ...). Called concurrently from several connections; must not
+  // throw.
   virtual std::uint32_t Dispatch(std::uint16_t opnum, std::span<const std::uint8_t> request,
                                  bool bigEndian, std::vector<std::uint8_t>& response) = 0;
 };

@@ -1,5 +1,7 @@
 #include "remote/runtime/RpcServer.h"
 
+#include <algorithm>
+
 #include "platform/os/LastError.h"
 #include "remote/runtime/KeepAllowance.h"
 #include "remote/runtime/PduStream.h"
@@ -216,6 +218,9 @@ void RpcServer::Serve(Connection* connection, const std::string& secondaryAddres
       break;
     }
     if (answer.close) break;
+    // Cleared while the client is still reading the answer, not when the next call needs
+    // it: Dispatch takes a kept answer buffer as zeros.
+    std::fill(answer.stub.begin(), answer.stub.end(), std::uint8_t{0});
     allowance.Settle(answer.stub);
   }
   connection->socket.Shutdown();

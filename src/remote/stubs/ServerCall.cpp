@@ -102,13 +102,9 @@ std::uint32_t ServerCall::CheckCorrelations() {
           answer_.reserve(room);  // advised before the first byte is touched
           os::AdviseLargePages(answer_.data(), answer_.capacity());
         }
-        // Managers are promised a zeroed buffer: warm bytes of the previous answer are
-        // cleared here, the rest comes zeroed from resize.
-        const std::size_t warm = std::min(answer_.size(), total);
+        // Managers are promised a zeroed buffer: bytes kept from the previous answer come
+        // zeroed from the run time (see Dispatch), the rest from resize.
         answer_.resize(total);
-        if (warm > answerOffset_) {
-          std::memset(answer_.data() + answerOffset_, 0, warm - answerOffset_);
-        }
       } else {
         args_[i].buffer.assign(static_cast<std::size_t>(size), 0);
       }
