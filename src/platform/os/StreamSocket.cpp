@@ -163,8 +163,20 @@ IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers) {
 
 IoResult StreamSocket::Receive(void* data, std::size_t size, std::size_t& received,
                                int timeoutMs) {
+  const MutableBuffer buffer{data, size};
+  return Receive(std::span(&buffer, 1), received, timeoutMs);
+}
+
+IoResult StreamSocket::Receive(std::span<const MutableBuffer> buffers, std::size_t& received,
+                               int timeoutMs) {
   received = 0;
   if (fd_ < 0) return IoResult::kError;
+  iovec vectors[kMaxReceiveBuffers];
+  const std::size_t count = std::min(buffers.size(), kMaxReceiveBuffers);
+  for (std::size_t i = 0; i < count; ++i) vectors[i] = {buffers[i].data, buffers[i].size};
+  msghdr message{};
+  message.msg_iov = vectors;
+  message.msg_iovlen = count;
   for (;;) {
     if (timeoutMs >= 0) {
       pollfd p{fd_, POLLIN, 0};
@@ -176,7 +188,7 @@ IoResult StreamSocket::Receive(void* data, std::size_t size, std::size_t& receiv
         return IoResult::kError;
       }
     }
-    const ssize_t got = ::recv(fd_, data, size, 0);
+    const ssize_t got = ::recvmsg(fd_, &message, 0);
     if (got > 0) {
       received = static_cast<std::size_t>(got);
       return IoResult::kOk;

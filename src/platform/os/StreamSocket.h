@@ -15,6 +15,11 @@ struct ConstBuffer {
   std::size_t size;
 };
 
+struct MutableBuffer {
+  void* data;
+  std::size_t size;
+};
+
 enum class IoResult { kOk, kClosed, kTimeout, kError };
 
 class StreamSocket {
@@ -40,6 +45,11 @@ class StreamSocket {
 
   // Reads between 1 and `size` bytes into `data`. `timeoutMs` < 0 waits without limit.
   IoResult Receive(void* data, std::size_t size, std::size_t& received, int timeoutMs);
+  // Reads between 1 byte and all of `buffers`, filling them in order; the first
+  // kMaxReceiveBuffers buffers are used.
+  IoResult Receive(std::span<const MutableBuffer> buffers, std::size_t& received,
+                   int timeoutMs);
+  static constexpr std::size_t kMaxReceiveBuffers = 1024;
 
   // Ends both directions, so a thread blocked in Receive on this socket returns kClosed.
   void Shutdown() noexcept;

@@ -10,6 +10,9 @@ namespace {
 // the largest PDU several times over, so bulk transfers need few reads.
 constexpr std::size_t kInitialBuffer = 16 * 1024;
 constexpr std::size_t kMaxBuffer = 256 * 1024;
+// One gathered read of a fragment run covers at most this many fragments or bytes.
+constexpr std::size_t kRunFragments = 256;
+constexpr std::size_t kRunBytes = 2 * 1024 * 1024;
 
 }  // namespace
 
@@ -95,6 +98,109 @@ os::IoResult PduStream::SendCall(PduType type, std::uint32_t callId, std::uint16
     if (r != os::IoResult::kOk) return r;
   }
   return os::IoResult::kOk;
+}
+
+bool PduStream::Planned(const FragmentRun& run, const std::uint8_t* bytes,
+                        std::size_t stubSize, bool last) const {
+  PduHeader header;
+  DecodeHeader(std::span(bytes, kHeaderSize), header);
+  // Exactly what Next and the caller's checks would take as the next fragment of the call.
+  const std::uint8_t flags = last ? kLastFragment : 0;
+  return header.versionMajor == 5 && header.SupportedRepresentation() &&
+         header.type == run.type && (header.flags & (kFirstFragment | kLastFragment)) == flags &&
+         (header.flags & kObjectUuid) == 0 && header.fragLength == kCallHeaderSize + stubSize &&
+         header.authLength == 0 && header.callId == run.callId;
+}
+
+void PduStream::Unread(std::span<const std::uint8_t> bytes) {
+  std::vector<std::uint8_t> joined(bytes.begin(), bytes.end());
+  joined.insert(joined.end(), buffer_.begin() + std::ptrdiff_t(begin_),
+                buffer_.begin() + std::ptrdiff_t(end_));
+  if (buffer_.size() < joined.size()) buffer_.resize(joined.size());
+  std::memcpy(buffer_.data(), joined.data(), joined.size());
+  begin_ = 0;
+  end_ = joined.size();
+}
+
+PduStream::Result PduStream::ReceiveRun(const FragmentRun& run, std::uint8_t* stub,
+                                        std::size_t& placed, bool& last, int timeoutMs) {
+  placed = 0;
+  last = false;
+  if (run.fragLength <= kCallHeaderSize) return Result::kPdu;
+  const std::size_t capacity = run.fragLength - kCallHeaderSize;
+  std::uint8_t headers[kRunFragments][kCallHeaderSize];
+  std::vector<os::MutableBuffer> pieces;  // header 0, stub 0, header 1, stub 1, ...
+  pieces.reserve(2 * kRunFragments);
+  while (placed < run.stubBytes) {
+    pieces.clear();
+    std::size_t planned = placed;
+    for (std::size_t i = 0; i < kRunFragments && planned < run.stubBytes &&
+                            planned - placed < kRunBytes;
+         ++i) {
+      const std::size_t size = std::min(capacity, run.stubBytes - planned);
+      pieces.push_back({headers[i], kCallHeaderSize});
+      pieces.push_back({stub + planned, size});
+      planned += size;
+    }
+    std::size_t piece = 0;    // the piece being filled
+    std::size_t offset = 0;   // bytes of it filled
+    std::size_t checked = 0;  // headers found as planned
+    std::size_t batchPlaced = placed;
+    while (piece < pieces.size()) {
+      std::size_t got = 0;
+      if (begin_ < end_) {  // what the last read brought beyond the previous PDU comes first
+        got = std::min(end_ - begin_, pieces[piece].size - offset);
+        std::memcpy(static_cast<std::uint8_t*>(pieces[piece].data) + offset,
+                    buffer_.data() + begin_, got);
+        begin_ += got;
+      } else {
+        os::MutableBuffer gather[os::StreamSocket::kMaxReceiveBuffers];
+        std::size_t count = 0;
+        for (std::size_t i = piece; i < pieces.size() && count < std::size(gather); ++i) {
+          const std::size_t skip = i == piece ? offset : 0;
+          gather[count++] = {static_cast<std::uint8_t*>(pieces[i].data) + skip,
+                             pieces[i].size - skip};
+        }
+        switch (socket_.Receive(std::span(gather, count), got, timeoutMs)) {
+          case os::IoResult::kOk: break;
+          case os::IoResult::kClosed: return Result::kClosed;
+          case os::IoResult::kTimeout: return Result::kTimeout;
+          case os::IoResult::kError: return Result::kError;
+        }
+      }
+      for (std::size_t left = got; left > 0;) {
+        const std::size_t step = std::min(left, pieces[piece].size - offset);
+        offset += step;
+        left -= step;
+        if (offset == pieces[piece].size) {
+          ++piece;
+          offset = 0;
+        }
+      }
+      // A header is judged once it is whole, before anything it announces is waited for.
+      while (2 * checked < piece) {
+        const std::size_t stubSize = pieces[2 * checked + 1].size;
+        const bool final = run.endsCall && batchPlaced + stubSize == run.stubBytes;
+        if (!Planned(run, headers[checked], stubSize, final)) {
+          // Hand this header and whatever came after it back to Next, in stream order.
+          std::vector<std::uint8_t> back;
+          for (std::size_t i = 2 * checked; i <= piece && i < pieces.size(); ++i) {
+            const auto* data = static_cast<const std::uint8_t*>(pieces[i].data);
+            const std::size_t size = i == piece ? offset : pieces[i].size;
+            back.insert(back.end(), data, data + size);
+          }
+          Unread(back);
+          placed = batchPlaced;
+          return Result::kPdu;
+        }
+        batchPlaced += stubSize;
+        ++checked;
+      }
+    }
+    placed = batchPlaced;
+    last = run.endsCall && placed == run.stubBytes;
+  }
+  return Result::kPdu;
 }
 
 }  // namespace rdx::rpc

@@ -12,6 +12,18 @@
 
 namespace rdx::rpc {
 
+// Fragments a sender's plan makes of (part of) the rest of a call after its first fragment:
+// each `fragLength` bytes long until `stubBytes` stub bytes have come. When `endsCall`, the
+// last of them may be shorter and carries the last-fragment flag; otherwise `stubBytes` is a
+// whole number of fragments and more follow.
+struct FragmentRun {
+  PduType type = PduType::kResponse;
+  std::uint32_t callId = 0;
+  std::uint16_t fragLength = 0;  // above kCallHeaderSize
+  std::size_t stubBytes = 0;
+  bool endsCall = true;
+};
+
 class PduStream {
  public:
   enum class Result { kPdu, kClosed, kTimeout, kMalformed, kError };
@@ -32,9 +44,24 @@ class PduStream {
                         std::uint16_t fragmentSize);
   os::IoResult Send(std::span<const std::uint8_t> pdu);
 
+  // Bulk transfers: reads the fragments of `run` that come exactly as planned (well-formed,
+  // ours, no auth trailer), their stub bytes straight into `stub` (room for run.stubBytes),
+  // with gathered reads and no copy. Stops at the first fragment that differs in any way,
+  // leaving it whole to Next. `placed` receives the stub bytes placed, `last` whether the
+  // call's last fragment was among them. Waits at most `timeoutMs` (< 0: no limit) per read.
+  Result ReceiveRun(const FragmentRun& run, std::uint8_t* stub, std::size_t& placed,
+                    bool& last, int timeoutMs);
+
+  // Whether bytes of a PDU not yet complete have arrived (a timeout then was not idleness).
+  bool Started() const noexcept { return end_ > begin_; }
+
  private:
   Result Fill(std::size_t needed, int idleTimeoutMs,
               std::chrono::steady_clock::time_point deadline, bool started);
+  bool Planned(const FragmentRun& run, const std::uint8_t* bytes, std::size_t stubSize,
+               bool last) const;
+  // Puts `bytes` back in front of what is buffered, to be read again.
+  void Unread(std::span<const std::uint8_t> bytes);
 
   os::StreamSocket& socket_;
   std::vector<std::uint8_t> buffer_;

@@ -14,6 +14,7 @@
 #include "platform/os/LastError.h"
 #include "platform/os/PipeFolder.h"
 #include "platform/os/StreamSocket.h"
+#include "remote/runtime/KeepAllowance.h"
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/PduStream.h"
 #include "remote/runtime/RpcRuntime.h"
@@ -37,6 +38,8 @@ constexpr std::uint32_t kNoEndpointMapper = 1753;
 // An answer's alloc_hint is only believed up to this size when reserving memory; larger
 // answers still arrive, the buffer just grows as fragments come in.
 constexpr std::size_t kReserveCeiling = 256u * 1024 * 1024;
+// Large answers are read into place this much at a time.
+constexpr std::size_t kRunSlice = 8 * 1024 * 1024;
 // Windows clients accept answers up to 2^31-1 bytes.
 constexpr std::size_t kMaxResponseStub = 0x7FFFFFFF;
 
@@ -54,8 +57,12 @@ struct Binding {
   std::vector<std::pair<SyntaxId, std::uint16_t>> contexts;
   std::uint16_t nextContextId = 0;
   std::uint32_t nextCallId = 1;
+  // The last answer's stub data, reassembled; its storage serves the next call.
+  std::vector<std::uint8_t> reply;
+  KeepAllowance replyAllowance;
 
   void Drop() {
+    replyAllowance.Drop(reply);
     stream.reset();
     socket.Close();
     bound = false;
@@ -176,8 +183,8 @@ std::uint16_t EnsureContext(Binding& b, const SyntaxId& syntax) {
                                                      : kUnsupportedTransferSyntax);
 }
 
-std::vector<std::uint8_t> Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
-                               std::span<const std::uint8_t> request) {
+void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
+          std::span<const std::uint8_t> request, const ResponseReader& read) {
   if (!b.stream) Connect(b);
   const std::uint16_t contextId = EnsureContext(b, syntax);
   const std::uint32_t callId = b.nextCallId++;
@@ -185,7 +192,19 @@ std::vector<std::uint8_t> Call(Binding& b, const SyntaxId& syntax, std::uint16_t
                          b.fragmentSize) != os::IoResult::kOk) {
     Fail(b, kCallFailedDidNotExecute);
   }
-  std::vector<std::uint8_t> stub;
+  // The reply buffer keeps its size from call to call and `used` says how much of it is
+  // this answer, so warm bytes are neither zeroed nor copied again.
+  std::vector<std::uint8_t>& stub = b.reply;
+  std::size_t used = 0;
+  auto room = [&](std::size_t more) {
+    if (more > kMaxResponseStub - used) Fail(b, kProtocolError);
+    if (stub.size() >= used + more) return;
+    if (stub.capacity() < used + more) {
+      stub.resize(used);  // what lies beyond is stale: not worth copying
+      stub.reserve(std::max(used + more, 2 * stub.capacity()));
+    }
+    stub.resize(used + more);
+  };
   bool first = true;
   for (;;) {
     PduHeader header;
@@ -203,14 +222,44 @@ std::vector<std::uint8_t> Call(Binding& b, const SyntaxId& syntax, std::uint16_t
         first != ((header.flags & kFirstFragment) != 0)) {
       Fail(b, kProtocolError);
     }
-    if (first) {
-      stub.reserve(std::min<std::size_t>(body.allocHint, kReserveCeiling));
+    const std::size_t hint = std::min<std::size_t>(body.allocHint, kReserveCeiling);
+    if (first && stub.capacity() < hint) {
+      std::vector<std::uint8_t>().swap(stub);  // nothing in it is needed
+      stub.reserve(hint);
       os::AdviseLargePages(stub.data(), stub.capacity());
     }
+    room(body.stub.size());
+    std::copy(body.stub.begin(), body.stub.end(), stub.begin() + std::ptrdiff_t(used));
+    used += body.stub.size();
+    bool last = (header.flags & kLastFragment) != 0;
+    if (first && !last && header.authLength == 0 && hint > body.stub.size() &&
+        header.fragLength == kCallHeaderSize + body.stub.size()) {
+      // The rest of a large answer most likely comes in fragments of this one's size: read
+      // their stub data straight into place. Anything unexpected is left to the loop.
+      // Room is made a slice at a time: an alloc_hint is only a hint, and memory is not
+      // touched for bytes that may never come.
+      const std::size_t capacity = body.stub.size();
+      const std::size_t slice = std::max<std::size_t>(1, kRunSlice / capacity) * capacity;
+      for (std::size_t left = hint - capacity; left > 0 && !last;) {
+        FragmentRun run;
+        run.callId = callId;
+        run.fragLength = header.fragLength;
+        run.endsCall = left <= slice;
+        run.stubBytes = std::min(left, slice);
+        room(run.stubBytes);
+        std::size_t placed = 0;
+        const auto r = b.stream->ReceiveRun(run, stub.data() + used, placed, last, -1);
+        if (r != PduStream::Result::kPdu) Fail(b, kCallFailed);
+        used += placed;
+        if (placed < run.stubBytes) break;  // the rest goes the ordinary way
+        left -= placed;
+      }
+    }
     first = false;
-    if (body.stub.size() > kMaxResponseStub - stub.size()) Fail(b, kProtocolError);
-    stub.insert(stub.end(), body.stub.begin(), body.stub.end());
-    if ((header.flags & kLastFragment) != 0) return stub;
+    if (last) {
+      read(std::span<const std::uint8_t>(stub.data(), used));
+      return;
+    }
   }
 }
 
@@ -264,6 +313,15 @@ std::uint32_t FreeBinding(void*& handle) {
 
 std::vector<std::uint8_t> CallRemote(void* bindingHandle, const SyntaxId& syntax,
                                      std::uint16_t opnum, std::span<const std::uint8_t> request) {
+  std::vector<std::uint8_t> response;
+  CallRemote(bindingHandle, syntax, opnum, request, [&](std::span<const std::uint8_t> stub) {
+    response.assign(stub.begin(), stub.end());
+  });
+  return response;
+}
+
+void CallRemote(void* bindingHandle, const SyntaxId& syntax, std::uint16_t opnum,
+                std::span<const std::uint8_t> request, const ResponseReader& read) {
   auto* binding = static_cast<Binding*>(bindingHandle);
   {
     std::lock_guard lock(gHandlesMutex);
@@ -271,10 +329,14 @@ std::vector<std::uint8_t> CallRemote(void* bindingHandle, const SyntaxId& syntax
   }
   std::lock_guard call(binding->callMutex);
   try {
-    return Call(*binding, syntax, opnum, request);
+    Call(*binding, syntax, opnum, request, read);
+    binding->replyAllowance.Settle(binding->reply);
   } catch (const std::bad_alloc&) {
     binding->Drop();
     Raise(os::kErrorOutOfMemory);
+  } catch (...) {
+    binding->replyAllowance.Settle(binding->reply);
+    throw;
   }
 }
 

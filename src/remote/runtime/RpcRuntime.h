@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -28,9 +29,12 @@ class ServerInterface {
   virtual const SyntaxId& Syntax() const = 0;
   virtual std::uint32_t OperationCount() const = 0;
   // Decodes the request stub data of `opnum` (little-endian NDR unless `bigEndian`), runs the
-  // manager and encodes the response stub data into `response`. Returns 0, or the fault
-  // status to send instead (0x1c010002 unknown operation, 0x000006f7 bad stub data, ...).
-  // Called concurrently from several connections; must not throw.
+  // manager and encodes the response stub data into `response`, replacing what it holds.
+  // `response` arrives empty or holding only zero bytes: a connection passes the same vector
+  // every call, so its storage can be reused, and clears it once the previous answer is
+  // sent. Returns 0, or the fault status to send instead (0x1c010002 unknown operation,
+  // 0x000006f7 bad stub data, ...). Called concurrently from several connections; must not
+  // throw.
   virtual std::uint32_t Dispatch(std::uint16_t opnum, std::span<const std::uint8_t> request,
                                  bool bigEndian, std::vector<std::uint8_t>& response) = 0;
 };
@@ -52,5 +56,14 @@ class RpcException : public std::exception {
 // negotiated, and returns the response stub data. Throws RpcException on any failure.
 std::vector<std::uint8_t> CallRemote(void* bindingHandle, const SyntaxId& syntax,
                                      std::uint16_t opnum, std::span<const std::uint8_t> request);
+
+// Reads the response stub data of a call where it was received.
+using ResponseReader = std::function<void(std::span<const std::uint8_t> response)>;
+
+// As above, but hands the response stub data to `read` in place, in the binding's receive
+// buffer, instead of copying it out: the view is valid only until `read` returns, and the
+// binding takes no other call meanwhile. An exception from `read` passes through.
+void CallRemote(void* bindingHandle, const SyntaxId& syntax, std::uint16_t opnum,
+                std::span<const std::uint8_t> request, const ResponseReader& read);
 
 }  // namespace rdx::rpc

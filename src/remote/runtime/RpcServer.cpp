@@ -1,6 +1,9 @@
 #include "remote/runtime/RpcServer.h"
 
+#include <algorithm>
+
 #include "platform/os/LastError.h"
+#include "remote/runtime/KeepAllowance.h"
 #include "remote/runtime/PduStream.h"
 #include "remote/runtime/StringBinding.h"
 
@@ -190,11 +193,19 @@ void RpcServer::Serve(Connection* connection, const std::string& secondaryAddres
   PduStream stream(connection->socket);
   ServerConnection state(registry_, secondaryAddress, &limiter_);
   ServerAnswer answer;
+  KeepAllowance allowance;  // for answer.stub, which is kept from call to call
   PduHeader header;
   std::span<const std::uint8_t> pdu;
   for (;;) {
     // Idle connections are kept as long as the client likes; only a started PDU is timed.
-    if (stream.Next(header, pdu, -1, pduTimeoutMs_) != PduStream::Result::kPdu) break;
+    // A large kept answer buffer goes back after a while without calls.
+    PduStream::Result r =
+        stream.Next(header, pdu, allowance.Charged() ? kKeptIdleMs : -1, pduTimeoutMs_);
+    if (r == PduStream::Result::kTimeout && allowance.Charged() && !stream.Started()) {
+      allowance.Drop(answer.stub);
+      r = stream.Next(header, pdu, -1, pduTimeoutMs_);
+    }
+    if (r != PduStream::Result::kPdu) break;
     if (overLimit) {
       stream.Send(ServerConnection::Refusal(header));
       break;
@@ -207,7 +218,10 @@ void RpcServer::Serve(Connection* connection, const std::string& secondaryAddres
       break;
     }
     if (answer.close) break;
-    if (answer.stub.capacity() > 1024 * 1024) answer.stub = {};  // keep idle threads small
+    // Cleared while the client is still reading the answer, not when the next call needs
+    // it: Dispatch takes a kept answer buffer as zeros.
+    std::fill(answer.stub.begin(), answer.stub.end(), std::uint8_t{0});
+    allowance.Settle(answer.stub);
   }
   connection->socket.Shutdown();
   {

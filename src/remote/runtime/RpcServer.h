@@ -23,6 +23,8 @@ inline constexpr std::ptrdiff_t kMaxConcurrentCalls = 1234;
 inline constexpr std::size_t kMaxConnections = 4000;
 // A PDU that has started must be complete within this time, or the sender is cut off.
 inline constexpr int kPduTimeoutMs = 60'000;
+// A connection idle this long gives back a large answer buffer it kept.
+inline constexpr int kKeptIdleMs = 5'000;
 
 class RpcServer {
  public:

@@ -83,7 +83,9 @@ void ServerConnection::ProtocolError(std::uint32_t callId, bool didNotExecute,
 
 void ServerConnection::Handle(const PduHeader& header, std::span<const std::uint8_t> pdu,
                               ServerAnswer& answer) {
+  std::vector<std::uint8_t> kept = std::move(answer.stub);  // a large answer's warm storage
   answer = ServerAnswer{};
+  answer.stub = std::move(kept);
   const bool versionOk = header.versionMajor == 5 && header.versionMinor <= 1;
   if (!bound_ || header.type == PduType::kBind) {
     if (bound_) {  // a second bind on this connection
@@ -307,7 +309,6 @@ void ServerConnection::Complete(ServerAnswer& answer) {
     return;
   }
   std::uint32_t status = 0;
-  answer.stub.clear();
   if (limiter_ != nullptr) limiter_->acquire();
   try {
     status = entry->Dispatch(opnum_, stub_, (drep_[0] & 0xF0) == 0, answer.stub);

@@ -42,6 +42,8 @@ struct ServerAnswer {
   bool hasResponse = false;       // then also send `stub` as response fragments
   std::uint32_t callId = 0;
   std::uint16_t contextId = 0;
+  // Reused from call to call of a connection: Handle keeps its storage, and its bytes must
+  // be zeros again (or none) before the next request reaches Dispatch.
   std::vector<std::uint8_t> stub;
   bool close = false;  // close the connection after sending
 };

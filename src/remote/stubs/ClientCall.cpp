@@ -196,12 +196,14 @@ std::int32_t CallOperation(void* binding, const InterfaceShape& shape, std::uint
   if (const std::uint32_t status = call.EncodeRequest(request); status != 0) {
     throw RpcException(status);
   }
-  const std::vector<std::uint8_t> response =
-      CallRemote(binding, shape.syntax, opnum, request.Data());
+  // Decoded where the run time received it: the copy into the caller's memory is the only one.
   std::int32_t result = 0;
-  if (const std::uint32_t status = call.DecodeResponse(response, result); status != 0) {
-    throw RpcException(status);
-  }
+  std::uint32_t status = 0;
+  CallRemote(binding, shape.syntax, opnum, request.Data(),
+             [&](std::span<const std::uint8_t> response) {
+               status = call.DecodeResponse(response, result);
+             });
+  if (status != 0) throw RpcException(status);
   return result;
 }
 

@@ -19,6 +19,7 @@ const char* AsChars(std::span<const std::uint8_t> bytes) {
 
 std::uint32_t ServerCall::Decode(std::span<const std::uint8_t> request, bool bigEndian) {
   NdrReader reader(request, bigEndian);
+  requestSize_ = request.size();
   for (std::size_t i = 0; i < operation_->paramCount; ++i) {
     if (const std::uint32_t status = DecodeOne(i, reader); status != 0) return status;
   }
@@ -93,9 +94,17 @@ std::uint32_t ServerCall::CheckCorrelations() {
         answerParam_ = i;
         answerOffset_ = LargestPrefix(i);
         const std::size_t total = answerOffset_ + static_cast<std::size_t>(size);
-        answer_.reserve(total);  // advised before the first byte is touched
-        os::AdviseLargePages(answer_.data(), answer_.capacity());
-        answer_.assign(total, 0);
+        // Room for what follows the array as well (in/out strings no longer than they came
+        // in, fixed-size fields), so finishing the answer never moves it.
+        const std::size_t room = total + requestSize_ + 16 * kMaxParams;
+        if (answer_.capacity() < room) {
+          std::vector<std::uint8_t>().swap(answer_);  // nothing in it is worth copying
+          answer_.reserve(room);  // advised before the first byte is touched
+          os::AdviseLargePages(answer_.data(), answer_.capacity());
+        }
+        // Managers are promised a zeroed buffer: bytes kept from the previous answer come
+        // zeroed from the run time (see Dispatch), the rest from resize.
+        answer_.resize(total);
       } else {
         args_[i].buffer.assign(static_cast<std::size_t>(size), 0);
       }
@@ -176,12 +185,11 @@ std::size_t ServerCall::OutgoingCount(std::size_t index) const {
   return static_cast<std::size_t>(args_[from].value);
 }
 
-std::vector<std::uint8_t> ServerCall::Encode(std::int32_t result) {
+void ServerCall::Encode(std::int32_t result) {
   const std::size_t count = operation_->paramCount;
   NdrWriter head;
   const std::size_t split = std::min(answerParam_ + 1, count);
   for (std::size_t i = 0; i < split; ++i) EncodeParam(i, head);
-  NdrWriter writer;
   if (answerParam_ < count) {
     // The head ends with the array's max_count; its bytes already sit at answerOffset_.
     const std::size_t headSize = head.Size();
@@ -193,10 +201,10 @@ std::vector<std::uint8_t> ServerCall::Encode(std::int32_t result) {
     }
     std::memcpy(answer_.data(), head.Data().data(), headSize);
     answer_.resize(headSize + bytes);
-    writer = NdrWriter(std::move(answer_));
   } else {
-    writer = std::move(head);
+    answer_.assign(head.Data().begin(), head.Data().end());  // keeps the storage
   }
+  NdrWriter writer(std::move(answer_));
   for (std::size_t i = split; i < count; ++i) EncodeParam(i, writer);
   switch (operation_->result) {
     case ResultKind::kSmall:
@@ -208,7 +216,7 @@ std::vector<std::uint8_t> ServerCall::Encode(std::int32_t result) {
     case ResultKind::kNone:
       break;
   }
-  return writer.Take();
+  answer_ = writer.Take();
 }
 
 ServerCall::Arg& ServerCall::Checked(std::size_t index, ParamKind kind) {

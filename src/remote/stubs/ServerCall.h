@@ -25,17 +25,20 @@ inline constexpr std::uint32_t kFaultUnspecified = 0x1c000012;     // nca_s_faul
 
 class ServerCall {
  public:
-  explicit ServerCall(const OperationShape& operation) noexcept : operation_(&operation) {}
+  // `answer` is borrowed: the answer is built in it, and a large storage it already has (the
+  // connection's answer to its previous call) is used again rather than allocated anew.
+  ServerCall(const OperationShape& operation, std::vector<std::uint8_t>& answer) noexcept
+      : operation_(&operation), answer_(answer) {}
 
   // Decodes `request` with every robust check; 0, kFaultBadStubData, or kFaultRemoteNoMemory
   // when an out-buffer cannot be had. `request` must outlive the call: in-strings are handed
   // to the manager in place.
   [[nodiscard]] std::uint32_t Decode(std::span<const std::uint8_t> request, bool bigEndian);
 
-  // The response: the out and in/out arguments in declaration order, then `result`. In/out
-  // strings longer than what came in are cut, sizes are held to what came in, so the caller's
-  // memory can always take the answer. Call once, last.
-  std::vector<std::uint8_t> Encode(std::int32_t result);
+  // Writes the response into the borrowed answer: the out and in/out arguments in declaration
+  // order, then `result`. In/out strings longer than what came in are cut, sizes are held to
+  // what came in, so the caller's memory can always take the answer. Call once, last.
+  void Encode(std::int32_t result);
 
   // Typed access by parameter index; a kind that does not match the shape throws
   // std::logic_error (the dispatcher answers it with a fault).
@@ -74,10 +77,11 @@ class ServerCall {
 
   const OperationShape* operation_;
   std::array<Arg, kMaxParams> args_;
-  // The answer under construction: zeros up to answerOffset_, then the bytes of the first
+  // The answer under construction: room up to answerOffset_, then the bytes of the first
   // out-array (parameter answerParam_, kMaxParams when there is none), which the manager
   // fills in place. The real head is written in front of them once its size is known.
-  std::vector<std::uint8_t> answer_;
+  std::vector<std::uint8_t>& answer_;
+  std::size_t requestSize_ = 0;
   std::size_t answerParam_ = kMaxParams;
   std::size_t answerOffset_ = 0;
 };

@@ -10,12 +10,12 @@ std::uint32_t StubServerInterface::Dispatch(std::uint16_t opnum,
                                             std::vector<std::uint8_t>& response) {
   if (opnum >= shape_.operations.size()) return kFaultOperationRange;
   try {
-    ServerCall call(shape_.operations[opnum]);
+    ServerCall call(shape_.operations[opnum], response);
     if (const std::uint32_t status = call.Decode(request, bigEndian); status != 0) {
       return status;  // the manager is not entered
     }
     const std::int32_t result = invoker_(manager_, opnum, call);
-    response = call.Encode(result);
+    call.Encode(result);
     return 0;
   } catch (const RpcException& e) {
     // A manager may fail a call with a Win32 status of its own; 0 is no fault status.
