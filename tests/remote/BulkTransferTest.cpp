@@ -12,7 +12,7 @@
 
 #include "platform/os/StreamSocket.h"
 #include "remote/EchoInterface.h"
-#include "remote/StubTestServer.h"
+#include "remote/TestServer.h"
 #include "remote/runtime/KeepAllowance.h"
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/PduStream.h"
@@ -182,7 +182,8 @@ class PatternProvider : public QUORVAN::Rendix::ServiceProvider::IServiceProvide
 
 TEST(BulkTransfer, AnswersShrinkingAndGrowingOnOneBindingArriveWhole) {
   PatternProvider provider;
-  rdx::test::StubTestServer server(nullptr, &provider, nullptr);
+  TestServer server(nullptr, &provider, nullptr);
+  Binding binding(server);
   constexpr std::int32_t kMiB = 1024 * 1024;
   // Each call leaves its buffers larger or smaller than the next needs.
   // 9 MiB is read into place in more than one slice.
@@ -192,7 +193,7 @@ TEST(BulkTransfer, AnswersShrinkingAndGrowingOnOneBindingArriveWhole) {
     char session[] = "S";
     char error[] = "AAA";
     std::int32_t inOut = size;
-    ASSERT_EQ(serviceprovider::StreamImageBuffer(server.Binding(), session, &inOut,
+    ASSERT_EQ(serviceprovider::StreamImageBuffer(binding.h, session, &inOut,
                                                  buffer.data(), size % 7, 1, error),
               1);
     EXPECT_EQ(inOut, size);

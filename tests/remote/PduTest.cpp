@@ -63,7 +63,7 @@ TEST(Pdu, EncodingsMatchKnownExchanges) {
   WireReader bigReader(bigNdr, true);
   EXPECT_TRUE(SameSyntax(bigReader.Syntax(), Ndr20Syntax()));
 
-  FaultBody fault{0, kNcaOpRangeError};
+  FaultBody fault{0, kFaultOperationRange};
   struct Row {
     const char* name;
     std::vector<std::uint8_t> actual;

@@ -92,7 +92,7 @@ TEST(ServerConnection, AnswersEachSequenceAsSpecifiedForItsRow) {
       {"unknown context", {bind, Request(2, 7, 0, 4)},
        {PduType::kFault, kNcaUnknownInterface, kNotRun, false}},
       {"opnum out of range", {bind, Request(2, 0, 0xFFFF, 0)},
-       {PduType::kFault, kNcaOpRangeError, kNotRun, false}},
+       {PduType::kFault, kFaultOperationRange, kNotRun, false}},
       {"manager fault", {bind, Patched(Request(2, 0, 2, 8), 25, 0x06)},
        {PduType::kFault, 0x5a5a065a, kBoth, false}},
       {"fragment above the transport maximum", {bind, Request(2, 0, 0, 5840 - 24 + 1)},

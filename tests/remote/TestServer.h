@@ -13,10 +13,7 @@
 #include <rdx/remote/IServiceProviderManager.h>
 
 #include "remote/runtime/RpcRuntime.h"
-
-namespace rdx::rpc {
-class RpcServer;  // kept out of this header: its PDU constants clash with the stubs' ones
-}
+#include "remote/runtime/RpcServer.h"
 
 namespace rdx::rpc::test {
 

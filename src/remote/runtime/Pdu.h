@@ -40,13 +40,9 @@ inline constexpr std::size_t kFaultSize = 32;
 inline constexpr std::uint16_t kTransportMaxFragment = 5840;
 inline constexpr std::uint16_t kMinFragment = 2048;
 
-// Fault statuses this run time sends or recognises.
-inline constexpr std::uint32_t kNcaOpRangeError = 0x1c010002;
+// Fault statuses this run time sends or recognises, besides those of RpcRuntime.h.
 inline constexpr std::uint32_t kNcaUnknownInterface = 0x1c010003;
 inline constexpr std::uint32_t kNcaProtocolError = 0x1c01000b;
-inline constexpr std::uint32_t kNcaFaultUnspecified = 0x1c000012;
-inline constexpr std::uint32_t kNcaRemoteNoMemory = 0x1c00001b;
-inline constexpr std::uint32_t kFaultBadStubData = 0x000006f7;
 inline constexpr std::uint32_t kFaultAccessDenied = 0x00000005;
 
 // bind_ack result values and rejection reasons.

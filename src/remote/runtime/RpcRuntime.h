@@ -21,6 +21,13 @@ struct SyntaxId {
   std::uint16_t versionMinor = 0;
 };
 
+// Fault statuses an interface answers with instead of a response; the run time sends others
+// of its own (unknown interface, protocol error).
+inline constexpr std::uint32_t kFaultOperationRange = 0x1c010002;  // nca_s_op_rng_error
+inline constexpr std::uint32_t kFaultBadStubData = 0x000006f7;     // RPC_X_BAD_STUB_DATA
+inline constexpr std::uint32_t kFaultRemoteNoMemory = 0x1c00001b;  // nca_s_fault_remote_no_memory
+inline constexpr std::uint32_t kFaultUnspecified = 0x1c000012;     // nca_s_fault_unspec
+
 // What the server run time needs of a registered interface. The interface layer implements
 // it once per interface; StartRpcListener's `void* interfaceSpec` points at one.
 class ServerInterface {

@@ -304,7 +304,7 @@ void ServerConnection::Complete(ServerAnswer& answer) {
   }
   ServerInterface* entry = context->second.entry;
   if (opnum_ >= entry->OperationCount()) {
-    answer.pdu = EncodeFault(callId_, contextId_, kNcaOpRangeError, true);
+    answer.pdu = EncodeFault(callId_, contextId_, kFaultOperationRange, true);
     stub_.clear();
     return;
   }
@@ -313,16 +313,16 @@ void ServerConnection::Complete(ServerAnswer& answer) {
   try {
     status = entry->Dispatch(opnum_, stub_, (drep_[0] & 0xF0) == 0, answer.stub);
   } catch (const std::bad_alloc&) {
-    status = kNcaRemoteNoMemory;
+    status = kFaultRemoteNoMemory;
   } catch (...) {
-    status = kNcaFaultUnspecified;
+    status = kFaultUnspecified;
   }
   if (limiter_ != nullptr) limiter_->release();
   stub_.clear();
   if (stub_.capacity() > 64 * 1024) stub_.shrink_to_fit();  // idle connections stay small
   if (status != 0) {
     answer.stub.clear();
-    const bool notExecuted = status == kNcaOpRangeError || status == kNcaUnknownInterface;
+    const bool notExecuted = status == kFaultOperationRange || status == kNcaUnknownInterface;
     answer.pdu = EncodeFault(callId_, contextId_, status, notExecuted);
     return;
   }

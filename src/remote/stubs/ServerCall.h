@@ -11,17 +11,12 @@
 #include <vector>
 
 #include "remote/ndr/NdrWriter.h"
+#include "remote/runtime/RpcRuntime.h"
 #include "remote/stubs/OperationShape.h"
 
 namespace rdx::rpc {
 
 class NdrReader;
-
-// Fault statuses the stubs answer with instead of a response.
-inline constexpr std::uint32_t kFaultOperationRange = 0x1c010002;  // nca_s_op_rng_error
-inline constexpr std::uint32_t kFaultBadStubData = 0x000006f7;     // RPC_X_BAD_STUB_DATA
-inline constexpr std::uint32_t kFaultRemoteNoMemory = 0x1c00001b;  // nca_s_fault_remote_no_memory
-inline constexpr std::uint32_t kFaultUnspecified = 0x1c000012;     // nca_s_fault_unspec
 
 class ServerCall {
  public:
