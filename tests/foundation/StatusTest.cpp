@@ -1,6 +1,7 @@
 #include <rdx/foundation/Status.h>
 
 #include "foundation/StatusItemsMatch.h"
+#include "foundation/StatusXmlByQueries.h"
 #include "foundation/StatusReportForms.h"
 #include "foundation/StatusXmlReader.h"
 #include "platform/xml/XmlDocument.h"
@@ -181,6 +182,9 @@ TEST(StatusXml, AppendReadsOneItemPerChildNode) {
     status.Clear("Default");
     EXPECT_EQ(status.Append(row.xml), row.result);
     ExpectItems(status, row.items);
+    Items byQueries;
+    EXPECT_EQ(rdx::test::ReadByQueries(row.xml, byQueries, false), row.result);
+    ExpectItems(status, byQueries);
   }
 }
 
@@ -202,6 +206,9 @@ TEST(StatusXml, PrependFoldsEverythingIntoOneFrontItem) {
     status.Append(old);
     EXPECT_EQ(status.Prepend(row.xml), row.result);
     ExpectItems(status, row.items);
+    Items byQueries = {old};
+    EXPECT_EQ(rdx::test::ReadByQueries(row.xml, byQueries, true), row.result);
+    ExpectItems(status, byQueries);
   }
 }
 
