@@ -250,7 +250,8 @@ TEST(StatusXml, ReportForms) {
   Status status;
   EXPECT_EQ(rdx::foundation::GetStatusAsReportText(status), "");
   EXPECT_EQ(rdx::foundation::GetStatusAsReportXml(status), "");
-  status.Append(64279, "a<b", "QUORVAN.Rendix.Global::Reporter", "d");
+  // Formatted as C strings: text after a NUL byte never shows.
+  status.Append(64279, "a<b", "QUORVAN.Rendix.Global::Reporter", std::string("d\0cut", 5));
   status.Append(-1, "m", "", "");
   const std::string time = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
   EXPECT_TRUE(std::regex_match(
