@@ -10,6 +10,7 @@
 #include <benchmark/benchmark.h>
 #include <pugixml.hpp>
 
+#include <cstdio>
 #include <string>
 
 namespace {
