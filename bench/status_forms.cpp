@@ -5,11 +5,12 @@
 #include <rdx/foundation/Status.h>
 #include <rdx/foundation/StringUtility.h>
 
+#include "RatioReporter.h"
+
 #include <benchmark/benchmark.h>
 #include <pugixml.hpp>
 
 #include <cstdio>
-#include <map>
 #include <string>
 
 namespace {
@@ -100,39 +101,18 @@ void BM_StatusAppendOnly(benchmark::State& state) {
 }
 BENCHMARK(BM_StatusAppendOnly);
 
-// Keeps each benchmark's CPU time per iteration so that ratios can be printed after the
-// table; CPU time, because the machines these run on are shared and wall time drifts.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.iterations > 0) nanoseconds[run.benchmark_name()] = run.GetAdjustedCPUTime();
-    }
-  }
-  void PrintRatio(const char* label, const std::string& measured, const std::string& baseline,
-                  double aim) const {
-    const auto m = nanoseconds.find(measured);
-    const auto b = nanoseconds.find(baseline);
-    if (m == nanoseconds.end() || b == nanoseconds.end() || b->second <= 0) return;
-    const double ratio = m->second / b->second;
-    std::printf("ratio %-44s %6.2fx (aim <= %.1fx) %s\n", label, ratio, aim,
-                ratio <= aim ? "ok" : "ABOVE AIM");
-  }
-  std::map<std::string, double> nanoseconds;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  RatioReporter reporter;
+  rdx::bench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.PrintRatio("printToString / snprintf", "BM_PrintToString", "BM_SnprintfStackBuffer",
-                      1.3);
-  reporter.PrintRatio("Status ToString+Append / pugixml", "BM_StatusToStringAndAppend",
-                      "BM_PugixmlParseAndSerialise", 2.0);
+  // Each line gives the time of the second benchmark over that of its baseline, the first.
+  reporter.PrintRatios({{"BM_SnprintfStackBuffer", "BM_PrintToString"}},
+                       "ratio (aim <= 1.3x)");
+  reporter.PrintRatios({{"BM_PugixmlParseAndSerialise", "BM_StatusToStringAndAppend"}},
+                       "ratio (aim <= 2.0x)");
   benchmark::Shutdown();
   return 0;
 }

@@ -1,9 +1,11 @@
 // Status XML from another process goes through Status::Append and Status::Prepend: any bytes
 // must be refused or read, never crash, hang or read out of bounds. Whatever is read must
-// survive being written and read once more, item for item, and the direct reading of the
-// library's own layout must agree with the document route.
+// survive being written and read once more, item for item; the direct reading of the
+// library's own layout must agree with the document route, and both with plain XPath queries.
 #include <rdx/foundation/Status.h>
+#include <rdx/foundation/StringUtility.h>
 
+#include "../tests/foundation/StatusXmlByQueries.h"
 #include "foundation/StatusXmlReader.h"
 
 #include <cstddef>
@@ -17,18 +19,35 @@ using QUORVAN::Rendix::GeneralUtilityLib::StatusItem;
 
 namespace {
 
+void AbortUnlessSame(const std::vector<StatusItem>& a, const std::vector<StatusItem>& b) {
+  if (a.size() != b.size()) std::abort();
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (a[i].id != b[i].id || a[i].message != b[i].message || a[i].source != b[i].source ||
+        a[i].details != b[i].details) {
+      std::abort();
+    }
+  }
+}
+
 // Text the direct scan of the library's own layout accepts must read as the document reads it.
 void CompareDirectWithDocument(const std::string& text) {
   std::vector<StatusItem> direct;
   if (!rdx::foundation::StatusXmlReader::ReadOwnLayout(text, direct)) return;
   std::vector<StatusItem> document;
   if (!rdx::foundation::AppendThroughDocument(text, document)) std::abort();
-  if (direct.size() != document.size()) std::abort();
-  for (std::size_t i = 0; i < direct.size(); ++i) {
-    if (direct[i].id != document[i].id || direct[i].message != document[i].message ||
-        direct[i].source != document[i].source || direct[i].details != document[i].details) {
-      std::abort();
-    }
+  AbortUnlessSame(direct, document);
+}
+
+// Append and Prepend must read what one XPath query per item and field reads. The queries'
+// document takes a text naming an existing file as that file; such texts are skipped.
+void CompareWithQueries(const std::string& text) {
+  if (QUORVAN::Rendix::GeneralUtilityLib::doesFileExist(text)) return;
+  for (const bool fold : {false, true}) {
+    Status status;
+    std::vector<StatusItem> expected;
+    const bool read = fold ? status.Prepend(text) : status.Append(text);
+    if (read != rdx::test::ReadByQueries(text, expected, fold)) std::abort();
+    AbortUnlessSame(status.items, expected);
   }
 }
 
@@ -37,6 +56,7 @@ void CompareDirectWithDocument(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
   CompareDirectWithDocument(text);
+  CompareWithQueries(text);
   Status front;
   const bool prepended = front.Prepend(text);
   if (front.items.size() != (prepended ? 1u : 0u)) std::abort();

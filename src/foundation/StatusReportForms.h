@@ -1,7 +1,8 @@
 #pragma once
 // The two report forms of a Status that Object offers as statics (GetAsReportText and
 // GetAsReportXml): one entry per item, each stamped with its own reading of the clock, no
-// envelope, "" for an empty Status.
+// envelope, "" for an empty Status. Texts are formatted as C strings, so each ends at its
+// first NUL byte.
 
 #include <rdx/foundation/Status.h>
 

@@ -9,8 +9,8 @@
 #include <pugixml.hpp>
 
 #include <array>
-#include <optional>
 #include <cstring>
+#include <optional>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -18,26 +18,6 @@
 
 namespace rdx::foundation {
 namespace {
-
-// The parse rules of the library's XML document layer (platform/xml/XmlDocument.cpp), for
-// text that cannot hold attributes: the same pugixml options, and the top-level rules (one
-// root element, no text beside it). A test holds the two to the same verdicts.
-constexpr unsigned kDocumentParseOptions = pugi::parse_default | pugi::parse_comments |
-                                           pugi::parse_pi | pugi::parse_declaration |
-                                           pugi::parse_doctype | pugi::parse_fragment;
-
-bool ParseDirectly(pugi::xml_document& dom, const std::string& xml) {
-  if (!dom.load_buffer(xml.data(), xml.size(), kDocumentParseOptions, pugi::encoding_auto)) {
-    return false;
-  }
-  std::size_t roots = 0;
-  for (pugi::xml_node child = dom.first_child(); child; child = child.next_sibling()) {
-    const pugi::xml_node_type type = child.type();
-    if (type == pugi::node_pcdata || type == pugi::node_cdata) return false;
-    if (type == pugi::node_element) ++roots;
-  }
-  return roots == 1;
-}
 
 constexpr std::size_t kFieldCount = 4;
 constexpr const char* kFieldNames[kFieldCount] = {"ID", "Message", "Source", "Details"};
@@ -124,11 +104,9 @@ void StoreField(std::size_t field, std::string text,
 }  // namespace
 
 struct StatusXmlReader::Document {
-  // Text with an '=' is parsed by the library's XML document layer, so that it is accepted
-  // or refused exactly as XMLProperties would; text without one cannot hold the attributes
-  // that layer's extra walk checks, and is parsed here by the same rules (see ParseDirectly).
-  std::shared_ptr<rdx::xml::Document> loaded;
-  pugi::xml_document direct;
+  // Parsed by the library's XML document layer, so that text is accepted or refused exactly
+  // as XMLProperties would.
+  std::shared_ptr<rdx::xml::Document> parsed;
   // "//Status" is the first Status element in document order; "//Status/*[i]" is the first,
   // in document order, of the i-th element children of every Status element.
   pugi::xml_node firstStatus;
@@ -155,16 +133,10 @@ bool StatusXmlReader::Load(const std::string& xml) {
   Document& document = *document_;
   // Always parsed as text: status text comes from other processes and is never taken as the
   // name of a file to open.
-  const pugi::xml_document* parsed = &document.direct;
-  if (xml.find('=') == std::string::npos) {
-    if (!ParseDirectly(document.direct, xml)) return false;
-  } else {
-    std::optional<rdx::xml::ParseError> error;
-    document.loaded = rdx::xml::LoadText(xml, error);
-    if (error || !document.loaded) return false;
-    parsed = &document.loaded->dom;
-  }
-  const pugi::xml_document& dom = *parsed;
+  std::optional<rdx::xml::ParseError> error;
+  document.parsed = rdx::xml::LoadText(xml, error);
+  if (error || !document.parsed) return false;
+  const pugi::xml_document& dom = document.parsed->dom;
   std::vector<pugi::xml_node> statuses;
   const pugi::xml_node root = dom.document_element();
   if (IsStatusElement(root) && xml.find('\0') == std::string::npos &&
@@ -195,12 +167,10 @@ bool StatusXmlReader::Load(const std::string& xml) {
       document.candidatesAt[index++].push_back(child);
     }
   }
-  if (statuses.size() > 1) {
-    std::size_t position = 0;
-    ForEachInDocumentOrder(dom, [&document, &position](const pugi::xml_node& node) {
-      document.order.emplace(node.internal_object(), ++position);
-    });
-  }
+  std::size_t position = 0;
+  ForEachInDocumentOrder(dom, [&document, &position](const pugi::xml_node& node) {
+    document.order.emplace(node.internal_object(), ++position);
+  });
   return true;
 }
 

@@ -309,12 +309,13 @@ std::string renameExtension(const std::string& path, const std::string& extensio
   return result;
 }
 
-std::string getPath(const std::string& path) { return SplitWindowsPath(path).first; }
+// Both read the path as a C string: a NUL ends it.
+std::string getPath(const std::string& path) { return SplitWindowsPath(AsCText(path)).first; }
 
 std::pair<std::string, std::string> splitPath(const std::string& path, char /*separator*/) {
   // The path buffer of the original splitter held MAX_PATH (260) bytes; longer input is cut.
   constexpr std::size_t kMaxPath = 260;
-  return SplitWindowsPath(std::string_view(path).substr(0, kMaxPath));
+  return SplitWindowsPath(AsCText(path).substr(0, kMaxPath));
 }
 
 bool doesFileExist(const std::string& path) {

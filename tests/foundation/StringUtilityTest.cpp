@@ -145,6 +145,7 @@ TEST(StringUtility, PathsFollowTheWindowsRules) {
       {"C:\\data\\a.txt", "C:\\data\\", "a.txt"}, {"C:a.txt", "C:", "a.txt"},
       {"dir\\sub/file", "dir\\sub/", "file"},     {"a.txt", "", "a.txt"},
       {"\\\\host\\share\\f", "\\\\host\\share\\", "f"}, {"", "", ""},
+      {"dir\\a\0/b"s, "dir\\", "a"},  // a NUL ends the path
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.path);
