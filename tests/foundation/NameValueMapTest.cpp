@@ -65,8 +65,8 @@ TEST(NameValueMap, SaveWritesTheFlatBlock) {
   EXPECT_EQ(size, 1234u) << "an empty map has no flat form and leaves the size alone";
 
   // Names and values end at their first NUL; the rest of their room stays zero.
-  NameValueMap withNul = MapOf({{"k", std::string("v\0tail", 6)}});
-  EXPECT_EQ(Saved(withNul), std::string("k\0v\0", 4));
+  NameValueMap withNul = MapOf({{std::string("k\0n", 3), std::string("v\0tail", 6)}});
+  EXPECT_EQ(Saved(withNul), std::string("k\0\0\0v\0\0\0\0\0\0", 11));
 }
 
 TEST(NameValueMap, LoadReadsBlocksOfOlderPeers) {
