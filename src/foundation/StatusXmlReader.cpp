@@ -124,9 +124,10 @@ void StoreField(std::size_t field, std::string text,
 }  // namespace
 
 struct StatusXmlReader::Document {
-  // Text with an '=' is parsed by the library's XML document layer, so that it is accepted
-  // or refused exactly as XMLProperties would; text without one cannot hold the attributes
-  // that layer's extra walk checks, and is parsed here by the same rules (see ParseDirectly).
+  // Text with an '=' or an '&' is parsed by the library's XML document layer, so that it is
+  // accepted or refused exactly as XMLProperties would; text without them holds neither the
+  // attributes nor the references that layer's extra walk checks, and is parsed here by the
+  // same rules (see ParseDirectly).
   std::shared_ptr<rdx::xml::Document> loaded;
   pugi::xml_document direct;
   // "//Status" is the first Status element in document order; "//Status/*[i]" is the first,
@@ -156,7 +157,7 @@ bool StatusXmlReader::Load(const std::string& xml) {
   // Always parsed as text: status text comes from other processes and is never taken as the
   // name of a file to open.
   const pugi::xml_document* parsed = &document.direct;
-  if (xml.find('=') == std::string::npos) {
+  if (xml.find_first_of("=&") == std::string::npos) {
     if (!ParseDirectly(document.direct, xml)) return false;
   } else {
     std::optional<rdx::xml::ParseError> error;
