@@ -118,6 +118,8 @@ TEST(XMLProperties, QueriesWalkTheCachedList) {
   EXPECT_EQ(xml.getNumNodes("//b"), 1u);
   ASSERT_TRUE(xml.selectNode("//a", 0));
   EXPECT_EQ(xml.getNodeName(), "b");
+  EXPECT_EQ(xml.getNumChildren("///"), kNone);
+  EXPECT_EQ(xml.getNodeName(), "b") << "a failing query keeps the current node";
   EXPECT_EQ(xml.getNumChildren("//zz"), kNone);
   EXPECT_EQ(xml.getNodeName(), "") << "getNumChildren of nothing drops the current node";
   // A new init forgets the XPath, so the same text queries the new document.

@@ -67,7 +67,8 @@ class RDX_API XMLProperties {
 
   // getNumChildren: number of child nodes (comments included) of the first node matching
   // `xpath`, which becomes the current node. The attribute cache is left as it was.
-  // 4294967295 for an empty or invalid XPath or no match (the current node is then none).
+  // 4294967295 for an empty or invalid XPath (the current node stays) or no match (no current
+  // node then).
   std::uint32_t getNumChildren(const std::string& xpath);
 
   // getNodeName: name of the current node ("#text", "#comment", "#document" for those kinds);
