@@ -143,6 +143,9 @@ TEST(NameValueMap, LoadsXml) {
       {"<Cfg>\n  <A>1</A>\n  <!-- skip -->\n  <B>2</B>\n</Cfg>", "", 1, {{"A", "1"}, {"B", "2"}}},
       {"<Cfg><A><i>1</i>t</A><E/></Cfg>", "/*", 1, {{"A", "<A><i>1</i>t</A>"}, {"E", ""}}},
       {"<R><S><A>1</A></S><S><B>2</B></S></R>", "//S", 1, {{"A", "1"}}},
+      // Child i is the first i-th child of any S; the count comes from the first S.
+      {"<R><S><!--c--><A>1</A></S><S><B>2</B><C>3</C></S><S/></R>", "//S", 1,
+       {{"A", "1"}, {"C", "3"}}},
       {"<R><S><A>1</A></S></R>", "/R/T", 0, {}},
       {"", "/*", 0, {}},
       {"<R/>", "/*", 1, {}},
