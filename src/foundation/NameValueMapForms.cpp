@@ -69,7 +69,8 @@ int NameValueMap::LoadXml(const std::string& xml, const std::string& rootPath) {
       emplace_hint(end(), document.getNodeName(), document.getNodeContents(""));
     }
     return 1;
-  } catch (...) {
+  } catch (...) {  // out of memory part way: nothing half-read is left behind
+    clear();
     return 0;
   }
 }
