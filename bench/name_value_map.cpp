@@ -5,6 +5,8 @@
 // avoid). The ratios are printed after the table.
 #include <rdx/foundation/NameValueMap.h>
 
+#include "RatioReporter.h"
+
 #include <benchmark/benchmark.h>
 #include <pugixml.hpp>
 
@@ -152,37 +154,20 @@ void BM_BaselinePugixmlRead(benchmark::State& state) {
 }
 BENCHMARK(BM_BaselinePugixmlRead);
 
-// Keeps the CPU time per iteration of every run (steadier than wall time on a shared machine) so the ratios can be printed at the end.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) times_[run.benchmark_name()] = run.GetAdjustedCPUTime();
-    ConsoleReporter::ReportRuns(runs);
-  }
-  void PrintRatio(const char* label, const char* measured, const char* baseline) const {
-    const auto m = times_.find(measured);
-    const auto b = times_.find(baseline);
-    if (m == times_.end() || b == times_.end() || b->second <= 0) return;
-    std::printf("ratio %-38s %6.2fx  (%s / %s)\n", label, m->second / b->second, measured,
-                baseline);
-  }
-
- private:
-  std::map<std::string, double> times_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  RatioReporter reporter;
+  rdx::bench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   std::printf("flat block: %zu bytes, %d pairs\n", Block().size(), kPairs);
-  reporter.PrintRatio("Save vs appending a std::map's pairs", "BM_Save", "BM_BaselineStdMapWalk");
-  reporter.PrintRatio("Save vs memcpy of the block", "BM_Save", "BM_BaselineMemcpy");
-  reporter.PrintRatio("Load vs building a std::map", "BM_Load", "BM_BaselineStdMapBuild");
-  reporter.PrintRatio("LoadXml vs pugixml parse and copy", "BM_LoadXml", "BM_BaselinePugixmlRead");
+  // Each line reads "<measured> vs <baseline>: time of baseline / time of measured".
+  reporter.PrintRatios({{"BM_Save", "BM_BaselineStdMapWalk"},
+                        {"BM_Save", "BM_BaselineMemcpy"},
+                        {"BM_Load", "BM_BaselineStdMapBuild"},
+                        {"BM_LoadXml", "BM_BaselinePugixmlRead"}},
+                       "ratio");
   benchmark::Shutdown();
   return 0;
 }

@@ -40,24 +40,22 @@ int NameValueMap::Exists(const std::string& name) const { return find(name) != e
 int NameValueMap::Save(std::uint32_t* size, void* buffer) {
   if (empty()) return 0;
   std::uint64_t needed = 0;
-  for (const auto& [name, value] : *this) needed += TextLength(name) + TextLength(value) + 2;
+  for (const auto& [name, value] : *this) needed += name.size() + value.size() + 2;
   // The flat form carries 32-bit sizes; a map too large for them has no flat form.
   if (needed > UINT32_MAX) return 0;
   if (size == nullptr) return 0;
   const std::uint32_t capacity = *size;
   *size = static_cast<std::uint32_t>(needed);
   if (capacity < needed || buffer == nullptr) return 0;
-  // Every byte of the block is written once: the text, then its NUL, pair after pair.
+  // Each text keeps its whole room, but only its bytes up to the first NUL are copied: the
+  // rest of the room stays zero, as peers reading the block expect.
   auto* out = static_cast<char*>(buffer);
+  std::memset(out, 0, static_cast<std::size_t>(needed));
   for (const auto& [name, value] : *this) {
-    const std::size_t nameLength = TextLength(name);
-    std::memcpy(out, name.data(), nameLength);
-    out[nameLength] = '\0';
-    out += nameLength + 1;
-    const std::size_t valueLength = TextLength(value);
-    std::memcpy(out, value.data(), valueLength);
-    out[valueLength] = '\0';
-    out += valueLength + 1;
+    std::memcpy(out, name.data(), TextLength(name));
+    out += name.size() + 1;
+    std::memcpy(out, value.data(), TextLength(value));
+    out += value.size() + 1;
   }
   return 1;
 }

@@ -6,7 +6,7 @@
 
 #include "foundation/StringInternal.h"
 
-#include <cstring>
+#include <algorithm>
 
 namespace QUORVAN::Rendix::Global {
 namespace {
@@ -32,9 +32,8 @@ std::string PrepareElementText(const std::string& name, std::string value) {
     children = probe.getNumChildren("//" + name);
   }
   if (children == 0 || children == kNoCount) {
-    const std::uint32_t limit = LengthLimit(value);
-    gul::replaceString(value, "<", "_", true, limit);
-    gul::replaceString(value, ">", "_", true, limit);
+    std::replace(value.begin(), value.end(), '<', '_');
+    std::replace(value.begin(), value.end(), '>', '_');
   }
   return value;
 }
@@ -50,18 +49,28 @@ int NameValueMap::LoadXml(const std::string& xml, const std::string& rootPath) {
     if (!document.selectNode(root, 0)) return 0;
     const std::uint32_t count = document.getNumChildren(root);
     if (count == kNoCount) return 1;
-    // The children of the first node the root path matches, walked as one cached list: one
-    // query for the whole element rather than one per child, which would make a large section
-    // cost the square of its size. `count` covers every child node, elements or not, so it
-    // bounds the element children; indexes past them select nothing.
+    // Child i is the first, in document order, of the i-th element children of every node
+    // the root path matches. With one such node (the usual case) that is its i-th element
+    // child, so its children are walked as one cached list: one query for the whole element
+    // rather than one per child, which would make a large section cost the square of its
+    // size. `count` covers every child node, elements or not, so it bounds the element
+    // children; indexes past them select nothing.
+    const bool oneRoot = document.getNumNodes(root) == 1;
     const std::string children = "(" + root + ")[1]/*";
     for (std::uint32_t i = 0; i < count; ++i) {
-      if (!document.selectNode(children, i)) continue;
+      const bool selected =
+          oneRoot ? document.selectNode(children, i)
+                  : document.selectNode(gul::StringUtility::printToString(
+                                            "%s/*[%lu]", root.c_str(),
+                                            static_cast<unsigned long>(i) + 1),
+                                        0);
+      if (!selected) continue;
       // The first name wins; sections are often written in order, so try the end first.
       emplace_hint(end(), document.getNodeName(), document.getNodeContents(""));
     }
     return 1;
-  } catch (...) {
+  } catch (...) {  // out of memory part way: nothing half-read is left behind
+    clear();
     return 0;
   }
 }
@@ -71,7 +80,9 @@ std::string NameValueMap::ToXmlString(const std::string& rootName) const {
   std::string out = "<" + rootName + ">";
   for (const auto& [name, stored] : *this) {
     std::string value = stored;
-    gul::replaceString(value, "&", "_", true, LengthLimit(value));
+    // Every "&" goes: a replacement "_" never makes a new one, so one pass replaces what
+    // searching again from the start after each replacement would.
+    std::replace(value.begin(), value.end(), '&', '_');
     const std::string openTag = "<" + name + ">";
     const std::size_t firstClose = value.find('>');
     if (firstClose != std::string::npos &&

@@ -112,7 +112,7 @@ bool XMLProperties::selectNode(const std::string& xpath, std::uint32_t index) {
   try {
     if (xpath != lastXPath_) {
       lastXPath_ = xpath;
-      dom_->nodeList.reset();  // a failing query must not leave the previous list behind
+      // A failing query leaves the previous list in place, remembered under this XPath.
       dom_->nodeList = rdx::xml::SelectNodes(dom_->slot->document, xpath);
       if (index >= dom_->nodeList->Length()) return false;
     }
@@ -123,7 +123,7 @@ bool XMLProperties::selectNode(const std::string& xpath, std::uint32_t index) {
     return dom_->current.Live();
   } catch (...) {
     Fail(StringUtility::printToString("Could not select XML node; XPath: '%s'",
-                                              xpath.c_str()));
+                                      xpath.c_str()));
     return false;
   }
 }
@@ -131,13 +131,12 @@ bool XMLProperties::selectNode(const std::string& xpath, std::uint32_t index) {
 std::uint32_t XMLProperties::getNumNodes(const std::string& xpath) {
   if (xpath.empty()) return kNoCount;
   try {
-    dom_->nodeList.reset();
     dom_->nodeList = rdx::xml::SelectNodes(dom_->slot->document, xpath);
     const std::size_t length = dom_->nodeList->Length();
     return length >= kNoCount ? kNoCount : static_cast<std::uint32_t>(length);
   } catch (...) {
     Fail(StringUtility::printToString("Could not count nodes in XML; XPath: '%s'",
-                                              xpath.c_str()));
+                                      xpath.c_str()));
     return kNoCount;
   }
 }
@@ -145,13 +144,13 @@ std::uint32_t XMLProperties::getNumNodes(const std::string& xpath) {
 std::uint32_t XMLProperties::getNumChildren(const std::string& xpath) {
   if (xpath.empty()) return kNoCount;
   try {
-    dom_->current = rdx::xml::NodeRef{};  // released even when the query finds nothing
+    // Replaced even when the query finds nothing; a query that fails keeps the current node.
     dom_->current = rdx::xml::SelectSingleNode(dom_->slot->document, xpath);
     if (!dom_->current.Live()) return kNoCount;
     return rdx::xml::ChildCount(dom_->current.node).value_or(kNoCount);
   } catch (...) {
     Fail(StringUtility::printToString("Could not count children in XML; XPath: '%s'",
-                                              xpath.c_str()));
+                                      xpath.c_str()));
     return kNoCount;
   }
 }

@@ -65,8 +65,8 @@ TEST(NameValueMap, SaveWritesTheFlatBlock) {
   EXPECT_EQ(size, 1234u) << "an empty map has no flat form and leaves the size alone";
 
   // Names and values end at their first NUL; the rest of their room stays zero.
-  NameValueMap withNul = MapOf({{"k", std::string("v\0tail", 6)}});
-  EXPECT_EQ(Saved(withNul), std::string("k\0v\0", 4));
+  NameValueMap withNul = MapOf({{std::string("k\0n", 3), std::string("v\0tail", 6)}});
+  EXPECT_EQ(Saved(withNul), std::string("k\0\0\0v\0\0\0\0\0\0", 11));
 }
 
 TEST(NameValueMap, LoadReadsBlocksOfOlderPeers) {
@@ -143,6 +143,9 @@ TEST(NameValueMap, LoadsXml) {
       {"<Cfg>\n  <A>1</A>\n  <!-- skip -->\n  <B>2</B>\n</Cfg>", "", 1, {{"A", "1"}, {"B", "2"}}},
       {"<Cfg><A><i>1</i>t</A><E/></Cfg>", "/*", 1, {{"A", "<A><i>1</i>t</A>"}, {"E", ""}}},
       {"<R><S><A>1</A></S><S><B>2</B></S></R>", "//S", 1, {{"A", "1"}}},
+      // Child i is the first i-th child of any S; the count comes from the first S.
+      {"<R><S><!--c--><A>1</A></S><S><B>2</B><C>3</C></S><S/></R>", "//S", 1,
+       {{"A", "1"}, {"C", "3"}}},
       {"<R><S><A>1</A></S></R>", "/R/T", 0, {}},
       {"", "/*", 0, {}},
       {"<R/>", "/*", 1, {}},

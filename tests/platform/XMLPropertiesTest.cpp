@@ -24,6 +24,7 @@ TEST(XMLProperties, ParsesAsTheWindowsDomDoesAndExplainsRefusals) {
       {"<a><!-- c --><b/></a>", 2, ""},  // comments are children
       {"<a>x<b>y<c>z</c></b><![CDATA[<w>]]><!--no--> z </a>", 5, "xyz<w> z "},
       {"<?xml version=\"1.0\"?>\n<!-- lead -->\n<a>&lt;&amp;</a>", 1, "<&"},
+      {"<a>&#65;&#x42;&amp;lt;&apos;&#xE9;</a>", 1, "AB&lt;'\xC3\xA9"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.xml);
@@ -34,7 +35,10 @@ TEST(XMLProperties, ParsesAsTheWindowsDomDoesAndExplainsRefusals) {
   }
   for (const std::string& bad : {std::string("not xml"), std::string("   "), std::string("<a/><b/>"),
                                  std::string("<a/>y"), std::string("<a b='1' b='2'/>"),
-                                 std::string("<a><b></a></b>"), std::string("<a>\0</a>", 8)}) {
+                                 std::string("<a><b></a></b>"), std::string("<a>\0</a>", 8),
+                                 std::string("<a>&nbsp;</a>"), std::string("<a>x & y</a>"),
+                                 std::string("<a>&#0;</a>"), std::string("<a>&#x110000;</a>"),
+                                 std::string("<a b='&amp'/>"), std::string("<a b='<'/>")}) {
     SCOPED_TRACE(bad);
     XMLProperties xml;
     ASSERT_TRUE(xml.init("<seed/>"));
@@ -50,6 +54,12 @@ TEST(XMLProperties, ParsesAsTheWindowsDomDoesAndExplainsRefusals) {
                                    "the XML is accessible and valid.  Code: 'C00CE50Eh';  Line: "
                                    "'3';  Column: '", 0), 0u) << LastFailure(xml);
   EXPECT_NE(LastFailure(xml).find("';  Reason: 'Start-end tags mismatch'"), std::string::npos);
+  ASSERT_FALSE(xml.init("<a>\n&ok;</a>"));
+  EXPECT_NE(LastFailure(xml).find("Line: '2';  Column: '1';  Reason: 'Reference to undefined "
+                                  "entity 'ok'.'"), std::string::npos) << LastFailure(xml);
+  ASSERT_TRUE(xml.init("<a t='&lt;&#10;&quot;\tx'/>"));  // raw layout in values reads as blanks
+  ASSERT_TRUE(xml.selectNode("/a", 0));
+  EXPECT_EQ(xml.getAttributes().get("t"), "<\n\" x");
   // Long sources are shortened to 100 characters around "...".
   ASSERT_FALSE(xml.init("<" + std::string(300, 'x')));
   EXPECT_NE(LastFailure(xml).find("'<" + std::string(48, 'x') + "..." + std::string(48, 'x') + "'."),
@@ -91,9 +101,12 @@ TEST(XMLProperties, QueriesWalkTheCachedList) {
     EXPECT_EQ(xml.getNumNodes(row.xpath), row.nodes);
     EXPECT_EQ(xml.getNumChildren(row.xpath), row.children);
   }
+  EXPECT_EQ(xml.getNumNodes("//a"), 2u);
   EXPECT_FALSE(xml.selectNode("///", 0));
   EXPECT_EQ(LastFailure(xml), "Could not select XML node; XPath: '///'");
-  EXPECT_FALSE(xml.selectNode("///", 0)) << "a failed query must not leave a list to reuse";
+  // The failed query kept the list of //a, which the same XPath now walks unchecked.
+  ASSERT_TRUE(xml.selectNode("///", 1));
+  EXPECT_EQ(xml.getAttributes().get("n"), "1");
   EXPECT_FALSE(xml.selectNode("//a", 5));  // new query: bounds-checked
   EXPECT_FALSE(xml.selectNode("//a", 5));  // cached: no node at 5 either
   for (std::uint32_t i = 0; i < 2; ++i) {
@@ -105,6 +118,8 @@ TEST(XMLProperties, QueriesWalkTheCachedList) {
   EXPECT_EQ(xml.getNumNodes("//b"), 1u);
   ASSERT_TRUE(xml.selectNode("//a", 0));
   EXPECT_EQ(xml.getNodeName(), "b");
+  EXPECT_EQ(xml.getNumChildren("///"), kNone);
+  EXPECT_EQ(xml.getNodeName(), "b") << "a failing query keeps the current node";
   EXPECT_EQ(xml.getNumChildren("//zz"), kNone);
   EXPECT_EQ(xml.getNodeName(), "") << "getNumChildren of nothing drops the current node";
   // A new init forgets the XPath, so the same text queries the new document.

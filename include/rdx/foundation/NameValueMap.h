@@ -42,7 +42,7 @@ class RDX_API NameValueMap
   // size, then a buffer of at least that many bytes. Returns 1 when written. Returns 0 for an
   // empty map (size untouched: an empty map has no flat form), a null `size`, or a capacity
   // below the need (the needed size is then stored in *size). A name or value is written only
-  // up to its first 0x00.
+  // up to its first 0x00; the rest of its room (its full length) is left zero.
   int Save(std::uint32_t* size, void* buffer);
 
   // Load: replaces the contents with the pairs of a flat block of `size` bytes. The map is

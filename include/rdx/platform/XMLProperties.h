@@ -57,16 +57,18 @@ class RDX_API XMLProperties {
   // selectNode: makes node `index` (from 0) of the node set `xpath` the current node. A new
   // XPath is queried and bounds-checked; the same XPath as last time reuses the cached list
   // without a new query or a bounds test, so repeated selects walk one list. False for an
-  // empty or invalid XPath and when no node results.
+  // empty or invalid XPath and when no node results; an invalid XPath is still remembered,
+  // with the list cached before it.
   bool selectNode(const std::string& xpath, std::uint32_t index);
 
   // getNumNodes: size of the node set `xpath`, which becomes the cached list (the last XPath
-  // is not updated). 4294967295 for an empty or invalid XPath.
+  // is not updated). 4294967295 for an empty or invalid XPath (the cached list then stays).
   std::uint32_t getNumNodes(const std::string& xpath);
 
   // getNumChildren: number of child nodes (comments included) of the first node matching
   // `xpath`, which becomes the current node. The attribute cache is left as it was.
-  // 4294967295 for an empty or invalid XPath or no match (the current node is then none).
+  // 4294967295 for an empty or invalid XPath (the current node stays) or no match (no current
+  // node then).
   std::uint32_t getNumChildren(const std::string& xpath);
 
   // getNodeName: name of the current node ("#text", "#comment", "#document" for those kinds);

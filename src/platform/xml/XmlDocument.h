@@ -2,8 +2,8 @@
 // The DOM layer under XMLProperties: pugixml made to behave like the Windows XML DOM with its
 // default settings. Whitespace-only text is dropped, comments and processing instructions are
 // nodes, a node's text is all of its descendant text joined, and the well-formedness rules
-// pugixml is lenient about (one top-level element, no top-level text, unique attribute names)
-// are enforced, so a document that the Windows DOM refuses is refused here too.
+// pugixml is lenient about (one top-level element, no top-level text, unique attribute names,
+// only defined entity references, no "<" in attribute values) are enforced, so a document that the Windows DOM refuses is refused here too.
 //
 // Nodes are reference-counted there: a node removed from its tree, or a node of a document
 // that was loaded over, stays usable for whoever holds it. pugixml frees such nodes. So every
@@ -38,6 +38,8 @@ inline constexpr std::uint32_t kErrorMultipleRoots = 0xC00CE555;
 inline constexpr std::uint32_t kErrorTopLevelText = 0xC00CE556;
 inline constexpr std::uint32_t kErrorNoRoot = 0xC00CE558;
 inline constexpr std::uint32_t kErrorDuplicateAttribute = 0xC00CE50F;
+inline constexpr std::uint32_t kErrorBadReference = 0xC00CE559;
+inline constexpr std::uint32_t kErrorLessThanInAttribute = 0xC00CE55A;
 // A file the loader could not read: HRESULT of the Win32 error, as the DOM's load reports it.
 inline constexpr std::uint32_t kFileErrorBase = 0x80070000;
 
