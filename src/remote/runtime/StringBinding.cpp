@@ -113,6 +113,12 @@ std::uint32_t CheckProtocolSequence(const std::string& protocolSequence) {
   return family ? kProtocolNotSupported : kInvalidProtocol;
 }
 
+const char* ProtocolSequenceFor(const std::string& endpoint) {
+  const bool pipe = endpoint.find("\\pipe") != std::string::npos ||
+                    endpoint.find("/pipe") != std::string::npos;
+  return pipe ? kPipeProtocol : kTcpProtocol;
+}
+
 bool ParseTcpEndpoint(const std::string& endpoint, std::uint16_t& port) {
   if (endpoint.empty() || endpoint.size() > 5) return false;
   std::uint32_t value = 0;
