@@ -232,7 +232,8 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
     std::copy(body.stub.begin(), body.stub.end(), stub.begin() + std::ptrdiff_t(used));
     used += body.stub.size();
     bool last = (header.flags & kLastFragment) != 0;
-    if (first && !last && header.authLength == 0 && hint > body.stub.size() &&
+    if (first && !last && header.authLength == 0 && !body.stub.empty() &&
+        hint > body.stub.size() &&
         header.fragLength == kCallHeaderSize + body.stub.size()) {
       // The rest of a large answer most likely comes in fragments of this one's size: read
       // their stub data straight into place. Anything unexpected is left to the loop.
