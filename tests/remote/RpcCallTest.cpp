@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <thread>
 
@@ -205,6 +206,9 @@ TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
     EXPECT_FALSE(gul::StartRpcListener(&echo, std::to_string(taken), "ncacn_ip_tcp", text, status));
     EXPECT_EQ(status, 1740);
     EXPECT_EQ(text, "The endpoint is a duplicate.");
+    // A file left behind by a server that died is no longer taken.
+    std::ofstream(folder / "rdxstale") << "left over";
+    EXPECT_EQ(other.UseEndpoint("ncacn_np", "\\pipe\\RdxStale"), 0u);
     // Unregistering null unregisters every interface.
     other.RegisterInterface(&echo);
     EXPECT_EQ(other.UnregisterInterface(nullptr), 0u);
