@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <thread>
 
@@ -177,11 +178,14 @@ TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
     RpcServer probe;
     ASSERT_EQ(probe.UseTcpPort(0, port), 0u);
   }
-  std::string text;
-  std::int32_t status = 0;
+  // Success leaves both outputs as they were.
+  std::string text = "kept";
+  std::int32_t status = 77;
   ASSERT_TRUE(gul::StartRpcListener(&echo, std::to_string(port), "ncacn_ip_tcp", text, status))
       << text;
   ASSERT_TRUE(gul::StartRpcListener(&echo, "\\pipe\\RdxTest", "ncacn_np", text, status)) << text;
+  EXPECT_EQ(text, "kept");
+  EXPECT_EQ(status, 77);
   {
     // Pipe names ignore case; "." is this machine.
     Binding pipe(".", "\\PIPE\\rdxtest", "ncacn_np");
@@ -196,6 +200,19 @@ TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
     RpcServer other;
     EXPECT_EQ(other.UseEndpoint("ncacn_ip_tcp", std::to_string(port)), 1740u);
     EXPECT_EQ(other.UseEndpoint("ncacn_np", "\\pipe\\rdxtest"), 1740u);
+    // Nor can the process listener take a port another server holds.
+    std::uint16_t taken = 0;
+    ASSERT_EQ(other.UseTcpPort(0, taken), 0u);
+    EXPECT_FALSE(gul::StartRpcListener(&echo, std::to_string(taken), "ncacn_ip_tcp", text, status));
+    EXPECT_EQ(status, 1740);
+    EXPECT_EQ(text, "The endpoint is a duplicate.");
+    // A file left behind by a server that died is no longer taken.
+    std::ofstream(folder / "rdxstale") << "left over";
+    EXPECT_EQ(other.UseEndpoint("ncacn_np", "\\pipe\\RdxStale"), 0u);
+    // Unregistering null unregisters every interface.
+    other.RegisterInterface(&echo);
+    EXPECT_EQ(other.UnregisterInterface(nullptr), 0u);
+    EXPECT_EQ(other.UnregisterInterface(&echo), 1717u);
   }
   struct Row {
     const char* endpoint;

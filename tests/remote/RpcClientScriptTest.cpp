@@ -30,10 +30,10 @@ Bytes Accept(std::uint16_t result = kAcceptance, std::uint16_t reason = 0) {
 }
 
 Bytes Response(std::uint32_t callId, const Bytes& stub, std::uint8_t flags = 3,
-               PduType type = PduType::kResponse) {
+               PduType type = PduType::kResponse, std::uint32_t allocHint = 0) {
   Bytes pdu(kCallHeaderSize);
   EncodeCallHeader(type, flags, callId, static_cast<std::uint16_t>(kCallHeaderSize + stub.size()),
-                   0, 0, 0, pdu.data());
+                   allocHint, 0, 0, pdu.data());
   pdu.insert(pdu.end(), stub.begin(), stub.end());
   return pdu;
 }
@@ -117,6 +117,10 @@ TEST(RpcClientScript, CallerSeesTheStatusOfEachServerBehaviour) {
       {"answer in three fragments", Accept(),
        Concat({Response(kRequestCall, {1}, kFirstFragment), Response(kRequestCall, {2}, 0),
                Response(kRequestCall, {3}, kLastFragment)}),
+       0, ok},
+      {"empty first fragment announcing more", Accept(),
+       Concat({Response(kRequestCall, {}, kFirstFragment, PduType::kResponse, 3),
+               Response(kRequestCall, ok, kLastFragment)}),
        0, ok},
       {"shutdown before the answer", Accept(),
        Concat({EncodeHeaderOnly(PduType::kShutdown, 0), Response(kRequestCall, ok)}), 0, ok},

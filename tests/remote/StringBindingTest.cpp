@@ -66,6 +66,15 @@ TEST(StringBinding, EndpointFormsOfEachProtocol) {
     SCOPED_TRACE(bad);
     EXPECT_FALSE(PipeSocketPath(bad, path));
   }
+  // Clients pick the transport by a plain, case-sensitive substring search.
+  for (const auto& [endpoint, protocol] : {std::pair{"3982", kTcpProtocol},
+                                           {"\\pipe\\QUORVANRendix", kPipeProtocol},
+                                           {"host/pipe/x", kPipeProtocol},
+                                           {"\\PIPE\\x", kTcpProtocol},
+                                           {"pipe", kTcpProtocol}}) {
+    SCOPED_TRACE(endpoint);
+    EXPECT_STREQ(ProtocolSequenceFor(endpoint), protocol);
+  }
   EXPECT_EQ(CheckProtocolSequence("ncacn_np"), 0u);
   EXPECT_EQ(CheckProtocolSequence("ncalrpc"), 1703u);
   EXPECT_EQ(CheckProtocolSequence("ncacn ip"), 1704u);

@@ -313,14 +313,11 @@ StreamListener StreamListener::ListenUnix(const std::string& path) {
       return listener;
     }
     // A file is there: taken when a server answers on it, stale otherwise.
-    StreamSocket probe = StreamSocket::ConnectUnix(path);
-    if (probe.Valid() || !bindIt()) {
-      if (!probe.Valid()) ::unlink(path.c_str());
-      if (probe.Valid() || !bindIt()) {
-        SetLastErrorFromErrno(EADDRINUSE);
-        ::close(fd);
-        return listener;
-      }
+    const bool taken = StreamSocket::ConnectUnix(path).Valid();
+    if (taken || ::unlink(path.c_str()) != 0 || !bindIt()) {
+      SetLastErrorFromErrno(EADDRINUSE);
+      ::close(fd);
+      return listener;
     }
   }
   int pipeEnds[2];

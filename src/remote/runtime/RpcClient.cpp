@@ -23,18 +23,6 @@
 namespace rdx::rpc {
 namespace {
 
-constexpr std::uint32_t kInvalidBinding = 1702;
-constexpr std::uint32_t kInvalidEndpointFormat = 1706;
-constexpr std::uint32_t kUnknownInterface = 1717;
-constexpr std::uint32_t kServerUnavailable = 1722;
-constexpr std::uint32_t kServerTooBusy = 1723;
-constexpr std::uint32_t kCallFailed = 1726;
-constexpr std::uint32_t kCallFailedDidNotExecute = 1727;
-constexpr std::uint32_t kProtocolError = 1728;
-constexpr std::uint32_t kUnsupportedTransferSyntax = 1730;
-constexpr std::uint32_t kUnknownAuthenticationService = 1747;
-constexpr std::uint32_t kNoEndpointMapper = 1753;
-
 // An answer's alloc_hint is only believed up to this size when reserving memory; larger
 // answers still arrive, the buffer just grows as fragments come in.
 constexpr std::size_t kReserveCeiling = 256u * 1024 * 1024;
@@ -85,33 +73,33 @@ std::unordered_set<Binding*> gHandles;
 std::uint32_t StatusFromNak(std::uint16_t reason) {
   switch (reason) {
     case kNakProtocolVersion:
-      return kProtocolError;
+      return kStatusProtocolError;
     case 1:
     case kNakLocalLimitExceeded:
-      return kServerTooBusy;
+      return kStatusServerTooBusy;
     case kNakAuthenticationType:
-      return kUnknownAuthenticationService;
+      return kStatusUnknownAuthenticationService;
     case 9:
       return os::kErrorAccessDenied;
     default:
-      return kCallFailedDidNotExecute;
+      return kStatusCallFailedDidNotExecute;
   }
 }
 
 void Connect(Binding& b) {
-  if (b.endpoint.empty()) Raise(kNoEndpointMapper);
+  if (b.endpoint.empty()) Raise(kStatusNoEndpointMapper);
   if (b.protocolSequence == kTcpProtocol) {
     std::uint16_t port = 0;
-    if (!ParseTcpEndpoint(b.endpoint, port)) Raise(kInvalidEndpointFormat);
+    if (!ParseTcpEndpoint(b.endpoint, port)) Raise(kStatusInvalidEndpointFormat);
     b.socket = os::StreamSocket::ConnectTcp(b.networkAddress, port);
   } else {
     std::string path;
-    if (!PipeSocketPath(b.endpoint, path)) Raise(kInvalidEndpointFormat);
+    if (!PipeSocketPath(b.endpoint, path)) Raise(kStatusInvalidEndpointFormat);
     // Pipes of other machines cannot be reached from here.
-    if (!os::IsThisMachine(b.networkAddress)) Raise(kServerUnavailable);
+    if (!os::IsThisMachine(b.networkAddress)) Raise(kStatusServerUnavailable);
     b.socket = os::StreamSocket::ConnectUnix(path);
   }
-  if (!b.socket.Valid()) Raise(kServerUnavailable);
+  if (!b.socket.Valid()) Raise(kStatusServerUnavailable);
   b.stream = std::make_unique<PduStream>(b.socket);
 }
 
@@ -120,13 +108,13 @@ void ReadAnswer(Binding& b, std::uint32_t callId, std::uint32_t lostStatus, PduH
                 std::span<const std::uint8_t>& pdu) {
   for (;;) {
     const auto r = b.stream->Next(header, pdu, -1, INT_MAX);
-    if (r == PduStream::Result::kMalformed) Fail(b, kProtocolError);
+    if (r == PduStream::Result::kMalformed) Fail(b, kStatusProtocolError);
     if (r != PduStream::Result::kPdu) Fail(b, lostStatus);
     if (header.versionMajor != 5 || !header.SupportedRepresentation()) {
-      Fail(b, kProtocolError);
+      Fail(b, kStatusProtocolError);
     }
     if (header.type == PduType::kShutdown) continue;  // finish this call, reconnect later
-    if (header.callId != callId) Fail(b, kProtocolError);
+    if (header.callId != callId) Fail(b, kStatusProtocolError);
     return;
   }
 }
@@ -146,7 +134,7 @@ std::uint16_t EnsureContext(Binding& b, const SyntaxId& syntax) {
   const std::uint32_t callId = b.nextCallId++;
   const auto request = EncodeBind(first ? PduType::kBind : PduType::kAlterContext, callId, body);
   // Until bind_ack arrives the association does not exist: every loss reads as 1722.
-  const std::uint32_t lost = first ? kServerUnavailable : kCallFailedDidNotExecute;
+  const std::uint32_t lost = first ? kStatusServerUnavailable : kStatusCallFailedDidNotExecute;
   if (b.stream->Send(request) != os::IoResult::kOk) Fail(b, lost);
   PduHeader header;
   std::span<const std::uint8_t> pdu;
@@ -158,13 +146,13 @@ std::uint16_t EnsureContext(Binding& b, const SyntaxId& syntax) {
   }
   if (header.type == PduType::kFault) {
     FaultBody fault;
-    if (!DecodeFault(header, pdu, fault)) Fail(b, kProtocolError);
+    if (!DecodeFault(header, pdu, fault)) Fail(b, kStatusProtocolError);
     Fail(b, StatusFromFault(fault.status));
   }
   const PduType expected = first ? PduType::kBindAck : PduType::kAlterContextResp;
   BindAckBody ack;
   if (header.type != expected || !DecodeBindAck(header, pdu, ack) || ack.results.empty()) {
-    Fail(b, kProtocolError);
+    Fail(b, kStatusProtocolError);
   }
   if (first) {
     b.bound = true;
@@ -179,8 +167,8 @@ std::uint16_t EnsureContext(Binding& b, const SyntaxId& syntax) {
     return element.contextId;
   }
   // The connection stays bound: a later call for another interface may still succeed.
-  Raise(result.reason == kAbstractSyntaxNotSupported ? kUnknownInterface
-                                                     : kUnsupportedTransferSyntax);
+  Raise(result.reason == kAbstractSyntaxNotSupported ? kStatusUnknownInterface
+                                                     : kStatusUnsupportedTransferSyntax);
 }
 
 void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
@@ -190,14 +178,14 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
   const std::uint32_t callId = b.nextCallId++;
   if (b.stream->SendCall(PduType::kRequest, callId, contextId, opnum, request,
                          b.fragmentSize) != os::IoResult::kOk) {
-    Fail(b, kCallFailedDidNotExecute);
+    Fail(b, kStatusCallFailedDidNotExecute);
   }
   // The reply buffer keeps its size from call to call and `used` says how much of it is
   // this answer, so warm bytes are neither zeroed nor copied again.
   std::vector<std::uint8_t>& stub = b.reply;
   std::size_t used = 0;
   auto room = [&](std::size_t more) {
-    if (more > kMaxResponseStub - used) Fail(b, kProtocolError);
+    if (more > kMaxResponseStub - used) Fail(b, kStatusProtocolError);
     if (stub.size() >= used + more) return;
     if (stub.capacity() < used + more) {
       stub.resize(used);  // what lies beyond is stale: not worth copying
@@ -209,10 +197,10 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
   for (;;) {
     PduHeader header;
     std::span<const std::uint8_t> pdu;
-    ReadAnswer(b, callId, kCallFailed, header, pdu);
+    ReadAnswer(b, callId, kStatusCallFailed, header, pdu);
     if (header.type == PduType::kFault) {
       FaultBody fault;
-      if (!DecodeFault(header, pdu, fault)) Fail(b, kProtocolError);
+      if (!DecodeFault(header, pdu, fault)) Fail(b, kStatusProtocolError);
       const std::uint32_t status = StatusFromFault(fault.status);
       if (fault.status == kNcaProtocolError) Fail(b, status);
       Raise(status);
@@ -220,7 +208,7 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
     CallBody body;
     if (header.type != PduType::kResponse || !DecodeCall(header, pdu, body) ||
         first != ((header.flags & kFirstFragment) != 0)) {
-      Fail(b, kProtocolError);
+      Fail(b, kStatusProtocolError);
     }
     const std::size_t hint = std::min<std::size_t>(body.allocHint, kReserveCeiling);
     if (first && stub.capacity() < hint) {
@@ -232,7 +220,8 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
     std::copy(body.stub.begin(), body.stub.end(), stub.begin() + std::ptrdiff_t(used));
     used += body.stub.size();
     bool last = (header.flags & kLastFragment) != 0;
-    if (first && !last && header.authLength == 0 && hint > body.stub.size() &&
+    if (first && !last && header.authLength == 0 && !body.stub.empty() &&
+        hint > body.stub.size() &&
         header.fragLength == kCallHeaderSize + body.stub.size()) {
       // The rest of a large answer most likely comes in fragments of this one's size: read
       // their stub data straight into place. Anything unexpected is left to the loop.
@@ -249,7 +238,7 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
         room(run.stubBytes);
         std::size_t placed = 0;
         const auto r = b.stream->ReceiveRun(run, stub.data() + used, placed, last, -1);
-        if (r != PduStream::Result::kPdu) Fail(b, kCallFailed);
+        if (r != PduStream::Result::kPdu) Fail(b, kStatusCallFailed);
         used += placed;
         if (placed < run.stubBytes) break;  // the rest goes the ordinary way
         left -= placed;
@@ -304,7 +293,7 @@ std::uint32_t FreeBinding(void*& handle) {
   auto* binding = static_cast<Binding*>(handle);
   {
     std::lock_guard lock(gHandlesMutex);
-    if (binding == nullptr || gHandles.erase(binding) == 0) return kInvalidBinding;
+    if (binding == nullptr || gHandles.erase(binding) == 0) return kStatusInvalidBinding;
   }
   delete binding;
   handle = nullptr;
@@ -325,7 +314,7 @@ void CallRemote(void* bindingHandle, const SyntaxId& syntax, std::uint16_t opnum
   auto* binding = static_cast<Binding*>(bindingHandle);
   {
     std::lock_guard lock(gHandlesMutex);
-    if (binding == nullptr || gHandles.count(binding) == 0) Raise(kInvalidBinding);
+    if (binding == nullptr || gHandles.count(binding) == 0) Raise(kStatusInvalidBinding);
   }
   std::lock_guard call(binding->callMutex);
   try {

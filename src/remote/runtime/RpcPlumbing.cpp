@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include <rdx/platform/SystemInformation.h>
 #include <rdx/remote/RpcExceptionFrame.h>
 #include <rdx/remote/RpcHandle.h>
 #include <rdx/remote/RpcListener.h>
@@ -18,7 +19,7 @@ namespace {
 
 bool Failed(std::uint32_t status, std::string& errorText, std::int32_t& rpcStatus) {
   rpcStatus = static_cast<std::int32_t>(status);
-  errorText = rdx::os::Win32ErrorText(status);
+  errorText = GetLastErrorText(static_cast<std::int32_t>(status));
   return false;
 }
 

@@ -10,15 +10,10 @@
 namespace rdx::rpc {
 namespace {
 
-constexpr std::uint32_t kCantCreateEndpoint = 1720;
-constexpr std::uint32_t kInvalidEndpointFormat = 1706;
-constexpr std::uint32_t kDuplicateEndpoint = 1740;
-constexpr std::uint32_t kNotListening = 1715;
-constexpr std::uint32_t kUnknownInterface = 1717;
 constexpr std::uint32_t kAddressInUse = 10048;
 
 std::uint32_t ListenFailure() {
-  return os::GetLastError() == kAddressInUse ? kDuplicateEndpoint : kCantCreateEndpoint;
+  return os::GetLastError() == kAddressInUse ? kStatusDuplicateEndpoint : kStatusCantCreateEndpoint;
 }
 
 }  // namespace
@@ -67,12 +62,12 @@ std::uint32_t RpcServer::UseEndpoint(const std::string& protocolSequence,
   }
   if (protocolSequence == kTcpProtocol) {
     std::uint16_t port = 0;
-    if (!ParseTcpEndpoint(endpoint, port)) return kInvalidEndpointFormat;
+    if (!ParseTcpEndpoint(endpoint, port)) return kStatusInvalidEndpointFormat;
     std::uint16_t bound = 0;
     return UseTcpPort(port, bound);
   }
   std::string path;
-  if (!PipeSocketPath(endpoint, path)) return kInvalidEndpointFormat;
+  if (!PipeSocketPath(endpoint, path)) return kStatusInvalidEndpointFormat;
   std::lock_guard lock(stateMutex_);
   for (const auto& e : endpoints_) {
     std::string other;
@@ -98,7 +93,7 @@ std::uint32_t RpcServer::UseEndpoint(const std::string& protocolSequence,
 void RpcServer::RegisterInterface(ServerInterface* entry) { registry_.Add(entry); }
 
 std::uint32_t RpcServer::UnregisterInterface(ServerInterface* entry) {
-  return registry_.Remove(entry) ? 0 : kUnknownInterface;
+  return registry_.Remove(entry) ? 0 : kStatusUnknownInterface;
 }
 
 std::uint32_t RpcServer::Listen() {
@@ -118,12 +113,12 @@ std::uint32_t RpcServer::StopListening() {
   std::vector<std::unique_ptr<Endpoint>> closing;
   {
     std::lock_guard lock(stateMutex_);
-    if (!listening_ && endpoints_.empty()) return kNotListening;
+    if (!listening_ && endpoints_.empty()) return kStatusNotListening;
     const bool wasListening = listening_;
     stopping_ = true;
     listening_ = false;
     closing.swap(endpoints_);
-    if (!wasListening && closing.empty()) return kNotListening;
+    if (!wasListening && closing.empty()) return kStatusNotListening;
   }
   for (auto& e : closing) e->listener.Wake();
   for (auto& e : closing) {

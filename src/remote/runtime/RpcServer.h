@@ -44,7 +44,7 @@ class RpcServer {
 
   // `entry` is borrowed until unregistered and every call on it has ended.
   void RegisterInterface(ServerInterface* entry);
-  // 1717 when it was not registered.
+  // 1717 when it was not registered; null unregisters every interface.
   std::uint32_t UnregisterInterface(ServerInterface* entry);
 
   // Starts accepting on every open endpoint without blocking; a host publishing several

@@ -42,6 +42,10 @@ void InterfaceRegistry::Add(ServerInterface* entry) {
 
 bool InterfaceRegistry::Remove(ServerInterface* entry) {
   std::unique_lock lock(entriesMutex_);
+  if (entry == nullptr) {  // null stands for every interface, as hosts shutting down pass it
+    entries_.clear();
+    return true;
+  }
   const auto it = std::find(entries_.begin(), entries_.end(), entry);
   if (it == entries_.end()) return false;
   entries_.erase(it);

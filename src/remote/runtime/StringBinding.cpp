@@ -4,14 +4,10 @@
 
 #include "platform/os/PipeFolder.h"
 #include "platform/os/StreamSocket.h"
+#include "remote/runtime/RpcRuntime.h"
 
 namespace rdx::rpc {
 namespace {
-
-constexpr std::uint32_t kInvalidStringBinding = 1700;
-constexpr std::uint32_t kProtocolNotSupported = 1703;
-constexpr std::uint32_t kInvalidProtocol = 1704;
-constexpr std::uint32_t kInvalidUuid = 1705;
 
 bool Special(char c) { return c == '\\' || c == '@' || c == ':' || c == '[' || c == ']'; }
 
@@ -38,7 +34,7 @@ char Lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned 
 }  // namespace
 
 std::uint32_t ComposeStringBinding(const StringBindingParts& parts, std::string& binding) {
-  if (!parts.objectUuid.empty() && !PlainUuid(parts.objectUuid)) return kInvalidUuid;
+  if (!parts.objectUuid.empty() && !PlainUuid(parts.objectUuid)) return kStatusInvalidUuid;
   binding.clear();
   if (!parts.objectUuid.empty()) {
     binding = parts.objectUuid;
@@ -88,29 +84,35 @@ std::uint32_t ParseStringBinding(const std::string& binding, StringBindingParts&
     } else if ((stage == Stage::kEndpoint || stage == Stage::kOptions) && c == ']') {
       stage = Stage::kDone;
     } else if (stage == Stage::kDone) {
-      return kInvalidStringBinding;
+      return kStatusInvalidStringBinding;
     } else {
       target->push_back(c);
     }
   }
   if (stage == Stage::kProtocol || stage == Stage::kEndpoint || stage == Stage::kOptions) {
-    return kInvalidStringBinding;
+    return kStatusInvalidStringBinding;
   }
-  if (sawUuid && !PlainUuid(parts.objectUuid)) return kInvalidUuid;
+  if (sawUuid && !PlainUuid(parts.objectUuid)) return kStatusInvalidUuid;
   if (parts.endpoint.rfind("endpoint=", 0) == 0) parts.endpoint.erase(0, 9);
   return 0;
 }
 
 std::uint32_t CheckProtocolSequence(const std::string& protocolSequence) {
   if (protocolSequence == kTcpProtocol || protocolSequence == kPipeProtocol) return 0;
-  if (protocolSequence.empty()) return kInvalidProtocol;
+  if (protocolSequence.empty()) return kStatusInvalidProtocol;
   for (char c : protocolSequence) {
-    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_') return kInvalidProtocol;
+    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_') return kStatusInvalidProtocol;
   }
   const bool family = protocolSequence.rfind("ncacn_", 0) == 0 ||
                       protocolSequence.rfind("ncadg_", 0) == 0 ||
                       protocolSequence.rfind("ncalrpc", 0) == 0;
-  return family ? kProtocolNotSupported : kInvalidProtocol;
+  return family ? kStatusProtocolNotSupported : kStatusInvalidProtocol;
+}
+
+const char* ProtocolSequenceFor(const std::string& endpoint) {
+  const bool pipe = endpoint.find("\\pipe") != std::string::npos ||
+                    endpoint.find("/pipe") != std::string::npos;
+  return pipe ? kPipeProtocol : kTcpProtocol;
 }
 
 bool ParseTcpEndpoint(const std::string& endpoint, std::uint16_t& port) {

@@ -29,6 +29,10 @@ std::uint32_t ParseStringBinding(const std::string& binding, StringBindingParts&
 // names that cannot be a protocol sequence.
 std::uint32_t CheckProtocolSequence(const std::string& protocolSequence);
 
+// The protocol sequence a client uses for `endpoint`: "ncacn_np" when it contains "\\pipe" or
+// "/pipe" (case as written, so "\\PIPE\\x" still goes over TCP), else "ncacn_ip_tcp".
+const char* ProtocolSequenceFor(const std::string& endpoint);
+
 // The port of a TCP endpoint: decimal 1-65535; false otherwise.
 bool ParseTcpEndpoint(const std::string& endpoint, std::uint16_t& port);
 // The socket file of a pipe endpoint \pipe\NAME (either slash, "pipe" in any case). Pipe

@@ -14,13 +14,6 @@
 
 namespace rdx::rpc {
 
-// Win32 statuses the client side raises on its own.
-inline constexpr std::uint32_t kStatusInvalidBinding = 1702;     // RPC_S_INVALID_BINDING
-inline constexpr std::uint32_t kStatusInvalidBound = 1734;       // RPC_S_INVALID_BOUND
-inline constexpr std::uint32_t kStatusInternalError = 1766;      // RPC_S_INTERNAL_ERROR
-inline constexpr std::uint32_t kStatusNullRefPointer = 1780;     // RPC_X_NULL_REF_POINTER
-inline constexpr std::uint32_t kStatusBadStubData = 1783;        // RPC_X_BAD_STUB_DATA
-
 // One argument as the typed stub passes it. Which alternative goes with which ParamKind:
 // const char* for kInString and kInData; char* for kInOutString, kOutText and kOutSized;
 // std::int32_t for kInLong and kInEnum; std::int8_t for kInSmall; double for kInDouble;

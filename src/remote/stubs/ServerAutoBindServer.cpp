@@ -3,8 +3,6 @@
 
 #include <rdx/remote/IServerAutoBindManager.h>
 
-#include <new>
-
 #include "remote/stubs/InterfaceTables.h"
 #include "remote/stubs/StubServerInterface.h"
 #include "remote/stubs/TypedStubs.h"
@@ -41,14 +39,11 @@ using Dispatch =
 }  // namespace
 
 void* CreateServerAutoBindInterfaceSpec(IServerAutoBindManager* manager) noexcept {
-  if (manager == nullptr) return nullptr;
-  rdx::rpc::ServerInterface* interfaceSpec = new (std::nothrow)
-      rdx::rpc::StubServerInterface(rdx::rpc::ServerAutoBindShape(), manager, &Dispatch::Invoke);
-  return interfaceSpec;
+  return rdx::rpc::NewInterfaceSpec(rdx::rpc::ServerAutoBindShape(), manager, &Dispatch::Invoke);
 }
 
 void DestroyServerAutoBindInterfaceSpec(void* interfaceSpec) noexcept {
-  delete static_cast<rdx::rpc::ServerInterface*>(interfaceSpec);
+  rdx::rpc::DeleteInterfaceSpec(interfaceSpec);
 }
 
 }  // namespace QUORVAN::Rendix::ServerCore

@@ -3,8 +3,6 @@
 
 #include <rdx/remote/IServerCoreManager.h>
 
-#include <new>
-
 #include "remote/stubs/InterfaceTables.h"
 #include "remote/stubs/StubServerInterface.h"
 #include "remote/stubs/TypedStubs.h"
@@ -178,14 +176,11 @@ using Dispatch = rdx::rpc::ManagerDispatch<
 }  // namespace
 
 void* CreateServerCoreInterfaceSpec(IServerCoreManager* manager) noexcept {
-  if (manager == nullptr) return nullptr;
-  rdx::rpc::ServerInterface* interfaceSpec = new (std::nothrow)
-      rdx::rpc::StubServerInterface(rdx::rpc::ServerCoreShape(), manager, &Dispatch::Invoke);
-  return interfaceSpec;
+  return rdx::rpc::NewInterfaceSpec(rdx::rpc::ServerCoreShape(), manager, &Dispatch::Invoke);
 }
 
 void DestroyServerCoreInterfaceSpec(void* interfaceSpec) noexcept {
-  delete static_cast<rdx::rpc::ServerInterface*>(interfaceSpec);
+  rdx::rpc::DeleteInterfaceSpec(interfaceSpec);
 }
 
 }  // namespace QUORVAN::Rendix::ServerCore

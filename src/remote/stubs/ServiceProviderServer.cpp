@@ -3,8 +3,6 @@
 
 #include <rdx/remote/IServiceProviderManager.h>
 
-#include <new>
-
 #include "remote/stubs/InterfaceTables.h"
 #include "remote/stubs/StubServerInterface.h"
 #include "remote/stubs/TypedStubs.h"
@@ -100,14 +98,11 @@ using Dispatch = rdx::rpc::ManagerDispatch<
 }  // namespace
 
 void* CreateServiceProviderInterfaceSpec(IServiceProviderManager* manager) noexcept {
-  if (manager == nullptr) return nullptr;
-  rdx::rpc::ServerInterface* interfaceSpec = new (std::nothrow)
-      rdx::rpc::StubServerInterface(rdx::rpc::ServiceProviderShape(), manager, &Dispatch::Invoke);
-  return interfaceSpec;
+  return rdx::rpc::NewInterfaceSpec(rdx::rpc::ServiceProviderShape(), manager, &Dispatch::Invoke);
 }
 
 void DestroyServiceProviderInterfaceSpec(void* interfaceSpec) noexcept {
-  delete static_cast<rdx::rpc::ServerInterface*>(interfaceSpec);
+  rdx::rpc::DeleteInterfaceSpec(interfaceSpec);
 }
 
 }  // namespace QUORVAN::Rendix::ServiceProvider

@@ -27,4 +27,14 @@ std::uint32_t StubServerInterface::Dispatch(std::uint16_t opnum,
   }
 }
 
+void* NewInterfaceSpec(const InterfaceShape& shape, void* manager, Invoker invoker) noexcept {
+  if (manager == nullptr) return nullptr;
+  ServerInterface* interfaceSpec = new (std::nothrow) StubServerInterface(shape, manager, invoker);
+  return interfaceSpec;
+}
+
+void DeleteInterfaceSpec(void* interfaceSpec) noexcept {
+  delete static_cast<ServerInterface*>(interfaceSpec);
+}
+
 }  // namespace rdx::rpc

@@ -38,4 +38,9 @@ class StubServerInterface final : public ServerInterface {
   Invoker invoker_;
 };
 
+// What the exported factories hand a host to register with StartRpcListener: a new stub for
+// `manager`, or null without a manager or memory. The host frees it with DeleteInterfaceSpec.
+void* NewInterfaceSpec(const InterfaceShape& shape, void* manager, Invoker invoker) noexcept;
+void DeleteInterfaceSpec(void* interfaceSpec) noexcept;
+
 }  // namespace rdx::rpc
