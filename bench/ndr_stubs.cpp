@@ -52,7 +52,7 @@ void BM_StreamImageBufferStubs(benchmark::State& state) {
     std::int32_t result = 0;
     if (call.EncodeRequest(request) != 0 ||
         server.Dispatch(11, request.Data(), false, response) != 0 ||
-        call.DecodeResponse(response, result) != 0) {
+        call.DecodeResponse(response, false, result) != 0) {
       state.SkipWithError("call failed");
       break;
     }

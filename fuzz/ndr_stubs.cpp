@@ -73,7 +73,7 @@ void DecodeAsResponse(const OperationShape& op, std::span<const std::uint8_t> st
   ClientCall call(op, args);
   NdrWriter request;
   std::int32_t result = 0;
-  if (call.EncodeRequest(request) == 0) (void)call.DecodeResponse(stub, result);
+  if (call.EncodeRequest(request) == 0) (void)call.DecodeResponse(stub, false, result);
 }
 
 }  // namespace

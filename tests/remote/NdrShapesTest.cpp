@@ -138,9 +138,21 @@ TEST(NdrShapes, WorkedExamplesBothWays) {
     EXPECT_EQ(test::ToHex(response), test::ToHex(Hex(example.response)));
 
     std::int32_t result = -1;
-    ASSERT_EQ(call.DecodeResponse(response, result), 0u);
+    ASSERT_EQ(call.DecodeResponse(response, false, result), 0u);
     EXPECT_EQ(client.Describe(result), example.clientSees);
   }
+}
+
+// An answer a big-endian server wrote reads as its little-endian twin.
+TEST(NdrShapes, BigEndianResponsesDecodeAsTheirLittleEndianTwins) {
+  const OperationShape& op = ServerCoreShape().operations[2];
+  test::ClientArgs client(op, {"t", "xy", "3", "", "4"});
+  ClientCall call(op, client.args);
+  NdrWriter request;
+  ASSERT_EQ(call.EncodeRequest(request), 0u);
+  std::int32_t result = -1;
+  ASSERT_EQ(call.DecodeResponse(Hex("00 00 00 01 7a 00 00 00 00 00 00 01 01"), true, result), 0u);
+  EXPECT_EQ(client.Describe(result), "z???|1|1");
 }
 
 // A big-endian client: the server makes it right and answers in little-endian.

@@ -199,7 +199,7 @@ TEST(ClientStubs, BadResponsesRaise1783AndLeaveTheCallerMemoryAlone) {
     ASSERT_EQ(call.EncodeRequest(request), 0u);
     const std::string before = client.Describe(0);
     std::int32_t result = 0;
-    EXPECT_EQ(call.DecodeResponse(Hex(row.response), result), 1783u);
+    EXPECT_EQ(call.DecodeResponse(Hex(row.response), false, result), 1783u);
     EXPECT_EQ(client.Describe(0), before);
   }
 }

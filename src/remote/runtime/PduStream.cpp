@@ -107,6 +107,7 @@ bool PduStream::Planned(const FragmentRun& run, const std::uint8_t* bytes,
   // Exactly what Next and the caller's checks would take as the next fragment of the call.
   const std::uint8_t flags = last ? kLastFragment : 0;
   return header.versionMajor == 5 && header.SupportedRepresentation() &&
+         header.BigEndian() == run.bigEndian &&
          header.type == run.type && (header.flags & (kFirstFragment | kLastFragment)) == flags &&
          (header.flags & kObjectUuid) == 0 && header.fragLength == kCallHeaderSize + stubSize &&
          header.authLength == 0 && header.callId == run.callId;

@@ -19,6 +19,7 @@ namespace rdx::rpc {
 struct FragmentRun {
   PduType type = PduType::kResponse;
   std::uint32_t callId = 0;
+  bool bigEndian = false;  // the integer order of the call's first fragment
   std::uint16_t fragLength = 0;  // above kCallHeaderSize
   std::size_t stubBytes = 0;
   bool endsCall = true;

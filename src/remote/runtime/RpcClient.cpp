@@ -194,10 +194,16 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
     stub.resize(used + more);
   };
   bool first = true;
+  bool bigEndian = false;  // the answer's integer order, fixed by its first fragment
   for (;;) {
     PduHeader header;
     std::span<const std::uint8_t> pdu;
     ReadAnswer(b, callId, kStatusCallFailed, header, pdu);
+    if (first) {
+      bigEndian = header.BigEndian();
+    } else if (header.BigEndian() != bigEndian) {
+      Fail(b, kStatusProtocolError);  // one call's fragments share one representation
+    }
     if (header.type == PduType::kFault) {
       FaultBody fault;
       if (!DecodeFault(header, pdu, fault)) Fail(b, kStatusProtocolError);
@@ -232,6 +238,7 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
       for (std::size_t left = hint - capacity; left > 0 && !last;) {
         FragmentRun run;
         run.callId = callId;
+        run.bigEndian = bigEndian;
         run.fragLength = header.fragLength;
         run.endsCall = left <= slice;
         run.stubBytes = std::min(left, slice);
@@ -246,7 +253,7 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
     }
     first = false;
     if (last) {
-      read(std::span<const std::uint8_t>(stub.data(), used));
+      read(std::span<const std::uint8_t>(stub.data(), used), bigEndian);
       return;
     }
   }
@@ -303,9 +310,8 @@ std::uint32_t FreeBinding(void*& handle) {
 std::vector<std::uint8_t> CallRemote(void* bindingHandle, const SyntaxId& syntax,
                                      std::uint16_t opnum, std::span<const std::uint8_t> request) {
   std::vector<std::uint8_t> response;
-  CallRemote(bindingHandle, syntax, opnum, request, [&](std::span<const std::uint8_t> stub) {
-    response.assign(stub.begin(), stub.end());
-  });
+  CallRemote(bindingHandle, syntax, opnum, request,
+             [&](std::span<const std::uint8_t> stub, bool) { response.assign(stub.begin(), stub.end()); });
   return response;
 }
 

@@ -84,12 +84,15 @@ class RpcException : public std::exception {
 
 // Makes one call on a binding handle from GetRpcHandle: binds on first use (or alters
 // context for a further interface), sends `request` as stub data of `opnum`, fragmenting as
-// negotiated, and returns the response stub data. Throws RpcException on any failure.
+// negotiated, and returns the response stub data, in the integer order the server wrote it
+// (little-endian from every server this library meets). Throws RpcException on any failure.
 std::vector<std::uint8_t> CallRemote(void* bindingHandle, const SyntaxId& syntax,
                                      std::uint16_t opnum, std::span<const std::uint8_t> request);
 
-// Reads the response stub data of a call where it was received.
-using ResponseReader = std::function<void(std::span<const std::uint8_t> response)>;
+// Reads the response stub data of a call where it was received; `bigEndian` is the integer
+// order its sender declared (NDR lets the receiver make it right).
+using ResponseReader =
+    std::function<void(std::span<const std::uint8_t> response, bool bigEndian)>;
 
 // As above, but hands the response stub data to `read` in place, in the binding's receive
 // buffer, instead of copying it out: the view is valid only until `read` returns, and the

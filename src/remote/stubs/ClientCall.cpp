@@ -113,9 +113,9 @@ std::uint32_t ClientCall::EncodeRequest(NdrWriter& request) {
 }
 
 std::uint32_t ClientCall::DecodeResponse(std::span<const std::uint8_t> response,
-                                         std::int32_t& result) {
+                                         bool bigEndian, std::int32_t& result) {
   const auto params = operation_.Params();
-  NdrReader reader(response, false);
+  NdrReader reader(response, bigEndian);
   // Decoded values wait here until every check has passed.
   std::array<std::span<const std::uint8_t>, kMaxParams> bytes{};
   std::array<std::int32_t, kMaxParams> sizes{};
@@ -200,8 +200,8 @@ std::int32_t CallOperation(void* binding, const InterfaceShape& shape, std::uint
   std::int32_t result = 0;
   std::uint32_t status = 0;
   CallRemote(binding, shape.syntax, opnum, request.Data(),
-             [&](std::span<const std::uint8_t> response) {
-               status = call.DecodeResponse(response, result);
+             [&](std::span<const std::uint8_t> response, bool bigEndian) {
+               status = call.DecodeResponse(response, bigEndian, result);
              });
   if (status != 0) throw RpcException(status);
   return result;

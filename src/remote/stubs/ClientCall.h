@@ -32,9 +32,10 @@ class ClientCall {
   [[nodiscard]] std::uint32_t EncodeRequest(NdrWriter& request);
 
   // 0 with the answer stored in the caller's memory and `result` set (a small widened, 0 for
-  // an operation without result), or 1783 with the caller's memory untouched.
+  // an operation without result), or 1783 with the caller's memory untouched. `bigEndian` is
+  // the integer order the server declared for the answer.
   [[nodiscard]] std::uint32_t DecodeResponse(std::span<const std::uint8_t> response,
-                                             std::int32_t& result);
+                                             bool bigEndian, std::int32_t& result);
 
  private:
   const OperationShape& operation_;
