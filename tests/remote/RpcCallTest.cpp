@@ -8,6 +8,7 @@
 #include <future>
 #include <thread>
 
+#include <rdx/platform/SystemInformation.h>
 #include <rdx/remote/RpcExceptionFrame.h>
 #include <rdx/remote/RpcHandle.h>
 #include <rdx/remote/RpcListener.h>
@@ -126,7 +127,7 @@ TEST_F(RpcCall, FailuresArriveAsStatusesWithTexts) {
     const std::int32_t status = Try(handle.h, row.syntax, row.opnum, row.request, nullptr);
     EXPECT_EQ(status, row.status);
     EXPECT_EQ(os::GetLastError(), static_cast<std::uint32_t>(row.status));
-    EXPECT_EQ(gul::RpcStatusText(status), row.text);
+    EXPECT_EQ(gul::GetLastErrorText(status), row.text);
     // After a fault or rejection the binding still serves a good call.
     if (row.status != 1722 && row.status != 1753) {
       EXPECT_EQ(Try(handle.h, EchoSyntax(), 0, {7}, nullptr), 0);
@@ -226,7 +227,7 @@ TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
     text.clear();
     EXPECT_FALSE(gul::StartRpcListener(&echo, row.endpoint, row.protocol, text, status));
     EXPECT_EQ(status, row.status);
-    EXPECT_EQ(text, gul::RpcStatusText(row.status));
+    EXPECT_EQ(text, gul::GetLastErrorText(row.status));
   }
   EXPECT_TRUE(gul::StopRpcListener(&echo, text));
   EXPECT_FALSE(std::filesystem::exists(folder / "rdxtest"));

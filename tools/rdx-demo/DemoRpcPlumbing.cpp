@@ -1,6 +1,7 @@
 // RPC plumbing: binding handles, a refused endpoint with its status text, the exception frame.
 #include "DemoSection.h"
 
+#include <rdx/platform/SystemInformation.h>
 #include <rdx/remote/RpcExceptionFrame.h>
 #include <rdx/remote/RpcHandle.h>
 #include <rdx/remote/RpcListener.h>
@@ -36,9 +37,9 @@ void Run() {
 
   const std::int32_t raised =
       gul::RunInRpcExceptionFrame([] { gul::RaiseRpcException(gul::RPC_S_SERVER_UNAVAILABLE); });
-  std::printf("exception frame caught %d \"%s\"\n", raised, gul::RpcStatusText(raised).c_str());
+  std::printf("exception frame caught %d \"%s\"\n", raised, gul::GetLastErrorText(raised).c_str());
   for (const std::int32_t code : {gul::RPC_S_PROCNUM_OUT_OF_RANGE, gul::RPC_S_UNKNOWN_IF}) {
-    std::printf("%d: %s\n", code, gul::RpcStatusText(code).c_str());
+    std::printf("%d: %s\n", code, gul::GetLastErrorText(code).c_str());
   }
 }
 

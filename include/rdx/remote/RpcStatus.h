@@ -1,8 +1,8 @@
 #pragma once
-// Win32 RPC status codes the library produces or tests for, with their standard texts.
+// Win32 RPC status codes the library produces or tests for; GetLastErrorText gives their
+// standard texts.
 
 #include <cstdint>
-#include <string>
 
 #include <rdx/Export.h>
 
@@ -34,9 +34,5 @@ inline constexpr std::int32_t EPT_S_NOT_REGISTERED = 1753;
 inline constexpr std::int32_t RPC_X_NULL_REF_POINTER = 1780;
 inline constexpr std::int32_t RPC_X_ENUM_VALUE_OUT_OF_RANGE = 1781;
 inline constexpr std::int32_t RPC_X_BAD_STUB_DATA = 1783;
-
-// The standard English text of an RPC status, without a line end ("The RPC server is
-// unavailable." for 1722); "Unknown error N" outside the table.
-RDX_API std::string RpcStatusText(std::int32_t status);
 
 }  // namespace QUORVAN::Rendix::GeneralUtilityLib

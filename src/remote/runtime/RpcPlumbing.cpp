@@ -112,12 +112,4 @@ void RaiseRpcException(std::int32_t status) {
   throw rdx::rpc::RpcException(static_cast<std::uint32_t>(status));
 }
 
-std::string RpcStatusText(std::int32_t status) {
-  try {
-    return rdx::os::Win32ErrorText(static_cast<std::uint32_t>(status));
-  } catch (...) {
-    return std::string();
-  }
-}
-
 }  // namespace QUORVAN::Rendix::GeneralUtilityLib
