@@ -43,15 +43,21 @@ class RpcServerStream : public ::testing::Test {
  protected:
   os::StreamSocket Connect() { return os::StreamSocket::ConnectTcp("127.0.0.1", server_.Port()); }
 
+  // Binds on `stream`; the answer's type is left in `header`.
+  static void BindOn(PduStream& stream, PduHeader& header) {
+    std::span<const std::uint8_t> pdu;
+    ASSERT_EQ(stream.Send(Bind()), os::IoResult::kOk);
+    ASSERT_EQ(stream.Next(header, pdu, 10'000, 10'000), PduStream::Result::kPdu);
+    EXPECT_EQ(header.type, PduType::kBindAck);
+  }
+
   // A bound connection answers an echo call.
   void ExpectServing() {
     os::StreamSocket socket = Connect();
     PduStream stream(socket);
-    ASSERT_EQ(stream.Send(Bind()), os::IoResult::kOk);
     PduHeader header;
+    ASSERT_NO_FATAL_FAILURE(BindOn(stream, header));
     std::span<const std::uint8_t> pdu;
-    ASSERT_EQ(stream.Next(header, pdu, 10'000, 10'000), PduStream::Result::kPdu);
-    EXPECT_EQ(header.type, PduType::kBindAck);
     const Bytes stub = {1, 2, 3};
     ASSERT_EQ(stream.SendCall(PduType::kRequest, 2, 0, 0, stub, 5840), os::IoResult::kOk);
     ASSERT_EQ(stream.Next(header, pdu, 10'000, 10'000), PduStream::Result::kPdu);
@@ -94,11 +100,8 @@ TEST_F(RpcServerStream, RefusesConnectionsBeyondItsLimit) {
   for (int i = 0; i < 3; ++i) {
     held.push_back(Connect());
     PduStream stream(held.back());
-    ASSERT_EQ(stream.Send(Bind()), os::IoResult::kOk);
     PduHeader header;
-    std::span<const std::uint8_t> pdu;
-    ASSERT_EQ(stream.Next(header, pdu, 10'000, 10'000), PduStream::Result::kPdu);
-    ASSERT_EQ(header.type, PduType::kBindAck);
+    ASSERT_NO_FATAL_FAILURE(BindOn(stream, header));
   }
   os::StreamSocket refused = Connect();
   const Bytes bind = Bind();
