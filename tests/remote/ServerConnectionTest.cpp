@@ -39,10 +39,7 @@ Bytes Patched(Bytes pdu, std::size_t offset, std::uint8_t value) {
   return pdu;
 }
 
-SyntaxId FeatureOffer() {
-  SyntaxId s{{0x2c, 0x1c, 0xb7, 0x6c, 0x12, 0x98, 0x40, 0x45, 0x03}, 1, 0};
-  return s;
-}
+SyntaxId FeatureOffer() { return {{0x2c, 0x1c, 0xb7, 0x6c, 0x12, 0x98, 0x40, 0x45, 0x03}, 1, 0}; }
 
 SyntaxId Other() {
   SyntaxId s = EchoSyntax();

@@ -14,7 +14,6 @@ TEST(StringBinding, ComposesAndParsesEveryForm) {
     const char* text;
   };
   const Row rows[] = {
-      {{"", "ncacn_ip_tcp", "myhost", "3982", ""}, "ncacn_ip_tcp:myhost[3982]"},
       {{"", "ncacn_ip_tcp", "", "3982", ""}, "ncacn_ip_tcp:[3982]"},
       {{"", "ncacn_ip_tcp", "::1", "3982", ""}, "ncacn_ip_tcp:\\:\\:1[3982]"},
       {{"", "ncacn_np", "myhost", "\\pipe\\name", ""}, "ncacn_np:myhost[\\\\pipe\\\\name]"},
