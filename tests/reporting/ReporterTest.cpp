@@ -52,10 +52,9 @@ class CountingSink : public IReporterSink {
     lines_.emplace_back(line);
     if (journal_) journal_->emplace_back(this, line);  // only the notifier writes it
   }
-  void Shut() { std::lock_guard lock(lock_); open_ = false; }
-  void Open() {
+  void SetOpen(bool open) {  // while shut, lines pile up in the reporter's queue
     std::lock_guard lock(lock_);
-    open_ = true;
+    open_ = open;
     changed_.notify_all();
   }
   void ThrowOn(std::string line) { std::lock_guard lock(lock_); throwOn_ = std::move(line); }
@@ -116,7 +115,7 @@ TEST(Reporter, DropsSilentlyBeyondTheBoundAndLosesNothingBelowIt) {
   CountingSink sink;
   Reporter reporter;
   reporter.Attach(&sink);
-  sink.Shut();
+  sink.SetOpen(false);
   reporter.Log("held");
   ASSERT_TRUE(sink.WaitEntered(1));  // the notifier holds "held" and takes nothing more
   const Lines lines = Numbered("q", static_cast<int>(Reporter::kMaxPendingLines));
@@ -126,7 +125,7 @@ TEST(Reporter, DropsSilentlyBeyondTheBoundAndLosesNothingBelowIt) {
   EXPECT_EQ(ReporterTestPeer::DroppedLines(reporter), 3u);
   EXPECT_EQ(ReporterTestPeer::PendingLines(reporter), Reporter::kMaxPendingLines);
 
-  sink.Open();
+  sink.SetOpen(true);
   ASSERT_EQ(reporter.WaitForNotifications(), 1);
   reporter.Log("after");  // room again
   reporter.WaitForNotifications();
@@ -183,7 +182,7 @@ TEST(Reporter, CloseDiscardsQueuedLinesAndInitRunsAgain) {
 
   // Lines still queued when the stop is seen never reach a sink, not even after Init.
   reporter.Attach(&sink);
-  sink.Shut();
+  sink.SetOpen(false);
   reporter.Log("in hand");
   ASSERT_TRUE(sink.WaitEntered(3));
   for (const char* line : {"q1", "q2"}) reporter.Log(line);
@@ -192,7 +191,7 @@ TEST(Reporter, CloseDiscardsQueuedLinesAndInitRunsAgain) {
     std::this_thread::sleep_for(5ms);  // waits for a condition, bounded
   }
   ASSERT_TRUE(ReporterTestPeer::StopRequested(reporter));
-  sink.Open();
+  sink.SetOpen(true);
   ASSERT_EQ(closing.get(), 1);
   EXPECT_EQ(sink.Lines(), (Lines{"open", "open", "in hand"}));
   EXPECT_EQ(ReporterTestPeer::PendingLines(reporter), 0u);
