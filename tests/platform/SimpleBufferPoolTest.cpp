@@ -49,7 +49,7 @@ TEST(SimpleBufferPool, FirstUseCommitsTheStockAndRequestsTakeTheBestFit) {
   }
 }
 
-TEST(SimpleBufferPool, FreeKeepsBlocksUntilTheRetentionLimit) {
+TEST(SimpleBufferPool, FreeKeepsBlocksUntilTheRetentionLimitAndEqualSlackGoesToTheFirstFreed) {
   SimpleBufferPool pool;
   void* small = pool.Alloc(100);
   EXPECT_EQ(pool.TotalCommitted(), kStock);
@@ -73,6 +73,15 @@ TEST(SimpleBufferPool, FreeKeepsBlocksUntilTheRetentionLimit) {
   EXPECT_EQ(pool.ActualFrees(), 1u);
   EXPECT_EQ(pool.FreeList().back(), small);
   EXPECT_EQ(pool.FreeList().size(), 9u);
+
+  void* a = pool.Alloc(33 * kMiB);
+  void* b = pool.Alloc(33 * kMiB);
+  void* c = pool.Alloc(33 * kMiB);
+  pool.Free(c);  // c then a on the free list: c was freed first
+  pool.Free(a);
+  EXPECT_EQ(pool.Alloc(20 * kMiB), c);
+  EXPECT_EQ(pool.Alloc(20 * kMiB), a);
+  pool.Free(b);
 }
 
 TEST(SimpleBufferPool, EveryFreeReleasesWhileThePoolHoldsMoreThan500MiB) {
@@ -90,18 +99,6 @@ TEST(SimpleBufferPool, EveryFreeReleasesWhileThePoolHoldsMoreThan500MiB) {
     EXPECT_EQ(pool.TotalCommitted(), kStock + 2 * 130 * kMiB - expectedFrees[i] * 8 * kMiB);
   }
   EXPECT_EQ(pool.FreeList().back(), small.back());
-}
-
-TEST(SimpleBufferPool, EqualSlackGoesToTheBlockFreedFirst) {
-  SimpleBufferPool pool;
-  void* a = pool.Alloc(33 * kMiB);
-  void* b = pool.Alloc(33 * kMiB);
-  void* c = pool.Alloc(33 * kMiB);
-  pool.Free(c);  // c then a on the free list: c was freed first
-  pool.Free(a);
-  EXPECT_EQ(pool.Alloc(20 * kMiB), c);
-  EXPECT_EQ(pool.Alloc(20 * kMiB), a);
-  pool.Free(b);
 }
 
 TEST(SimpleBufferPool, ToStringListsBlocksAndCountsAndCopiesOwnNothing) {

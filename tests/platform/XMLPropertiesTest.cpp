@@ -33,12 +33,11 @@ TEST(XMLProperties, ParsesAsTheWindowsDomDoesAndExplainsRefusals) {
     EXPECT_EQ(xml.getNumChildren("/*"), row.rootChildren);
     EXPECT_EQ(xml.getNodeTextFrom("/*", "unwanted"), row.rootText[0] ? row.rootText : "unwanted");
   }
-  for (const std::string& bad : {std::string("not xml"), std::string("   "), std::string("<a/><b/>"),
-                                 std::string("<a/>y"), std::string("<a b='1' b='2'/>"),
-                                 std::string("<a><b></a></b>"), std::string("<a>\0</a>", 8),
-                                 std::string("<a>&nbsp;</a>"), std::string("<a>x & y</a>"),
-                                 std::string("<a>&#0;</a>"), std::string("<a>&#x110000;</a>"),
-                                 std::string("<a b='&amp'/>"), std::string("<a b='<'/>")}) {
+  using namespace std::string_literals;
+  for (const std::string& bad : {"not xml"s, "   "s, "<a/><b/>"s, "<a/>y"s, "<a b='1' b='2'/>"s,
+                                 "<a><b></a></b>"s, "<a>\0</a>"s, "<a>&nbsp;</a>"s,
+                                 "<a>x & y</a>"s, "<a>&#0;</a>"s, "<a>&#x110000;</a>"s,
+                                 "<a b='&amp'/>"s, "<a b='<'/>"s}) {
     SCOPED_TRACE(bad);
     XMLProperties xml;
     ASSERT_TRUE(xml.init("<seed/>"));
