@@ -155,9 +155,9 @@ TEST(XMLProperties, ReadsNodes) {
   EXPECT_TRUE(getNodeSetAsLookUp(xml, "///").empty());
 }
 
-TEST(XMLProperties, AttributesAreCachedUntilTheNextSelect) {
+TEST(XMLProperties, AttributesAreCachedUntilTheNextSelectAndSetNodeTextEscapes) {
   XMLProperties xml;
-  ASSERT_TRUE(xml.init("<r><a z='1' y='2'/><b k='3'/></r>"));
+  ASSERT_TRUE(xml.init("<r><a z='1' y='2'/><b k='3'/><m>old<k/></m><e a='1'/></r>"));
   ASSERT_TRUE(xml.selectNode("/r/a", 0));
   ASSERT_EQ(xml.getAttributes().size(), 2u);
   EXPECT_EQ(xml.getAttributes().begin()->first, "z");  // document order, not sorted
@@ -167,11 +167,8 @@ TEST(XMLProperties, AttributesAreCachedUntilTheNextSelect) {
   ASSERT_TRUE(xml.close());
   EXPECT_EQ(xml.getAttributes().get("K"), "3");
   EXPECT_EQ(xml.getAttributes().get("z", "none"), "none");
-}
 
-TEST(XMLProperties, SetNodeTextEscapesAndReplacesChildren) {
-  XMLProperties xml;
-  ASSERT_TRUE(xml.init("<r><m>old<k/></m><e a='1'/></r>"));
+  // Text replaces every child, escaped as markup or as an attribute value.
   ASSERT_TRUE(xml.selectNode("/r/m", 0));
   ASSERT_TRUE(xml.setNodeText("a<b&c>"));
   EXPECT_EQ(xml.getNodeAsString(), "<m>a&lt;b&amp;c&gt;</m>");
