@@ -16,18 +16,13 @@ namespace QUORVAN::Rendix::GeneralUtilityLib {
 namespace {
 
 using Items = std::vector<StatusItem>;
+using rdx::test::ExpectSameItems;
 
-void ExpectItems(const Status& status, const Items& expected) {
-  rdx::test::ExpectSameItems(status.items, expected);
-}
-
-TEST(StatusItem, TextForm) {
+TEST(StatusItem, TextFormSourceAndIdentity) {
   struct Row { const char* prefix; StatusItem item; std::string text; };
   const Row rows[] = {
       {"Main", {64279, "Could not open.", "QUORVAN.Rendix.Global.Reporter", ""},
        "[Main]: [Global.Reporter : 00FB17] Error: Could not open."},
-      {nullptr, {64279, "Could not open.", "QUORVAN.Rendix.Global.Reporter", ""},
-       "[Global.Reporter : 00FB17] Error: Could not open."},
       {"Main", {0, "Started.", "Manager", "pid 12"}, "[Main]: [Manager] Started.\npid 12"},
       {"Main", {10, "Lost.", "", "why"}, "Lost.\nwhy"},
       {"", {-5, "m", "S", ""}, "[]: [S : FFFFFFFB] Error: m"},
@@ -45,9 +40,6 @@ TEST(StatusItem, TextForm) {
   const std::string huge(10000, 'm');
   EXPECT_EQ(StatusItem(0, huge + std::string("\0z", 2), "S", "").ToTextString(nullptr),
             "[S] " + huge + std::string("\0z", 2));
-}
-
-TEST(StatusItem, FormatSourceAndIdentity) {
   EXPECT_EQ(StatusItem::FormatSource("quorvan.rendix.A::B"), "quorvan.rendix.A.B");
   EXPECT_EQ(StatusItem::FormatSource(":::"), ".:");
   // Items are equal by id alone, and an item has no string form of its own.
@@ -69,7 +61,7 @@ TEST(Status, AddingKeepsOrderAndDefaultSourceClearingAddsNothing) {
       {2, "o", "Mgr", ""}, {3, "q", "own", ""}, {4, "p", "Mgr", "e"}, {5, "m", "Mgr", "d"},
       {6, "n", "", ""},    {7, "a", "s", ""},
   };
-  ExpectItems(status, expected);
+  ExpectSameItems(status.items, expected);
 
   status.Clear("s");
   status.Append(1, "a", "", "");
@@ -83,8 +75,7 @@ TEST(Status, AddingKeepsOrderAndDefaultSourceClearingAddsNothing) {
   EXPECT_EQ(status.items.back().message, "z");
 
   status.clear(1, "x", "NewSource", "y");
-  EXPECT_TRUE(status.items.empty());
-  EXPECT_EQ(status.defaultSource, "NewSource");
+  EXPECT_TRUE(status.items.empty() && status.defaultSource == "NewSource");
   EXPECT_EQ(status.ToTextString("P"), "");
 }
 
@@ -102,10 +93,8 @@ TEST(StatusXml, WritesItemsAndReadsThemBack) {
       {{-1, "unknown", "Src", ""}, "<ID>Unknown ID</ID>"},
       {{-5, "x < y && z > w", "QUORVAN.Rendix.Proxy::Call", ""}, "<ID>FFFFFFFB</ID>",
        StatusItem(-5, "x < y && z > w", "Proxy.Call", "")},
-      {{0, "x&y>z", "", ""}, "<Message>x&amp;y&gt;z</Message>"},
       {{0, "", "", "l1\r\nl2\t\x7f"}, "<Details>l1&#13;\nl2\t\x7f</Details>"},
       {{0, std::string("cut\0here", 8), "", ""}, "<Message>cut</Message>", StatusItem(0, "cut", "", "")},
-      {{0, "", "quorvan.rendix.A::B", ""}, "<Source>A.B</Source>", StatusItem(0, "", "A.B", "")},
       {{0, "", "<a>&::b:::", ""}, "<Source>&lt;a&gt;&amp;.b.:</Source>", StatusItem(0, "", "<a>&.b.:", "")},
       {{0x7FFFFFFF, std::string(5000, 'h'), "S", std::string(9000, 'd')}, "<ID>7FFFFFFF</ID>"},
       {{0, "<![CDATA[ x ]]>", "S", "&amp;"}, "<Details>&amp;amp;</Details>"},
@@ -118,7 +107,7 @@ TEST(StatusXml, WritesItemsAndReadsThemBack) {
     written.Append(row.item);
     read.defaultSource = "NotApplied";
     ASSERT_TRUE(read.Append(written.ToString("with time")));
-    ExpectItems(read, {row.changed.value_or(row.item)});
+    ExpectSameItems(read.items, {row.changed.value_or(row.item)});
   }
 
   Status status;
@@ -145,8 +134,10 @@ std::string Utf16(const std::string& ascii) {
 
 std::string InStatus(const std::string& children) { return "<Status>" + children + "</Status>"; }
 
-TEST(StatusXml, AppendReadsOneItemPerChildNode) {
-  struct Row { const char* name; std::string xml; bool result; Items items; };
+// Append reads one item per child node; Prepend folds everything into one front item.
+TEST(StatusXml, AppendAndPrependReadWhatTheQueriesRead) {
+  struct Row { const char* name; std::string xml; bool result; Items items; bool prepend = false; };
+  const StatusItem old(1, "old", "", "");  // the one item a prepending status held before
   const Row rows[] = {
       {"empty text", "", false, {}},
       {"truncated", "<Status><Item><ID>1</ID>", false, {}},
@@ -172,42 +163,24 @@ TEST(StatusXml, AppendReadsOneItemPerChildNode) {
       {"utf-16 with nested status",
        Utf16(InStatus("<Item><ID>5</ID><Status><Item/></Status></Item><Item/>")), true,
        {{5, "", "", ""}, {}}},
-      {"nested status", InStatus("<X><Status><Item><ID>9</ID></Item></Status></X><Item><ID>1</ID></Item>"),
-       true, {{9, "", "", ""}, {1, "", "", ""}}},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    Status status;
-    status.Clear("Default");
-    EXPECT_EQ(status.Append(row.xml), row.result);
-    ExpectItems(status, row.items);
-    Items byQueries;
-    EXPECT_EQ(rdx::test::ReadByQueries(row.xml, byQueries, false), row.result);
-    ExpectItems(status, byQueries);
-  }
-}
-
-TEST(StatusXml, PrependFoldsEverythingIntoOneFrontItem) {
-  struct Row { const char* name; std::string xml; bool result; Items items; };  // items after
-  const StatusItem old(1, "old", "", "");  // the one item the status held before
-  const Row rows[] = {
-      {"empty text", "", false, {old}},
-      {"empty status", "<Status/>", true, {{}, old}},
-      {"no status", "<Other/>", true, {{}, old}},
-      {"later fields win, missing ones stay, other children skipped",
+      {"prepend empty text", "", false, {old}, true},
+      {"prepend empty status", "<Status/>", true, {{}, old}, true},
+      {"prepend no status", "<Other/>", true, {{}, old}, true},
+      {"prepend: later fields win, missing ones stay, other children skipped",
        InStatus("<Item><ID>2</ID><Message>first</Message><Source>s1</Source><Details>d1</Details>"
                 "</Item><!-- c --><Item><ID>3</ID><Message>second</Message></Item>"),
-       true, {{3, "second", "s1", "d1"}, old}},
+       true, {{3, "second", "s1", "d1"}, old}, true},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     Status status;
-    status.Append(old);
-    EXPECT_EQ(status.Prepend(row.xml), row.result);
-    ExpectItems(status, row.items);
-    Items byQueries = {old};
-    EXPECT_EQ(rdx::test::ReadByQueries(row.xml, byQueries, true), row.result);
-    ExpectItems(status, byQueries);
+    status.Clear(row.prepend ? "" : "Default");
+    if (row.prepend) status.Append(old);
+    Items byQueries = status.items;
+    EXPECT_EQ(row.prepend ? status.Prepend(row.xml) : status.Append(row.xml), row.result);
+    ExpectSameItems(status.items, row.items);
+    EXPECT_EQ(rdx::test::ReadByQueries(row.xml, byQueries, row.prepend), row.result);
+    ExpectSameItems(status.items, byQueries);
   }
 }
 
@@ -268,18 +241,8 @@ TEST(StatusXml, ReportForms) {
       << rdx::foundation::GetStatusAsReportXml(status);
 }
 
-}  // namespace
-}  // namespace QUORVAN::Rendix::GeneralUtilityLib
-
 // The direct reading of the library's own status layout must give exactly what the document
 // route gives.
-namespace rdx::foundation {
-namespace {
-
-using QUORVAN::Rendix::GeneralUtilityLib::Status;
-using QUORVAN::Rendix::GeneralUtilityLib::StatusItem;
-using rdx::test::ExpectSameItems;
-
 std::string Layout(const std::string& id, const std::string& source,
                    const std::string& message, const std::string& details) {
   return "<Status>\n\t<Item>\n\t\t<ID>" + id + "</ID>\n\t\t<Source>" + source +
@@ -311,16 +274,16 @@ TEST(StatusXmlOwnLayout, ReadsWhatTheDocumentReadsAndLeavesTheRestToIt) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.text);
     std::vector<StatusItem> direct(1);  // items are appended after what is there
-    ASSERT_EQ(StatusXmlReader::ReadOwnLayout(row.text, direct), row.direct);
+    ASSERT_EQ(rdx::foundation::StatusXmlReader::ReadOwnLayout(row.text, direct), row.direct);
     if (!row.direct) {
       EXPECT_EQ(direct.size(), 1u) << "a refused text must leave the items untouched";
       continue;
     }
     std::vector<StatusItem> throughDocument(1);
-    ASSERT_TRUE(AppendThroughDocument(row.text, throughDocument));
+    ASSERT_TRUE(rdx::foundation::AppendThroughDocument(row.text, throughDocument));
     ExpectSameItems(direct, throughDocument);
   }
 }
 
 }  // namespace
-}  // namespace rdx::foundation
+}  // namespace QUORVAN::Rendix::GeneralUtilityLib

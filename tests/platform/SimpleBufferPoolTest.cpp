@@ -24,7 +24,6 @@ TEST(SimpleBufferPool, FirstUseCommitsTheStockAndRequestsTakeTheBestFit) {
   const Row rows[] = {
       {8388608, 8 * kMiB, 0},           // exactly the small class
       {8388609, 33 * kMiB, 0},          // one byte more takes a middle block
-      {1, 8 * kMiB, 0},
       {0, 8 * kMiB, 1},                 // never reuses a block, even with small ones free
       {136314880, 130 * kMiB, 0},       // the largest request served from the stock
       {136314881, 136314881, 1},        // above it: exactly the request
@@ -50,7 +49,7 @@ TEST(SimpleBufferPool, FirstUseCommitsTheStockAndRequestsTakeTheBestFit) {
   }
 }
 
-TEST(SimpleBufferPool, FreeKeepsBlocksUntilTheRetentionLimit) {
+TEST(SimpleBufferPool, FreeKeepsBlocksUntilTheRetentionLimitAndEqualSlackGoesToTheFirstFreed) {
   SimpleBufferPool pool;
   void* small = pool.Alloc(100);
   EXPECT_EQ(pool.TotalCommitted(), kStock);
@@ -74,6 +73,15 @@ TEST(SimpleBufferPool, FreeKeepsBlocksUntilTheRetentionLimit) {
   EXPECT_EQ(pool.ActualFrees(), 1u);
   EXPECT_EQ(pool.FreeList().back(), small);
   EXPECT_EQ(pool.FreeList().size(), 9u);
+
+  void* a = pool.Alloc(33 * kMiB);
+  void* b = pool.Alloc(33 * kMiB);
+  void* c = pool.Alloc(33 * kMiB);
+  pool.Free(c);  // c then a on the free list: c was freed first
+  pool.Free(a);
+  EXPECT_EQ(pool.Alloc(20 * kMiB), c);
+  EXPECT_EQ(pool.Alloc(20 * kMiB), a);
+  pool.Free(b);
 }
 
 TEST(SimpleBufferPool, EveryFreeReleasesWhileThePoolHoldsMoreThan500MiB) {
@@ -91,18 +99,6 @@ TEST(SimpleBufferPool, EveryFreeReleasesWhileThePoolHoldsMoreThan500MiB) {
     EXPECT_EQ(pool.TotalCommitted(), kStock + 2 * 130 * kMiB - expectedFrees[i] * 8 * kMiB);
   }
   EXPECT_EQ(pool.FreeList().back(), small.back());
-}
-
-TEST(SimpleBufferPool, EqualSlackGoesToTheBlockFreedFirst) {
-  SimpleBufferPool pool;
-  void* a = pool.Alloc(33 * kMiB);
-  void* b = pool.Alloc(33 * kMiB);
-  void* c = pool.Alloc(33 * kMiB);
-  pool.Free(c);  // c then a on the free list: c was freed first
-  pool.Free(a);
-  EXPECT_EQ(pool.Alloc(20 * kMiB), c);
-  EXPECT_EQ(pool.Alloc(20 * kMiB), a);
-  pool.Free(b);
 }
 
 TEST(SimpleBufferPool, ToStringListsBlocksAndCountsAndCopiesOwnNothing) {

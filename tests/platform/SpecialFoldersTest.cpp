@@ -40,7 +40,7 @@ TEST(SpecialFolders, EveryValueUnderAnInstalledProduct) {
   }
 }
 
-TEST(SpecialFolders, FollowTheInstallationAndHaveNoFallbackWithoutHome) {
+TEST(SpecialFolders, FollowTheInstallationAndTheXdgSettings) {
   rdx::test::IsolatedEnvironment env;
   // No registry at all: install-home folders become bare relative names.
   EXPECT_EQ(GetSpecialFolderPath(SpecialFolderPath::InstallHome), "");
@@ -53,10 +53,8 @@ TEST(SpecialFolders, FollowTheInstallationAndHaveNoFallbackWithoutHome) {
   env.Set("RDX_INSTALLATION", "Beta");
   EXPECT_EQ(GetSpecialFolderPath(SpecialFolderPath::Help), "/srv/beta/Help/");
   EXPECT_EQ(GetSpecialFolderPath(SpecialFolderPath::InstallHomeAsStored), "/srv/beta\\");
-}
 
-TEST(SpecialFolders, UserFoldersFollowTheXdgSettings) {
-  rdx::test::IsolatedEnvironment env;
+  // User folders follow the XDG settings.
   env.Set("XDG_DATA_HOME", "");
   env.Set("XDG_DOCUMENTS_DIR", "");
   EXPECT_EQ(GetSpecialFolderPath(SpecialFolderPath::UserLogs),

@@ -155,15 +155,13 @@ TEST(SystemUtilities, DigestsAndIdentifiers) {
   EXPECT_EQ(untouched, nullptr);
   destroy_hash(nullptr);
 
-
   std::set<std::string> ids;
-  for (int i = 0; i < 20; ++i) {
-    const std::string id = CreateUUID();
+  for (int i = 0; i < 20; ++i) ids.insert(CreateUUID());
+  EXPECT_EQ(ids.size(), 20u);
+  for (const std::string& id : ids) {
     EXPECT_TRUE(id.size() == 36 && id[8] == '-' &&
                 id.find_first_not_of("0123456789abcdef-") == std::string::npos) << id;
-    ids.insert(id);
   }
-  EXPECT_EQ(ids.size(), 20u);
   EXPECT_EQ(GetRDXApplicationName(), "platform_tests");
 
   // Fixed stubs: host checks never fail and leave the text alone; no signature is made.
@@ -193,8 +191,7 @@ TEST(SystemUtilities, FileSystemAndMemoryFigures) {
 
   std::size_t workingSet = 1, pagefile = 1;
   GetCurrentMemoryUsage(nullptr, &workingSet, &pagefile);
-  EXPECT_GT(workingSet, 1u);
-  EXPECT_GT(pagefile, 1u);
+  EXPECT_TRUE(workingSet > 1 && pagefile > 1);
   // Pid 0x7FFFFFFF is above any pid_max the kernel allows: the figures stay untouched.
   workingSet = 7;
   GetCurrentMemoryUsage(reinterpret_cast<void*>(std::uintptr_t{0x7FFFFFFF}), &workingSet, &pagefile);

@@ -20,13 +20,9 @@ namespace QUORVAN::Rendix::Global {
 // Reads a Reporter's inside: the drop counter and queue length prove the bound without timing,
 // the stop flag lets a test act exactly while Close is under way.
 struct ReporterTestPeer {
-  static std::uint64_t DroppedLines(Reporter& reporter) {
+  static std::pair<std::uint64_t, std::size_t> DroppedAndPending(Reporter& reporter) {
     std::lock_guard lock(reporter.state_->queueLock);
-    return reporter.state_->droppedLines;
-  }
-  static std::size_t PendingLines(Reporter& reporter) {
-    std::lock_guard lock(reporter.state_->queueLock);
-    return reporter.state_->pending.size();
+    return {reporter.state_->droppedLines, reporter.state_->pending.size()};
   }
   static bool StopRequested(Reporter& reporter) { return reporter.state_->stop.load(); }
 };
@@ -52,10 +48,9 @@ class CountingSink : public IReporterSink {
     lines_.emplace_back(line);
     if (journal_) journal_->emplace_back(this, line);  // only the notifier writes it
   }
-  void Shut() { std::lock_guard lock(lock_); open_ = false; }
-  void Open() {
+  void SetOpen(bool open) {  // while shut, lines pile up in the reporter's queue
     std::lock_guard lock(lock_);
-    open_ = true;
+    open_ = open;
     changed_.notify_all();
   }
   void ThrowOn(std::string line) { std::lock_guard lock(lock_); throwOn_ = std::move(line); }
@@ -116,17 +111,17 @@ TEST(Reporter, DropsSilentlyBeyondTheBoundAndLosesNothingBelowIt) {
   CountingSink sink;
   Reporter reporter;
   reporter.Attach(&sink);
-  sink.Shut();
+  sink.SetOpen(false);
   reporter.Log("held");
   ASSERT_TRUE(sink.WaitEntered(1));  // the notifier holds "held" and takes nothing more
   const Lines lines = Numbered("q", static_cast<int>(Reporter::kMaxPendingLines));
   for (const auto& line : lines) reporter.Log(line.c_str());
-  EXPECT_EQ(ReporterTestPeer::DroppedLines(reporter), 0u);
+  EXPECT_EQ(ReporterTestPeer::DroppedAndPending(reporter).first, 0u);
   for (const char* extra : {"over1", "over2", "over3"}) EXPECT_EQ(reporter.Log(extra), 1);
-  EXPECT_EQ(ReporterTestPeer::DroppedLines(reporter), 3u);
-  EXPECT_EQ(ReporterTestPeer::PendingLines(reporter), Reporter::kMaxPendingLines);
+  EXPECT_EQ(ReporterTestPeer::DroppedAndPending(reporter),
+            std::make_pair(std::uint64_t{3}, Reporter::kMaxPendingLines));
 
-  sink.Open();
+  sink.SetOpen(true);
   ASSERT_EQ(reporter.WaitForNotifications(), 1);
   reporter.Log("after");  // room again
   reporter.WaitForNotifications();
@@ -183,7 +178,7 @@ TEST(Reporter, CloseDiscardsQueuedLinesAndInitRunsAgain) {
 
   // Lines still queued when the stop is seen never reach a sink, not even after Init.
   reporter.Attach(&sink);
-  sink.Shut();
+  sink.SetOpen(false);
   reporter.Log("in hand");
   ASSERT_TRUE(sink.WaitEntered(3));
   for (const char* line : {"q1", "q2"}) reporter.Log(line);
@@ -192,10 +187,10 @@ TEST(Reporter, CloseDiscardsQueuedLinesAndInitRunsAgain) {
     std::this_thread::sleep_for(5ms);  // waits for a condition, bounded
   }
   ASSERT_TRUE(ReporterTestPeer::StopRequested(reporter));
-  sink.Open();
+  sink.SetOpen(true);
   ASSERT_EQ(closing.get(), 1);
   EXPECT_EQ(sink.Lines(), (Lines{"open", "open", "in hand"}));
-  EXPECT_EQ(ReporterTestPeer::PendingLines(reporter), 0u);
+  EXPECT_EQ(ReporterTestPeer::DroppedAndPending(reporter).second, 0u);
   ASSERT_EQ(reporter.Init(), 1);
   reporter.Attach(&sink);
   reporter.Log("after");

@@ -45,7 +45,7 @@ std::string OneItem(std::int32_t id, const std::string& source, const std::strin
   return status.ToString(nullptr);
 }
 
-TEST(ConsoleHandler, ReportPercentSequencesAreInterpretedSafely) {
+TEST(ConsoleHandler, PrintsReportTextAsAFormatInterpretedSafely) {
   const std::vector<std::pair<std::string, std::string>> cases = {  // report text, printed
       {"%d items", "0 items"},
       {"[%5d|%-3s|%05x|%+i]", "[    0|   |00000|+0]"},
@@ -60,9 +60,7 @@ TEST(ConsoleHandler, ReportPercentSequencesAreInterpretedSafely) {
   }
   // A hostile width is capped rather than honoured.
   EXPECT_EQ(rdx::reporting::FormatWithoutArguments("%999999999d").size(), 4096u);
-}
-
-TEST(ConsoleHandler, PrintsReportTextAsAFormat) {
+  // The console prints a report's text as such a format.
   ConsoleHandler console;
   ::testing::internal::CaptureStdout();
   console.Log(OneItem(0, "Src", "50%d done %s").c_str());

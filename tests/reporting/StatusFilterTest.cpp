@@ -33,10 +33,6 @@ class StatusFilterTest : public ::testing::Test {
  protected:
   void SetUp() override { DestroyRDXApplicationObject(); }
   void TearDown() override { DestroyRDXApplicationObject(); }
-  void WriteConfiguration(const std::string& section) {
-    env_.WriteFile(env_.Root() + "/home/.local/share/QUORVAN/Rendix/Global.RXConfig",
-                   "<Config>" + section + "</Config>");
-  }
   rdx::test::IsolatedEnvironment env_;
 };
 
@@ -76,8 +72,9 @@ TEST_F(StatusFilterTest, RemovesOnlyInformationalItemsTheSettingsExclude) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    std::filesystem::remove(env_.Root() + "/home/.local/share/QUORVAN/Rendix/Global.RXConfig");
-    if (!row.fileSection.empty()) WriteConfiguration(row.fileSection);
+    const std::string file = env_.Root() + "/home/.local/share/QUORVAN/Rendix/Global.RXConfig";
+    std::filesystem::remove(file);
+    if (!row.fileSection.empty()) env_.WriteFile(file, "<Config>" + row.fileSection + "</Config>");
     DestroyRDXApplicationObject();  // the application reads the file anew
     StatusFilter filter;
     ASSERT_EQ(filter.Initialize(row.callerText), 1);
