@@ -80,7 +80,6 @@ class RpcServer {
   void AcceptLoop(Endpoint* endpoint);
   void Serve(Connection* connection, const std::string& secondaryAddress);
   void ReapFinished();
-  void StopLocked();
 
   InterfaceRegistry registry_;
   CallLimiter limiter_;
