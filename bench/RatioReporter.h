@@ -40,4 +40,17 @@ class RatioReporter : public benchmark::ConsoleReporter {
   std::map<std::string, double> nanoseconds_;
 };
 
+// The whole main() of a ratio-printing benchmark program: runs what the command line selects,
+// then hands the reporter to `printRatios` for the lines that compare the figures.
+template <typename PrintRatios>
+int RunBenchmarksAndPrintRatios(int argc, char** argv, PrintRatios printRatios) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  printRatios(std::as_const(reporter));
+  benchmark::Shutdown();
+  return 0;
+}
+
 }  // namespace rdx::bench

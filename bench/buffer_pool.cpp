@@ -62,16 +62,14 @@ BENCHMARK(BM_Malloc)->Arg(kSmall)->Arg(kMiddle)->Unit(benchmark::kMicrosecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  rdx::bench::RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  const std::string small = "/" + std::to_string(kSmall);
-  const std::string middle = "/" + std::to_string(kMiddle);
-  reporter.PrintRatios({{"BM_Pool" + small, "BM_FreshMapping" + small},
-                        {"BM_Pool" + middle, "BM_FreshMapping" + middle},
-                        {"BM_Pool" + small, "BM_Malloc" + small},
-                        {"BM_Pool" + middle, "BM_Malloc" + middle}},
-                       "ratio");
-  benchmark::Shutdown();
-  return 0;
+  return rdx::bench::RunBenchmarksAndPrintRatios(
+      argc, argv, [](const rdx::bench::RatioReporter& reporter) {
+        const std::string small = "/" + std::to_string(kSmall);
+        const std::string middle = "/" + std::to_string(kMiddle);
+        reporter.PrintRatios({{"BM_Pool" + small, "BM_FreshMapping" + small},
+                              {"BM_Pool" + middle, "BM_FreshMapping" + middle},
+                              {"BM_Pool" + small, "BM_Malloc" + small},
+                              {"BM_Pool" + middle, "BM_Malloc" + middle}},
+                             "ratio");
+      });
 }

@@ -34,10 +34,8 @@ BENCHMARK(BM_ReadProcStatusOnly);
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  rdx::bench::RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.PrintRatios({{"BM_ReadProcStatusOnly", "BM_GetCurrentMemoryUsage"}}, "ratio");
-  benchmark::Shutdown();
-  return 0;
+  return rdx::bench::RunBenchmarksAndPrintRatios(
+      argc, argv, [](const rdx::bench::RatioReporter& reporter) {
+        reporter.PrintRatios({{"BM_ReadProcStatusOnly", "BM_GetCurrentMemoryUsage"}}, "ratio");
+      });
 }

@@ -157,17 +157,14 @@ BENCHMARK(BM_BaselinePugixmlRead);
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  rdx::bench::RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  std::printf("flat block: %zu bytes, %d pairs\n", Block().size(), kPairs);
-  // Each line reads "<measured> vs <baseline>: time of baseline / time of measured".
-  reporter.PrintRatios({{"BM_Save", "BM_BaselineStdMapWalk"},
-                        {"BM_Save", "BM_BaselineMemcpy"},
-                        {"BM_Load", "BM_BaselineStdMapBuild"},
-                        {"BM_LoadXml", "BM_BaselinePugixmlRead"}},
-                       "ratio");
-  benchmark::Shutdown();
-  return 0;
+  return rdx::bench::RunBenchmarksAndPrintRatios(
+      argc, argv, [](const rdx::bench::RatioReporter& reporter) {
+        std::printf("flat block: %zu bytes, %d pairs\n", Block().size(), kPairs);
+        // Each line reads "<measured> vs <baseline>: time of baseline / time of measured".
+        reporter.PrintRatios({{"BM_Save", "BM_BaselineStdMapWalk"},
+                              {"BM_Save", "BM_BaselineMemcpy"},
+                              {"BM_Load", "BM_BaselineStdMapBuild"},
+                              {"BM_LoadXml", "BM_BaselinePugixmlRead"}},
+                             "ratio");
+      });
 }

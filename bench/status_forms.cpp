@@ -104,15 +104,12 @@ BENCHMARK(BM_StatusAppendOnly);
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  rdx::bench::RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  // Each line gives the time of the second benchmark over that of its baseline, the first.
-  reporter.PrintRatios({{"BM_SnprintfStackBuffer", "BM_PrintToString"}},
-                       "ratio (aim <= 1.3x)");
-  reporter.PrintRatios({{"BM_PugixmlParseAndSerialise", "BM_StatusToStringAndAppend"}},
-                       "ratio (aim <= 2.0x)");
-  benchmark::Shutdown();
-  return 0;
+  return rdx::bench::RunBenchmarksAndPrintRatios(
+      argc, argv, [](const rdx::bench::RatioReporter& reporter) {
+        // Each line gives the time of the second benchmark over that of its baseline, the first.
+        reporter.PrintRatios({{"BM_SnprintfStackBuffer", "BM_PrintToString"}},
+                             "ratio (aim <= 1.3x)");
+        reporter.PrintRatios({{"BM_PugixmlParseAndSerialise", "BM_StatusToStringAndAppend"}},
+                             "ratio (aim <= 2.0x)");
+      });
 }

@@ -140,11 +140,14 @@ QUORVAN::Rendix::Global::IRDXApplication* GetRDXApplicationObject() {
   if (auto* existing = gApplication.load()) return existing;
   try {
     // A lock made afresh for each call, as the product has always done: it marks creation but
-    // does not keep concurrent first callers apart, so the first call is made from one thread.
+    // does not keep concurrent first callers apart. Should two of them both create, one object
+    // is installed and the other dropped, so every caller gets the same one.
     std::mutex creation;
     std::lock_guard<std::mutex> entered(creation);
     if (gApplication.load() == nullptr) {
-      gApplication.store(new QUORVAN::Rendix::Global::RDXApplication());
+      auto* created = new QUORVAN::Rendix::Global::RDXApplication();
+      QUORVAN::Rendix::Global::RDXApplication* none = nullptr;
+      if (!gApplication.compare_exchange_strong(none, created)) delete created;
     }
   } catch (...) {
     return nullptr;

@@ -13,6 +13,37 @@ unsigned char FoldAscii(unsigned char c) {
 // Length of the text as a C string sees it: names and values end at their first NUL.
 std::size_t TextLength(const std::string& s) { return std::strlen(s.c_str()); }
 
+// The pairs of a flat block of `size` (at least 2) bytes, added to the empty `map`.
+int LoadPairs(NameValueMap& map, std::uint32_t size, const char* block) {
+  const std::size_t last = size - 1;
+  // Index of the first NUL in [from, to], or npos.
+  auto findNul = [&](std::size_t from, std::size_t to) {
+    if (from > to) return std::string::npos;
+    const void* nul = std::memchr(block + from, 0, to - from + 1);
+    return nul ? static_cast<std::size_t>(static_cast<const char*>(nul) - block)
+               : std::string::npos;
+  };
+  std::size_t position = 0;  // always below `last` here
+  for (;;) {
+    const std::size_t nameEnd = findNul(position, last);
+    // The step to the name's NUL moves before it looks, so an empty name passes over its own
+    // NUL and stops at the next one: it swallows the string after it, and the value is the
+    // string after that. Blocks from older peers are read that way.
+    const std::size_t stepEnd = nameEnd != position ? nameEnd : findNul(position + 1, last);
+    if (stepEnd == std::string::npos) return 1;  // a name without its NUL is dropped
+    const std::size_t valueStart = stepEnd + 1;
+    if (valueStart >= last) return 1;  // so a last pair with an empty value is not restored
+    const std::size_t valueEnd = findNul(valueStart, last);
+    const std::size_t valueLength = (valueEnd == std::string::npos ? size : valueEnd) - valueStart;
+    // Saved blocks come in map order, so each pair belongs at the end; an existing name wins.
+    map.emplace_hint(map.end(), std::string(block + position, nameEnd - position),
+                     std::string(block + valueStart, valueLength));
+    if (valueEnd == std::string::npos) return 1;  // the value ran to the end of the block
+    position = valueEnd + 1;
+    if (position >= last) return 1;
+  }
+}
+
 }  // namespace
 
 bool CaseInsensitiveStringComparer::operator()(const std::string& a,
@@ -64,43 +95,25 @@ int NameValueMap::Load(std::uint32_t size, const void* buffer) {
   clear();
   if (buffer == nullptr) return 0;
   if (size < 2) return 1;
-  const auto* block = static_cast<const char*>(buffer);
-  const std::size_t last = size - 1;
-  // Index of the first NUL in [from, to], or npos.
-  auto findNul = [&](std::size_t from, std::size_t to) {
-    if (from > to) return std::string::npos;
-    const void* nul = std::memchr(block + from, 0, to - from + 1);
-    return nul ? static_cast<std::size_t>(static_cast<const char*>(nul) - block)
-               : std::string::npos;
-  };
-  std::size_t position = 0;  // always below `last` here
-  for (;;) {
-    const std::size_t nameEnd = findNul(position, last);
-    // The step to the name's NUL moves before it looks, so an empty name passes over its own
-    // NUL and stops at the next one: it swallows the string after it, and the value is the
-    // string after that. Blocks from older peers are read that way.
-    const std::size_t stepEnd = nameEnd != position ? nameEnd : findNul(position + 1, last);
-    if (stepEnd == std::string::npos) return 1;  // a name without its NUL is dropped
-    const std::size_t valueStart = stepEnd + 1;
-    if (valueStart >= last) return 1;  // so a last pair with an empty value is not restored
-    const std::size_t valueEnd = findNul(valueStart, last);
-    const std::size_t valueLength = (valueEnd == std::string::npos ? size : valueEnd) - valueStart;
-    // Saved blocks come in map order, so each pair belongs at the end; an existing name wins.
-    emplace_hint(end(), std::string(block + position, nameEnd - position),
-                 std::string(block + valueStart, valueLength));
-    if (valueEnd == std::string::npos) return 1;  // the value ran to the end of the block
-    position = valueEnd + 1;
-    if (position >= last) return 1;
+  try {
+    return LoadPairs(*this, size, static_cast<const char*>(buffer));
+  } catch (...) {  // out of memory part way: nothing half-read is left behind
+    clear();
+    return 0;
   }
 }
 
 int NameValueMap::UpdateUsing(const NameValueMap& other, bool skipEmpty,
                               const std::string& prefix, const std::string& suffix) {
-  for (const auto& [name, value] : other) {
-    if (skipEmpty && value.empty()) continue;
-    (*this)[prefix + name + suffix] = value;
+  try {
+    for (const auto& [name, value] : other) {
+      if (skipEmpty && value.empty()) continue;
+      (*this)[prefix + name + suffix] = value;
+    }
+    return 1;
+  } catch (...) {  // out of memory: the pairs set so far stay
+    return 0;
   }
-  return 1;
 }
 
 }  // namespace QUORVAN::Rendix::Global

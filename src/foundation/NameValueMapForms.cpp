@@ -76,52 +76,64 @@ int NameValueMap::LoadXml(const std::string& xml, const std::string& rootPath) {
 }
 
 std::string NameValueMap::ToXmlString(const std::string& rootName) const {
-  if (empty()) return "";
-  std::string out = "<" + rootName + ">";
-  for (const auto& [name, stored] : *this) {
-    std::string value = stored;
-    // Every "&" goes: a replacement "_" never makes a new one, so one pass replaces what
-    // searching again from the start after each replacement would.
-    std::replace(value.begin(), value.end(), '&', '_');
-    const std::string openTag = "<" + name + ">";
-    const std::size_t firstClose = value.find('>');
-    if (firstClose != std::string::npos &&
-        EqualsNoCase(value.substr(0, firstClose + 1), openTag)) {
-      out += value;  // already written as its own element by an earlier ToXmlString
-      continue;
+  try {
+    if (empty()) return "";
+    std::string out = "<" + rootName + ">";
+    for (const auto& [name, stored] : *this) {
+      std::string value = stored;
+      // Every "&" goes: a replacement "_" never makes a new one, so one pass replaces what
+      // searching again from the start after each replacement would.
+      std::replace(value.begin(), value.end(), '&', '_');
+      const std::string openTag = "<" + name + ">";
+      const std::size_t firstClose = value.find('>');
+      if (firstClose != std::string::npos &&
+          EqualsNoCase(value.substr(0, firstClose + 1), openTag)) {
+        out += value;  // already written as its own element by an earlier ToXmlString
+        continue;
+      }
+      out += openTag;
+      out += PrepareElementText(name, std::move(value));
+      out += "</" + name + ">\n";
     }
-    out += openTag;
-    out += PrepareElementText(name, std::move(value));
-    out += "</" + name + ">\n";
+    out += "</" + rootName + ">";
+    return out;
+  } catch (...) {  // out of memory: no half-written document
+    return "";
   }
-  out += "</" + rootName + ">";
-  return out;
 }
 
 std::string NameValueMap::ToTextString(const std::string& /*label*/) const {
-  std::string out;
-  for (const auto& [name, value] : *this) {
-    // Written as "%s" would write them: each text ends at its first NUL.
-    out += '|';
-    out += name.c_str();
-    out += ':';
-    out += value.c_str();
+  try {
+    std::string out;
+    for (const auto& [name, value] : *this) {
+      // Written as "%s" would write them: each text ends at its first NUL.
+      out += '|';
+      out += name.c_str();
+      out += ':';
+      out += value.c_str();
+    }
+    return out;
+  } catch (...) {  // out of memory: no half-written text
+    return "";
   }
-  return out;
 }
 
 int ReplaceKey(NameValueMap& source, NameValueMap& target, const std::string& oldPrefix,
                std::string newPrefix) {
-  // Re-keying a map into itself must not visit the names it has just added.
-  const NameValueMap snapshot = &source == &target ? source : NameValueMap();
-  const NameValueMap& pairs = &source == &target ? snapshot : source;
-  for (const auto& [name, value] : pairs) {
-    if (!gul::beginsWithNoCase(name, oldPrefix)) continue;
-    std::string newName = name;
-    gul::replaceString(newName, oldPrefix, newPrefix, true, LengthLimit(name));
-    target[newName] = value;
+  try {
+    // Re-keying a map into itself must not visit the names it has just added.
+    const NameValueMap snapshot = &source == &target ? source : NameValueMap();
+    const NameValueMap& pairs = &source == &target ? snapshot : source;
+    for (const auto& [name, value] : pairs) {
+      if (!gul::beginsWithNoCase(name, oldPrefix)) continue;
+      std::string newName = name;
+      gul::replaceString(newName, oldPrefix, newPrefix, true, LengthLimit(name));
+      target[newName] = value;
+    }
+    return 1;
+  } catch (...) {  // out of memory: the pairs copied so far stay
+    return 0;
   }
-  return 1;
 }
 
 }  // namespace QUORVAN::Rendix::Global

@@ -116,8 +116,8 @@ bool XMLProperties::selectNode(const std::string& xpath, std::uint32_t index) {
       dom_->nodeList = rdx::xml::SelectNodes(dom_->slot->document, xpath);
       if (index >= dom_->nodeList->Length()) return false;
     }
-    // Same XPath: the cached list is walked without a bounds test, by design of the callers
-    // that step through one list with increasing indexes.
+    // Same XPath: the cached list is reused without querying again, for the callers that step
+    // through one list with increasing indexes; an index past its end selects no node.
     dom_->current = dom_->nodeList ? dom_->nodeList->Item(index) : rdx::xml::NodeRef{};
     attributes_.clear();
     return dom_->current.Live();

@@ -176,13 +176,10 @@ int Reporter::Log(const char* source, const char* message) {
 int Reporter::Attach(IReporterSink* sink) {
   if (!state_->threadHeld.load() || state_->threadEnded.load()) return 1;
   try {
-    if (state_->OnNotifier()) {
-      // From a sink's Log: the notifier holds the sinks lock already, and a set insert leaves
-      // the delivery loop's position valid.
-      if (sink != nullptr) state_->sinks.insert(sink);
-      return 1;
-    }
-    std::lock_guard lock(state_->sinksLock);
+    // From a sink's Log the notifier holds the sinks lock already, and a set insert leaves
+    // the delivery loop's position valid.
+    std::unique_lock lock(state_->sinksLock, std::defer_lock);
+    if (!state_->OnNotifier()) lock.lock();
     if (sink != nullptr) state_->sinks.insert(sink);
     return 1;
   } catch (...) {

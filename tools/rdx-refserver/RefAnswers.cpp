@@ -67,6 +67,33 @@ std::string RefAnswers::UnknownSession(std::string_view operation, std::string_v
                    "Unknown session '" + std::string(id) + "'");
 }
 
+bool RefAnswers::CheckSession(std::string_view interfaceName, std::string_view operation,
+                              std::string_view session, std::string_view detail,
+                              std::int64_t failed, std::string& error) const {
+  if (IsSession(session)) return true;
+  error = UnknownSession(operation, session);
+  Log(interfaceName, operation, detail, failed);
+  return false;
+}
+
+std::int8_t RefAnswers::SessionCall(std::string_view interfaceName, std::string_view operation,
+                                    std::string_view session, std::string& error) const {
+  if (!CheckSession(interfaceName, operation, session, session, 0, error)) return 0;
+  error.clear();
+  Log(interfaceName, operation, session, 1);
+  return 1;
+}
+
+std::int32_t RefAnswers::SessionText(std::string_view interfaceName, std::string_view operation,
+                                     std::string_view session, std::int32_t n, char* text,
+                                     std::string& error) const {
+  if (!CheckSession(interfaceName, operation, session, session, -1, error)) return -1;
+  error.clear();
+  const std::int32_t result = SizedText(operation, n, text);
+  Log(interfaceName, operation, std::string(session) + ", n=" + std::to_string(n), result);
+  return result;
+}
+
 void RefAnswers::Log(std::string_view interfaceName, std::string_view operation,
                      std::string_view detail, std::int64_t result) const {
   // Client texts are shown cut and with control bytes masked: one call, one short line.

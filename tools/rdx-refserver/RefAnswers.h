@@ -47,6 +47,19 @@ class RefAnswers {
   // The refusal of a call that named an unknown session.
   static std::string UnknownSession(std::string_view operation, std::string_view id);
 
+  // Whether `session` is open; if not, `error` gets the refusal and the call is logged with
+  // `detail` as answered `failed`.
+  bool CheckSession(std::string_view interfaceName, std::string_view operation,
+                    std::string_view session, std::string_view detail, std::int64_t failed,
+                    std::string& error) const;
+  // A boolean operation on a session: 1 with `error` cleared, or 0 with the refusal.
+  std::int8_t SessionCall(std::string_view interfaceName, std::string_view operation,
+                          std::string_view session, std::string& error) const;
+  // A sized-text operation on a session: SizedText's result, or -1 with the refusal.
+  std::int32_t SessionText(std::string_view interfaceName, std::string_view operation,
+                           std::string_view session, std::int32_t n, char* text,
+                           std::string& error) const;
+
   // One line on standard error; lines of concurrent calls never interleave.
   void Log(std::string_view interfaceName, std::string_view operation,
            std::string_view detail, std::int64_t result) const;

@@ -18,27 +18,12 @@ std::int8_t RefServerCore::True(const char* operation, const char* detail) {
 
 std::int8_t RefServerCore::Session(const char* operation, const char* session,
                                    std::string& error) {
-  if (!answers_.IsSession(session)) {
-    error = RefAnswers::UnknownSession(operation, session);
-    answers_.Log(kCore, operation, session, 0);
-    return 0;
-  }
-  error.clear();
-  answers_.Log(kCore, operation, session, 1);
-  return 1;
+  return answers_.SessionCall(kCore, operation, session, error);
 }
 
 std::int32_t RefServerCore::SessionText(const char* operation, const char* session,
                                         std::int32_t n, char* text, std::string& error) {
-  if (!answers_.IsSession(session)) {
-    error = RefAnswers::UnknownSession(operation, session);
-    answers_.Log(kCore, operation, session, -1);
-    return -1;
-  }
-  error.clear();
-  const std::int32_t result = answers_.SizedText(operation, n, text);
-  answers_.Log(kCore, operation, std::string(session) + ", n=" + std::to_string(n), result);
-  return result;
+  return answers_.SessionText(kCore, operation, session, n, text, error);
 }
 
 std::int32_t RefServerCore::Text(const char* operation, const char* detail, std::int32_t n,

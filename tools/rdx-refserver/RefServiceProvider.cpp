@@ -19,27 +19,12 @@ std::int8_t RefServiceProvider::True(const char* operation, const std::string& d
 
 std::int8_t RefServiceProvider::Session(const char* operation, const std::string& session,
                                         std::string& error) {
-  if (!answers_.IsSession(session)) {
-    error = RefAnswers::UnknownSession(operation, session);
-    answers_.Log(kProvider, operation, session, 0);
-    return 0;
-  }
-  error.clear();
-  answers_.Log(kProvider, operation, session, 1);
-  return 1;
+  return answers_.SessionCall(kProvider, operation, session, error);
 }
 
 std::int32_t RefServiceProvider::SessionText(const char* operation, const std::string& session,
                                              std::int32_t n, char* text, std::string& error) {
-  if (!answers_.IsSession(session)) {
-    error = RefAnswers::UnknownSession(operation, session);
-    answers_.Log(kProvider, operation, session, -1);
-    return -1;
-  }
-  error.clear();
-  const std::int32_t result = answers_.SizedText(operation, n, text);
-  answers_.Log(kProvider, operation, session + ", n=" + std::to_string(n), result);
-  return result;
+  return answers_.SessionText(kProvider, operation, session, n, text, error);
 }
 
 std::int32_t RefServiceProvider::Text(const char* operation, std::int32_t n, char* text,
@@ -98,11 +83,7 @@ std::int8_t RefServiceProvider::SetAOI(std::string& session, double xmin, double
   char area[160];
   std::snprintf(area, sizeof area, "%.17g, %.17g, %.17g, %.17g, %d x %d", xmin, ymin, xmax,
                 ymax, static_cast<int>(width), static_cast<int>(height));
-  if (!answers_.IsSession(session)) {
-    error = RefAnswers::UnknownSession("SetAOI", session);
-    answers_.Log(kProvider, "SetAOI", session, 0);
-    return 0;
-  }
+  if (!answers_.CheckSession(kProvider, "SetAOI", session, session, 0, error)) return 0;
   // Written as a negated "less than" so that NaN coordinates count as an empty area too.
   if (!(xmin < xmax && ymin < ymax)) {
     error = RefAnswers::StatusXml(kEmptyAreaId, "RefServer.SetAOI",
@@ -126,10 +107,8 @@ std::int8_t RefServiceProvider::StreamImageBuffer(std::string& session, std::int
                                                   std::int32_t b, std::string& error) {
   const std::string detail = session + ", size=" + std::to_string(size) + ", a=" +
                              std::to_string(a) + ", b=" + std::to_string(b);
-  if (!answers_.IsSession(session)) {
+  if (!answers_.CheckSession(kProvider, "StreamImageBuffer", session, detail, 0, error)) {
     size = 0;
-    error = RefAnswers::UnknownSession("StreamImageBuffer", session);
-    answers_.Log(kProvider, "StreamImageBuffer", detail, 0);
     return 0;
   }
   for (std::int32_t i = 0; i < size; ++i) {

@@ -115,9 +115,10 @@ int main(int argc, char** argv) {
   rdx::refserver::RefServiceProvider providerManager(answers);
   rdx::refserver::RefServerAutoBind autoBindManager(answers);
 
-  std::vector<void*> interfaceSpecs = {core::CreateServerCoreInterfaceSpec(&coreManager),
-                              provider::CreateServiceProviderInterfaceSpec(&providerManager),
-                              core::CreateServerAutoBindInterfaceSpec(&autoBindManager)};
+  std::vector<void*> interfaceSpecs = {
+      core::CreateServerCoreInterfaceSpec(&coreManager),
+      provider::CreateServiceProviderInterfaceSpec(&providerManager),
+      core::CreateServerAutoBindInterfaceSpec(&autoBindManager)};
   std::vector<Endpoint> endpoints = {{options.tcpPort, "ncacn_ip_tcp"}};
   if (!options.pipeName.empty()) {
     endpoints.push_back({"\\pipe\\" + options.pipeName, "ncacn_np"});
@@ -130,8 +131,9 @@ int main(int argc, char** argv) {
     for (const Endpoint& where : endpoints) {
       std::string errorText;
       std::int32_t rpcStatus = 0;
-      if (interfaceSpec == nullptr || !gul::StartRpcListener(interfaceSpec, where.endpoint, where.protocolSequence,
-                                                    errorText, rpcStatus)) {
+      // A spec that could not be made is refused with a status of its own.
+      if (!gul::StartRpcListener(interfaceSpec, where.endpoint, where.protocolSequence, errorText,
+                                 rpcStatus)) {
         std::fprintf(stderr, "rdx-refserver: cannot listen on %s %s: %d %s\n",
                      where.protocolSequence.c_str(), where.endpoint.c_str(),
                      static_cast<int>(rpcStatus), errorText.c_str());

@@ -46,10 +46,11 @@ class RDX_API NameValueMap
   int Save(std::uint32_t* size, void* buffer);
 
   // Load: replaces the contents with the pairs of a flat block of `size` bytes. The map is
-  // emptied first, always. Returns 0 only for a null `buffer`. Reading rules kept for blocks
-  // written by older peers: an empty name swallows the string after it and takes the next one
-  // as its value; a last pair whose value is empty is not restored; a last value without its
-  // 0x00 is read to the end of the block; the first pair of a name wins.
+  // emptied first, always. Returns 0 for a null `buffer`, or (map left empty) when memory runs
+  // out. Reading rules kept for blocks written by older peers: an empty name swallows the
+  // string after it and takes the next one as its value; a last pair whose value is empty is
+  // not restored; a last value without its 0x00 is read to the end of the block; the first
+  // pair of a name wins.
   int Load(std::uint32_t size, const void* buffer);
 
   // LoadXml: replaces the contents with the children of the element at `rootPath` ("/*", the

@@ -18,9 +18,6 @@ class NdrWriter {
   // Goes on writing after the bytes of `start`, which begin the stub.
   explicit NdrWriter(std::vector<std::uint8_t>&& start) noexcept : data_(std::move(start)) {}
 
-  // Reserves room for `bytes` more bytes, so a large answer is copied once.
-  void Reserve(std::size_t bytes) { data_.reserve(data_.size() + bytes); }
-
   // Pads with zeros up to the next multiple of `alignment` (1, 2, 4 or 8).
   void Align(std::size_t alignment);
 

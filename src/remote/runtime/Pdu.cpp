@@ -56,6 +56,21 @@ std::span<const std::uint8_t> Framed(const PduHeader& header,
   return pdu.first(std::min<std::size_t>(pdu.size(), header.fragLength));
 }
 
+// bind and bind_ack, and their alter_context forms, open with the same three fields.
+template <typename Body>
+void ReadNegotiation(WireReader& r, Body& body) {
+  body.maxXmitFrag = r.U16();
+  body.maxRecvFrag = r.U16();
+  body.assocGroupId = r.U32();
+}
+
+template <typename Body>
+void WriteNegotiation(WireWriter& w, const Body& body) {
+  w.U16(body.maxXmitFrag);
+  w.U16(body.maxRecvFrag);
+  w.U32(body.assocGroupId);
+}
+
 }  // namespace
 
 const SyntaxId& Ndr20Syntax() { return kNdr20; }
@@ -164,9 +179,7 @@ void WireWriter::Bytes(const void* data, std::size_t size) {
 
 bool DecodeBind(const PduHeader& header, std::span<const std::uint8_t> pdu, BindBody& body) {
   WireReader r(Framed(header, pdu), header.BigEndian(), kHeaderSize);
-  body.maxXmitFrag = r.U16();
-  body.maxRecvFrag = r.U16();
-  body.assocGroupId = r.U32();
+  ReadNegotiation(r, body);
   const std::uint8_t count = r.U8();
   r.Skip(3);
   body.elements.clear();
@@ -189,9 +202,7 @@ bool DecodeBindAck(const PduHeader& header, std::span<const std::uint8_t> pdu,
                    BindAckBody& body) {
   const auto framed = Framed(header, pdu);
   WireReader r(framed, header.BigEndian(), kHeaderSize);
-  body.maxXmitFrag = r.U16();
-  body.maxRecvFrag = r.U16();
-  body.assocGroupId = r.U32();
+  ReadNegotiation(r, body);
   const std::uint16_t length = r.U16();
   if (!r.Ok() || length > framed.size() - r.Position()) return false;
   const std::size_t start = r.Position();
@@ -249,9 +260,7 @@ std::vector<std::uint8_t> EncodeBind(PduType type, std::uint32_t callId, const B
   std::vector<std::uint8_t> out;
   WireWriter w(out);
   BeginPdu(w, type, kFirstFragment | kLastFragment, callId);
-  w.U16(body.maxXmitFrag);
-  w.U16(body.maxRecvFrag);
-  w.U32(body.assocGroupId);
+  WriteNegotiation(w, body);
   w.U8(static_cast<std::uint8_t>(body.elements.size()));
   w.Zeros(3);
   for (const ContextElement& e : body.elements) {
@@ -270,9 +279,7 @@ std::vector<std::uint8_t> EncodeBindAck(PduType type, std::uint32_t callId,
   std::vector<std::uint8_t> out;
   WireWriter w(out);
   BeginPdu(w, type, kFirstFragment | kLastFragment, callId);
-  w.U16(body.maxXmitFrag);
-  w.U16(body.maxRecvFrag);
-  w.U32(body.assocGroupId);
+  WriteNegotiation(w, body);
   if (body.secondaryAddress.empty()) {
     w.U16(0);
   } else {

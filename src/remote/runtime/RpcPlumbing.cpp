@@ -17,9 +17,15 @@
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 namespace {
 
-bool Failed(std::uint32_t status, std::string& errorText, std::int32_t& rpcStatus) {
+// Also used after a throw, so it throws nothing itself: the status is kept even when its text
+// cannot be.
+bool Failed(std::uint32_t status, std::string& errorText, std::int32_t& rpcStatus) noexcept {
   rpcStatus = static_cast<std::int32_t>(status);
-  errorText = GetLastErrorText(static_cast<std::int32_t>(status));
+  try {
+    errorText = GetLastErrorText(static_cast<std::int32_t>(status));
+  } catch (...) {
+    errorText.clear();
+  }
   return false;
 }
 
@@ -36,20 +42,16 @@ bool StartRpcListener(void* interfaceSpec, std::string endpoint, std::string pro
     if (const auto status = server.UseEndpoint(protocolSequence, endpoint); status != 0) {
       return Failed(status, errorText, rpcStatus);
     }
-    if (interfaceSpec == nullptr) return Failed(1717, errorText, rpcStatus);
+    if (interfaceSpec == nullptr) return Failed(RPC_S_UNKNOWN_IF, errorText, rpcStatus);
     server.RegisterInterface(static_cast<rdx::rpc::ServerInterface*>(interfaceSpec));
-    // The server's own bindings must parse back: a cheap self-check of what it publishes.
-    const auto bindings = server.Bindings();
-    if (!bindings.empty()) {
-      rdx::rpc::StringBindingParts parts;
-      (void)rdx::rpc::ParseStringBinding(bindings.front(), parts);
-    }
     if (const auto status = server.Listen(); status != 0) {
       return Failed(status, errorText, rpcStatus);
     }
     return true;
   } catch (...) {
-    return false;
+    // What can throw here is an allocation or the start of a listening thread: both a want
+    // of resources, which the caller still gets as a status and its text.
+    return Failed(RPC_S_OUT_OF_MEMORY, errorText, rpcStatus);
   }
 }
 

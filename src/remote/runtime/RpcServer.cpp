@@ -226,18 +226,4 @@ void RpcServer::Serve(Connection* connection, const std::string& secondaryAddres
   connection->done = true;
 }
 
-std::vector<std::string> RpcServer::Bindings() const {
-  std::vector<std::string> bindings;
-  std::lock_guard lock(stateMutex_);
-  for (const auto& e : endpoints_) {
-    StringBindingParts parts;
-    parts.protocolSequence = e->protocolSequence;
-    parts.networkAddress = e->protocolSequence == kTcpProtocol ? "127.0.0.1" : "";
-    parts.endpoint = e->endpoint;
-    std::string text;
-    if (ComposeStringBinding(parts, text) == 0) bindings.push_back(text);
-  }
-  return bindings;
-}
-
 }  // namespace rdx::rpc

@@ -63,9 +63,6 @@ class RpcServer {
     maxConnections_ = maxConnections;
   }
 
-  // String bindings of the open endpoints, e.g. "ncacn_ip_tcp:127.0.0.1[3982]".
-  std::vector<std::string> Bindings() const;
-
  private:
   struct Endpoint {
     std::string protocolSequence;
@@ -83,7 +80,6 @@ class RpcServer {
   void AcceptLoop(Endpoint* endpoint);
   void Serve(Connection* connection, const std::string& secondaryAddress);
   void ReapFinished();
-  void StopLocked();
 
   InterfaceRegistry registry_;
   CallLimiter limiter_;
