@@ -131,7 +131,7 @@ int main(int argc, char** argv) {
     for (const Endpoint& where : endpoints) {
       std::string errorText;
       std::int32_t rpcStatus = 0;
-      // A spec that could not be made is refused with a status of its own.
+      // An interface description that could not be made is refused with a status of its own.
       if (!gul::StartRpcListener(interfaceSpec, where.endpoint, where.protocolSequence, errorText,
                                  rpcStatus)) {
         std::fprintf(stderr, "rdx-refserver: cannot listen on %s %s: %d %s\n",
