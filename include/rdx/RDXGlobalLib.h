@@ -25,6 +25,7 @@
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
 #include <rdx/remote/IServerAutoBindManager.h>
 #include <rdx/remote/IServerCoreManager.h>
+#include <rdx/remote/IServerProxy.h>
 #include <rdx/remote/IServiceProviderManager.h>
 #include <rdx/remote/RpcExceptionFrame.h>
 #include <rdx/remote/RpcHandle.h>
