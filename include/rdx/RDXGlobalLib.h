@@ -31,6 +31,7 @@
 #include <rdx/remote/RpcHandle.h>
 #include <rdx/remote/RpcListener.h>
 #include <rdx/remote/RpcStatus.h>
+#include <rdx/remote/ServiceProviderProxy.h>
 
 // Platform services: XML documents, system information, buffer allocators.
 #include <rdx/platform/DummyAllocator.h>

@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <csignal>
 #include <functional>
 #include <memory>
 #include <string>
@@ -15,8 +13,8 @@
 #include <rdx/remote/IServerProxy.h>
 #include <rdx/remote/RpcHandle.h>
 
+#include "remote/RefServerProcess.h"
 #include "remote/TestServer.h"
-#include "remote/interop/ChildProcess.h"
 #include "remote/proxies/ServerProxy.h"
 #include "remote/runtime/RpcServer.h"
 #include "remote/stubs/ServerCoreClient.h"
@@ -28,7 +26,6 @@ namespace {
 using QUORVAN::Rendix::ServerCore::IServerProxy;
 using QUORVAN::Rendix::ServerCore::ServerProxy;
 namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
-using namespace std::chrono_literals;
 
 std::uint16_t FreePort() {
   RpcServer probe;
@@ -44,55 +41,6 @@ std::string Answer(const std::string& operation, std::size_t n = 64) {
   text.resize(n, '.');
   return text;
 }
-
-// One rdx-refserver child on a free loopback port; SIGTERM and a clean exit at the end.
-class RefServer {
- public:
-  explicit RefServer(std::vector<std::string> options = {}) {
-    // Another process may take the probed port before the child binds it: try again.
-    for (int attempt = 0; attempt < 3 && !child_; ++attempt) {
-      port_ = std::to_string(FreePort());
-      std::vector<std::string> argv = {RDX_REFSERVER, "--tcp", port_};
-      argv.insert(argv.end(), options.begin(), options.end());
-      child_ = rdx::testing::ChildProcess::Start(argv, {});
-      if (child_ && !child_->WaitForLine("listening on", 20s)) child_.reset();
-    }
-  }
-  ~RefServer() {
-    if (!child_) return;
-    child_->Signal(SIGTERM);
-    EXPECT_EQ(child_->Stop(10s), killed_ ? 128 + SIGKILL : 0) << child_->Output();
-  }
-
-  bool Started() const { return child_ != nullptr; }
-  const std::string& Port() const { return port_; }
-  void Kill() {
-    killed_ = true;
-    child_->Signal(SIGKILL);
-    child_->Stop(10s);
-  }
-
-  // The server's call log since the last call of Log, up to a marker call of its own that
-  // proves every earlier line has been written.
-  std::string Log() {
-    const std::string marker = "marker-" + std::to_string(++markers_);
-    Binding binding("127.0.0.1", port_);
-    EXPECT_EQ(servercore::PostText(binding.h, marker.c_str()), 1);
-    EXPECT_TRUE(child_->WaitForLine("PostText(" + marker + ")", 10s));
-    const std::string& output = child_->Output();
-    const std::size_t end = output.find("ServerCoreInterface.PostText(" + marker);
-    std::string log = output.substr(logged_, end - logged_);
-    logged_ = output.find('\n', end) + 1;
-    return log;
-  }
-
- private:
-  std::unique_ptr<rdx::testing::ChildProcess> child_;
-  std::string port_;
-  int markers_ = 0;
-  std::size_t logged_ = 0;
-  bool killed_ = false;
-};
 
 std::size_t Count(const std::string& text, const std::string& needle) {
   std::size_t count = 0;
@@ -147,7 +95,7 @@ const std::vector<BooleanMember>& BooleanMembers() {
 
 // Every member over one endpoint: the server's answers arrive unchanged, the status stays
 // empty, and each call reached the server's operation of that name.
-void ExerciseEveryMember(RefServer& server, const std::string& endpoint) {
+void ExerciseEveryMember(RefServerProcess& server, const std::string& endpoint) {
   std::unique_ptr<IServerProxy> proxy(IServerProxy::Create());
   ASSERT_EQ(proxy->Init("localhost", endpoint), 1) << TextOf(proxy->GetStatus());
   EXPECT_DOUBLE_EQ(proxy->GetVersion(), 1.002);
@@ -171,7 +119,7 @@ void ExerciseEveryMember(RefServer& server, const std::string& endpoint) {
   EXPECT_TRUE(proxy->Close());
   EXPECT_TRUE(proxy->Close());  // nothing left to close
 
-  const std::string log = server.Log();
+  const std::string log = server.LogSinceLastMark();
   // GetVersion twice: the ping of the connection, then the version check.
   EXPECT_EQ(Count(log, "ServerCoreInterface.GetVersion("), 2u);
   for (const char* operation : {"OpenSession(S", "QueryText(what", "PostText(hello",
@@ -191,11 +139,11 @@ void ExerciseEveryMember(RefServer& server, const std::string& endpoint) {
 TEST(ServerProxy, EveryMemberReachesTheServerOverTcpAndPipe) {
   rdx::test::IsolatedEnvironment environment;
   environment.Set("RDX_PIPE_DIR", environment.Root() + "/pipes");
-  RefServer server({"--pipe", "RefProxy"});
+  RefServerProcess server({"--pipe", "RefProxy"});
   ASSERT_TRUE(server.Started());
   {
     SCOPED_TRACE("tcp");
-    ExerciseEveryMember(server, server.Port());
+    ExerciseEveryMember(server, server.Endpoint());
   }
   {
     SCOPED_TRACE("pipe");
@@ -203,10 +151,10 @@ TEST(ServerProxy, EveryMemberReachesTheServerOverTcpAndPipe) {
   }
   // The other Init forms reach the same server.
   std::unique_ptr<IServerProxy> proxy(IServerProxy::Create());
-  EXPECT_EQ(proxy->Init("127.0.0.1:" + server.Port()), 1) << TextOf(proxy->GetStatus());
+  EXPECT_EQ(proxy->Init("127.0.0.1:" + server.Endpoint()), 1) << TextOf(proxy->GetStatus());
   QUORVAN::Rendix::Global::NameValueMap map;
   map["hostmachine"] = "127.0.0.1";
-  map["ENDPOINT"] = server.Port();
+  map["ENDPOINT"] = server.Endpoint();
   EXPECT_EQ(proxy->Init(map), 1) << TextOf(proxy->GetStatus());
   gul::PropertyLookUp lookUp;
   lookUp["HostMachine"] = "localhost";
@@ -214,18 +162,18 @@ TEST(ServerProxy, EveryMemberReachesTheServerOverTcpAndPipe) {
   EXPECT_EQ(proxy->Init(lookUp), 1) << TextOf(proxy->GetStatus());
   EXPECT_EQ(proxy->GetServices("x"), Answer("GetServices"));
   // Each Init closed the session of the one before.
-  EXPECT_EQ(Count(server.Log(), "CloseSession(S"), 2u);
+  EXPECT_EQ(Count(server.LogSinceLastMark(), "CloseSession(S"), 2u);
 }
 
 // A session the server no longer knows: every member puts its own item in front of the
 // server's refusal (id 007E01), whose text is kept.
 TEST(ServerProxy, FailingMembersPutTheirItemBeforeTheServersText) {
-  RefServer server;
+  RefServerProcess server;
   ASSERT_TRUE(server.Started());
   std::unique_ptr<IServerProxy> proxy(IServerProxy::Create());
-  ASSERT_EQ(proxy->Init("127.0.0.1", server.Port()), 1);
+  ASSERT_EQ(proxy->Init("127.0.0.1", server.Endpoint()), 1);
   {
-    Binding other("127.0.0.1", server.Port());
+    Binding other("127.0.0.1", server.Endpoint());
     ASSERT_EQ(servercore::CloseSession(other.h, "S1"), 1);
   }
   struct Row {
@@ -331,13 +279,13 @@ TEST(ServerProxy, AsksForLongerTextsWithASecondCall) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.operation) + " " + std::to_string(row.textSize));
-    RefServer server({"--text-size", std::to_string(row.textSize)});
+    RefServerProcess server({"--text-size", std::to_string(row.textSize)});
     ASSERT_TRUE(server.Started());
     std::unique_ptr<IServerProxy> proxy(IServerProxy::Create());
-    ASSERT_EQ(proxy->Init("127.0.0.1", server.Port()), 1);
-    server.Log();
+    ASSERT_EQ(proxy->Init("127.0.0.1", server.Endpoint()), 1);
+    server.LogSinceLastMark();
     EXPECT_EQ(row.call(*proxy), Answer(row.operation, row.textSize));
-    const std::string log = server.Log();
+    const std::string log = server.LogSinceLastMark();
     EXPECT_EQ(Count(log, std::string("ServerCoreInterface.") + row.operation + "("),
               row.calls.size())
         << log;
@@ -412,14 +360,14 @@ TEST(ServerProxy, RefusedConnectionsAndSessionsAreReportedAsItems) {
                              "version of Server: version: 1.0.0.3; Compatible version is: 1.0.0.2"},
                          Row{"1.0.0.2 ", ""}, Row{"  1.0.0.2", ""}}) {
     SCOPED_TRACE(std::string("version '") + row.version + "'");
-    RefServer server({"--version", row.version});
+    RefServerProcess server({"--version", row.version});
     ASSERT_TRUE(server.Started());
     std::unique_ptr<IServerProxy> proxy(IServerProxy::Create());
-    EXPECT_EQ(proxy->Init("127.0.0.1", server.Port()), *row.status == '\0' ? 1 : 0);
+    EXPECT_EQ(proxy->Init("127.0.0.1", server.Endpoint()), *row.status == '\0' ? 1 : 0);
     EXPECT_EQ(TextOf(proxy->GetStatus()), row.status);
     EXPECT_DOUBLE_EQ(proxy->GetVersion(), *row.status == '\0' ? 1.002 : 0.0);
     // No session was asked for a server of another version.
-    EXPECT_EQ(Count(server.Log(), "OpenSession("), *row.status == '\0' ? 1u : 0u);
+    EXPECT_EQ(Count(server.LogSinceLastMark(), "OpenSession("), *row.status == '\0' ? 1u : 0u);
   }
 }
 
@@ -444,7 +392,7 @@ TEST(ServerProxy, HostAloneFallsBackFromPort3982ToTheServersPipe) {
                 "connection with Server on host 'localhost' at port '\\pipe\\QUORVANRendix'.\n" +
                 unavailable);
 
-  RefServer server({"--pipe", "QUORVANRendix"});
+  RefServerProcess server({"--pipe", "QUORVANRendix"});
   ASSERT_TRUE(server.Started());
   EXPECT_EQ(proxy->Init("localhost"), 1) << TextOf(proxy->GetStatus());
   EXPECT_EQ(TextOf(proxy->GetStatus()), "");  // the refused port is not reported
@@ -452,10 +400,10 @@ TEST(ServerProxy, HostAloneFallsBackFromPort3982ToTheServersPipe) {
 }
 
 TEST(ServerProxy, ServerKilledDuringASessionFailsTheNextCalls) {
-  auto server = std::make_unique<RefServer>();
+  auto server = std::make_unique<RefServerProcess>();
   ASSERT_TRUE(server->Started());
   std::unique_ptr<IServerProxy> proxy(IServerProxy::Create());
-  ASSERT_EQ(proxy->Init("127.0.0.1", server->Port()), 1);
+  ASSERT_EQ(proxy->Init("127.0.0.1", server->Endpoint()), 1);
   ASSERT_EQ(proxy->GetServices("Imagery"), Answer("GetServices"));
   server->Kill();
   EXPECT_EQ(proxy->GetServiceInfo("Ortho", "Imagery"), "");

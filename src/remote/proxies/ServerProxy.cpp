@@ -346,23 +346,30 @@ std::string ServerProxy::CallText(const Member& member, const std::string& argum
     Begin(member.source);
     std::vector<char> error;
     std::string answer;
-    rdx::rpc::SizedFetch fetched = rdx::rpc::SizedFetch::kRefused;
+    int calls = 0;
+    bool fetched = false;
+    // Only 0 means the text fitted: these operations answer 0 when it did.
+    const rdx::rpc::SizedFetch sizes{static_cast<std::size_t>(member.firstSize),
+                                     member.firstSize, true};
     const std::int32_t fault = gul::RunInRpcExceptionFrame([&] {
-      fetched = rdx::rpc::FetchSizedTextZeroOnly(
+      fetched = rdx::rpc::FetchSizedText(
           [&](std::int32_t size, char* text) {
+            ++calls;
             // A fresh error buffer for each call: the server may write up to its full length.
             error = rdx::rpc::CallerBuffer(rdx::rpc::kErrorCapacity);
             return call(size, text, error.data());
           },
-          member.firstSize, answer);
+          answer, sizes);
     });
     if (fault != 0) {
       Fail(member.id, member.message, member.source, argument, second, gul::GetErrorString());
       return "";
     }
-    if (fetched == rdx::rpc::SizedFetch::kAnswer) return answer;
-    if (fetched == rdx::rpc::SizedFetch::kRefused && member.refusedMessage != nullptr) {
-      Fail(member.refusedId, member.refusedMessage, member.source, argument, second, TextOf(error));
+    if (fetched) return answer;
+    // A first result that was neither 0 nor a size to ask for again.
+    if (calls == 1 && member.refusedMessage != nullptr) {
+      Fail(member.refusedId, member.refusedMessage, member.source, argument, second,
+           TextOf(error));
     } else {
       Fail(member.id, member.message, member.source, argument, second, TextOf(error));
     }

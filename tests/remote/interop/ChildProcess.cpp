@@ -105,8 +105,4 @@ int ChildProcess::Stop(std::chrono::milliseconds timeout) {
   return *exitStatus_;
 }
 
-void ChildProcess::Signal(int signalNumber) {
-  if (!exitStatus_) kill(pid_, signalNumber);
-}
-
 }  // namespace rdx::testing

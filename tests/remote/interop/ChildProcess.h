@@ -31,8 +31,6 @@ class ChildProcess {
   // `timeout` for the exit; SIGKILL after that. The exit status, 128 + the signal number when
   // a signal ended it, -1 when it had to be killed.
   int Stop(std::chrono::milliseconds timeout);
-  // Sends `signalNumber` (SIGTERM, SIGKILL, ...) unless the child has already been reaped.
-  void Signal(int signalNumber);
 
  private:
   ChildProcess() = default;

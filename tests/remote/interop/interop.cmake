@@ -9,9 +9,9 @@ if(TARGET remote_tests AND TARGET rdx-refserver)
   # C++ side starts Impacket's server script itself.
   add_dependencies(remote_tests rdx-refserver)
   target_compile_definitions(remote_tests PRIVATE
-    RDX_REFSERVER="$<TARGET_FILE:rdx-refserver>"
     RDX_INTEROP_DIR="${rdx_interop_dir}"
-    RDX_SYSTEM_PYTHON="${rdx_system_python}")
+    RDX_SYSTEM_PYTHON="${rdx_system_python}"
+    RDX_REFSERVER="$<TARGET_FILE:rdx-refserver>")
 endif()
 
 if(TARGET rdx-refserver AND EXISTS ${rdx_system_python})
