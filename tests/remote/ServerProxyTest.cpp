@@ -3,15 +3,15 @@
 // session information as sent).
 
 #include <gtest/gtest.h>
+#include <rdx/foundation/StringUtility.h>
+#include <rdx/platform/SystemInformation.h>
+#include <rdx/remote/IServerProxy.h>
+#include <rdx/remote/RpcHandle.h>
 
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <rdx/platform/SystemInformation.h>
-#include <rdx/remote/IServerProxy.h>
-#include <rdx/remote/RpcHandle.h>
 
 #include "remote/RefServerProcess.h"
 #include "remote/TestServer.h"
@@ -51,63 +51,68 @@ std::size_t Count(const std::string& text, const std::string& needle) {
   return count;
 }
 
-struct TextMember {
+// One row per remote member: its call (a text member's answer, or "true"/"false"), and the
+// item it puts in front of the server's text when it fails ("%06X" id, message with S1).
+struct Member {
   const char* operation;
   std::function<std::string(IServerProxy&)> call;
+  bool text;  // answers the reference server's text rather than true
+  std::int32_t id;
+  const char* message;
+  const char* source = nullptr;  // when not "ServerCore.ServerProxy.<operation>"
 };
 
-const std::vector<TextMember>& TextMembers() {
-  static const std::vector<TextMember> members = {
-      {"GetInfo", [](IServerProxy& p) { return p.GetInfo("Basic"); }},
-      {"GetServiceProviders", [](IServerProxy& p) { return p.GetServiceProviders(); }},
+std::string Yes(bool done) { return done ? "true" : "false"; }
+
+const std::vector<Member>& Members() {
+  static const std::vector<Member> members = {
+      {"GetInfo", [](IServerProxy& p) { return p.GetInfo("Basic"); }, true, 36612,
+       "(S1) : Could not get Server Info"},
+      {"GetServiceProviders", [](IServerProxy& p) { return p.GetServiceProviders(); }, true, -1,
+       "(S1) : Unknown fatal error occured in 'ServerProxy::GetServiceProviders()'. "},
       {"GetServiceProvidersWithInfo",
-       [](IServerProxy& p) { return p.GetServiceProvidersWithInfo(); }},
-      {"GetServiceProviderFor", [](IServerProxy& p) { return p.GetServiceProviderFor("Ortho"); }},
-      {"GetServiceProviderInfo",
-       [](IServerProxy& p) { return p.GetServiceProviderInfo("Imagery"); }},
-      {"GetServices", [](IServerProxy& p) { return p.GetServices("Imagery"); }},
-      {"GetServiceInfos", [](IServerProxy& p) { return p.GetServiceInfos("Imagery"); }},
-      {"GetServiceInfo", [](IServerProxy& p) { return p.GetServiceInfo("Ortho", "Imagery"); }},
-  };
-  return members;
-}
-
-struct BooleanMember {
-  const char* operation;
-  std::function<bool(IServerProxy&)> call;
-};
-
-const std::vector<BooleanMember>& BooleanMembers() {
-  static const std::vector<BooleanMember> members = {
+       [](IServerProxy& p) { return p.GetServiceProvidersWithInfo(); }, true, 36625,
+       "(S1) : Faild to get the service providers"},
+      {"GetServiceProviderFor", [](IServerProxy& p) { return p.GetServiceProviderFor("Ortho"); },
+       true, 36618, "(S1) : Failed to get the service provider for Ortho"},
+      {"GetServiceProviderInfo", [](IServerProxy& p) { return p.GetServiceProviderInfo("Img"); },
+       true, 36619, "(S1) : Failed to get info for service provider 'Img'"},
+      {"GetServices", [](IServerProxy& p) { return p.GetServices("Img"); }, true, 36620,
+       "(S1) : Failed to get services for 'Img'"},
+      {"GetServiceInfos", [](IServerProxy& p) { return p.GetServiceInfos("Img"); }, true, 36629,
+       "(S1) : Failed to get service infos for 'Img'"},
+      // A negative first result is a bad size for this member, not a failed second call.
+      {"GetServiceInfo", [](IServerProxy& p) { return p.GetServiceInfo("Ortho", "Img"); }, true,
+       36613, "(S1) : Invalid buffer size"},
       {"AddServiceProvider",
-       [](IServerProxy& p) { return p.AddServiceProvider("Imagery", "<Info/>"); }},
-      {"RemoveServiceProvider", [](IServerProxy& p) { return p.RemoveServiceProvider("Imagery"); }},
+       [](IServerProxy& p) { return Yes(p.AddServiceProvider("Img", "<I/>")); }, false, 36614,
+       "(S1) : Failed to add service provider 'Img'"},
+      {"RemoveServiceProvider", [](IServerProxy& p) { return Yes(p.RemoveServiceProvider("Img")); },
+       false, 36615, "(S1) : Failed to remove service provider 'Img'"},
       {"UpdateServiceProviderInfo",
-       [](IServerProxy& p) { return p.UpdateServiceProviderInfo("Imagery", "<Info/>"); }},
-      {"AddServices",
-       [](IServerProxy& p) { return p.AddServices("Imagery", "<Services/>"); }},
-      {"RemoveServices",
-       [](IServerProxy& p) { return p.RemoveServices("Imagery", "<Services/>"); }},
-      {"StopServer", [](IServerProxy& p) { return p.StopServer("now"); }},
+       [](IServerProxy& p) { return Yes(p.UpdateServiceProviderInfo("Img", "<I/>")); }, false,
+       36616, "(S1) : Failed to update service provider 'Img'"},
+      {"AddServices", [](IServerProxy& p) { return Yes(p.AddServices("Img", "<S/>")); }, false,
+       36617, "(S1) : Failed to add services to Img"},
+      {"RemoveServices", [](IServerProxy& p) { return Yes(p.RemoveServices("Img", "<S/>")); },
+       false, 36624, "(S1) : Failed to remove services to Img"},
+      // No error text travels with this operation; its items name GetServiceInfo.
+      {"StopServer", [](IServerProxy& p) { return Yes(p.StopServer("now")); }, false, 36621,
+       "Failed to stop serve.", "ServerCore.ServerProxy.GetServiceInfo"},
   };
   return members;
 }
 
 // Every member over one endpoint: the server's answers arrive unchanged, the status stays
-// empty, and each call reached the server's operation of that name.
+// empty, and each call reached the server's operation of that name once.
 void ExerciseEveryMember(RefServerProcess& server, const std::string& endpoint) {
   std::unique_ptr<IServerProxy> proxy(IServerProxy::Create());
   ASSERT_EQ(proxy->Init("localhost", endpoint), 1) << TextOf(proxy->GetStatus());
   EXPECT_DOUBLE_EQ(proxy->GetVersion(), 1.002);
   EXPECT_TRUE(proxy->IsValid());
-  for (const TextMember& member : TextMembers()) {
+  for (const Member& member : Members()) {
     SCOPED_TRACE(member.operation);
-    EXPECT_EQ(member.call(*proxy), Answer(member.operation));
-    EXPECT_EQ(TextOf(proxy->GetStatus()), "");
-  }
-  for (const BooleanMember& member : BooleanMembers()) {
-    SCOPED_TRACE(member.operation);
-    EXPECT_TRUE(member.call(*proxy));
+    EXPECT_EQ(member.call(*proxy), member.text ? Answer(member.operation) : "true");
     EXPECT_EQ(TextOf(proxy->GetStatus()), "");
   }
   std::string answer = "before";
@@ -122,17 +127,11 @@ void ExerciseEveryMember(RefServerProcess& server, const std::string& endpoint) 
   const std::string log = server.LogSinceLastMark();
   // GetVersion twice: the ping of the connection, then the version check.
   EXPECT_EQ(Count(log, "ServerCoreInterface.GetVersion("), 2u);
-  for (const char* operation : {"OpenSession(S", "QueryText(what", "PostText(hello",
-                                "CloseSession(S"}) {
-    EXPECT_EQ(Count(log, std::string("ServerCoreInterface.") + operation), 1u) << operation;
-  }
-  for (const TextMember& member : TextMembers()) {
-    EXPECT_EQ(Count(log, std::string("ServerCoreInterface.") + member.operation + "(S"), 1u)
-        << member.operation << "\n" << log;
-  }
-  for (const BooleanMember& member : BooleanMembers()) {
-    EXPECT_EQ(Count(log, std::string("ServerCoreInterface.") + member.operation + "(S"), 1u)
-        << member.operation << "\n" << log;
+  std::vector<std::string> once = {"OpenSession(S", "QueryText(what", "QueryTextAlt(what",
+                                   "PostText(hello", "CloseSession(S"};
+  for (const Member& member : Members()) once.push_back(member.operation + std::string("(S"));
+  for (const std::string& operation : once) {
+    EXPECT_EQ(Count(log, "ServerCoreInterface." + operation), 1u) << operation << "\n" << log;
   }
 }
 
@@ -176,79 +175,15 @@ TEST(ServerProxy, FailingMembersPutTheirItemBeforeTheServersText) {
     Binding other("127.0.0.1", server.Endpoint());
     ASSERT_EQ(servercore::CloseSession(other.h, "S1"), 1);
   }
-  struct Row {
-    const char* member;
-    std::function<bool(IServerProxy&)> failed;
-    const char* item;  // the proxy's own item in text form
-    bool serverText;   // the server's refusal follows
-  };
-  const auto text = [](std::function<std::string(IServerProxy&)> call) {
-    return [call](IServerProxy& p) { return call(p).empty(); };
-  };
-  const auto boolean = [](std::function<bool(IServerProxy&)> call) {
-    return [call](IServerProxy& p) { return !call(p); };
-  };
-  const std::vector<Row> rows = {
-      {"GetInfo", text(TextMembers()[0].call),
-       "[ServerCore.ServerProxy.GetInfo : 008F04] Error: (S1) : Could not get Server Info", true},
-      {"GetServiceProviders", text(TextMembers()[1].call),
-       "[ServerCore.ServerProxy.GetServiceProviders : FFFFFFFF] Error: (S1) : Unknown fatal "
-       "error occured in "
-       "'ServerProxy::GetServiceProviders()'. ",
-       true},
-      {"GetServiceProvidersWithInfo", text(TextMembers()[2].call),
-       "[ServerCore.ServerProxy.GetServiceProvidersWithInfo : 008F11] Error: (S1) : Faild to get "
-       "the service providers",
-       true},
-      {"GetServiceProviderFor", text(TextMembers()[3].call),
-       "[ServerCore.ServerProxy.GetServiceProviderFor : 008F0A] Error: (S1) : Failed to get the "
-       "service provider for Ortho",
-       true},
-      {"GetServiceProviderInfo", text(TextMembers()[4].call),
-       "[ServerCore.ServerProxy.GetServiceProviderInfo : 008F0B] Error: (S1) : Failed to get info "
-       "for service provider 'Imagery'",
-       true},
-      {"GetServices", text(TextMembers()[5].call),
-       "[ServerCore.ServerProxy.GetServices : 008F0C] Error: (S1) : Failed to get services for "
-       "'Imagery'",
-       true},
-      {"GetServiceInfos", text(TextMembers()[6].call),
-       "[ServerCore.ServerProxy.GetServiceInfos : 008F15] Error: (S1) : Failed to get service "
-       "infos for 'Imagery'",
-       true},
-      // A negative first result is a bad size for this member, not a failed fetch.
-      {"GetServiceInfo", text(TextMembers()[7].call),
-       "[ServerCore.ServerProxy.GetServiceInfo : 008F05] Error: (S1) : Invalid buffer size", true},
-      {"AddServiceProvider", boolean(BooleanMembers()[0].call),
-       "[ServerCore.ServerProxy.AddServiceProvider : 008F06] Error: (S1) : Failed to add service "
-       "provider 'Imagery'",
-       true},
-      {"RemoveServiceProvider", boolean(BooleanMembers()[1].call),
-       "[ServerCore.ServerProxy.RemoveServiceProvider : 008F07] Error: (S1) : Failed to remove "
-       "service provider 'Imagery'",
-       true},
-      {"UpdateServiceProviderInfo", boolean(BooleanMembers()[2].call),
-       "[ServerCore.ServerProxy.UpdateServiceProviderInfo : 008F08] Error: (S1) : Failed to "
-       "update service provider 'Imagery'",
-       true},
-      {"AddServices", boolean(BooleanMembers()[3].call),
-       "[ServerCore.ServerProxy.AddServices : 008F09] Error: (S1) : Failed to add services to "
-       "Imagery",
-       true},
-      {"RemoveServices", boolean(BooleanMembers()[4].call),
-       "[ServerCore.ServerProxy.RemoveServices : 008F10] Error: (S1) : Failed to remove services "
-       "to Imagery",
-       true},
-      // No error text travels with this operation.
-      {"StopServer", boolean(BooleanMembers()[5].call),
-       "[ServerCore.ServerProxy.GetServiceInfo : 008F0D] Error: Failed to stop serve.", false},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.member);
-    EXPECT_TRUE(row.failed(*proxy));
-    std::string expected = row.item;
-    if (row.serverText) {
-      expected += std::string("\n[RefServer.") + row.member +
+  for (const Member& member : Members()) {
+    SCOPED_TRACE(member.operation);
+    EXPECT_EQ(member.call(*proxy), member.text ? "" : "false");
+    const std::string source =
+        member.source ? member.source : std::string("ServerCore.ServerProxy.") + member.operation;
+    std::string expected = gul::StringUtility::printToString(
+        "[%s : %06X] Error: %s", source.c_str(), member.id, member.message);
+    if (member.operation != std::string("StopServer")) {
+      expected += "\n[RefServer." + std::string(member.operation) +
                   " : 007E01] Error: Unknown session 'S1'";
     }
     EXPECT_EQ(TextOf(proxy->GetStatus()), expected);
@@ -270,12 +205,11 @@ TEST(ServerProxy, AsksForLongerTextsWithASecondCall) {
     return answer;
   };
   const std::vector<Row> rows = {
-      {5000, "GetServiceInfo", TextMembers()[7].call, {"n=40000) -> 0"}},
-      {5000, "GetServiceProviders", TextMembers()[1].call,
-       {"n=4000) -> 5000", "n=5000) -> 0"}},
+      {5000, "GetServiceInfo", Members()[7].call, {"n=40000) -> 0"}},
+      {5000, "GetServiceProviders", Members()[1].call, {"n=4000) -> 5000", "n=5000) -> 0"}},
       {5000, "QueryText", query, {"n=4000) -> 5000", "n=5000) -> 0"}},
-      {40000, "GetServices", TextMembers()[5].call, {"n=40000) -> 0"}},
-      {40001, "GetServiceInfo", TextMembers()[7].call, {"n=40000) -> 40001", "n=40001) -> 0"}},
+      {40000, "GetServices", Members()[5].call, {"n=40000) -> 0"}},
+      {40001, "GetServiceInfo", Members()[7].call, {"n=40000) -> 40001", "n=40001) -> 0"}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.operation) + " " + std::to_string(row.textSize));
@@ -308,8 +242,10 @@ TEST(ServerProxy, RefusedConnectionsAndSessionsAreReportedAsItems) {
     ASSERT_EQ(status.items.size(), 1u);
     EXPECT_EQ(status.items[0].id, 36609);
     EXPECT_EQ(status.items[0].source, "");
-    EXPECT_EQ(status.items[0].message, "Failed to establish connection with Server on host "
-                                       "'127.0.0.1' at port '" + unserved + "'.");
+    EXPECT_EQ(status.items[0].message,
+              "Failed to establish connection with Server on host "
+              "'127.0.0.1' at port '" +
+                  unserved + "'.");
     EXPECT_EQ(status.items[0].details, unavailable);
     // The handle is left to the caller.
     EXPECT_TRUE(gul::FreeRpcHandle(handle));
@@ -341,9 +277,9 @@ TEST(ServerProxy, RefusedConnectionsAndSessionsAreReportedAsItems) {
     SCOPED_TRACE("server string '" + bad + "'");
     std::unique_ptr<IServerProxy> proxy(IServerProxy::Create());
     EXPECT_EQ(proxy->Init(bad), 0);
-    EXPECT_EQ(TextOf(proxy->GetStatus()),
-              "[ServerCore.ServerProxy.Init : 008F14] Error: Invalid server string : '" + bad +
-                  "'");
+    EXPECT_EQ(
+        TextOf(proxy->GetStatus()),
+        "[ServerCore.ServerProxy.Init : 008F14] Error: Invalid server string : '" + bad + "'");
   }
   {
     SCOPED_TRACE("never opened");
@@ -471,12 +407,17 @@ TEST(ServerProxy, SendsSessionInformationAsWrittenAndRefusesOddSizes) {
     const char* item;  // "" for the answer "x"
   };
   const Row rows[] = {
-      {{40000}, {40000}, "[ServerCore.ServerProxy.GetServiceInfo : 008F05] Error: (X7) : Invalid "
-                         "buffer size"},
-      {{1}, {40000}, "[ServerCore.ServerProxy.GetServiceInfo : 008F05] Error: (X7) : Invalid "
-                     "buffer size"},
+      {{40000},
+       {40000},
+       "[ServerCore.ServerProxy.GetServiceInfo : 008F05] Error: (X7) : Invalid "
+       "buffer size"},
+      {{1},
+       {40000},
+       "[ServerCore.ServerProxy.GetServiceInfo : 008F05] Error: (X7) : Invalid "
+       "buffer size"},
       {{40001}, {40000, 40001}, ""},
-      {{40001, 40001}, {40000, 40001},
+      {{40001, 40001},
+       {40000, 40001},
        "[ServerCore.ServerProxy.GetServiceInfo : 008F13] Error: (X7) : Failed to get service "
        "info for 's' on 'p'"},
   };
@@ -490,8 +431,9 @@ TEST(ServerProxy, SendsSessionInformationAsWrittenAndRefusesOddSizes) {
   }
 
   // A refused session: the proxy's item first, then the server's reasons; not connected.
-  manager.refusal = "<Status><Item><ID>000005</ID><Source>Core.Sessions</Source><Message>Too "
-                    "many sessions</Message></Item></Status>";
+  manager.refusal =
+      "<Status><Item><ID>000005</ID><Source>Core.Sessions</Source><Message>Too "
+      "many sessions</Message></Item></Status>";
   EXPECT_EQ(proxy->Init("127.0.0.1:" + server.Endpoint()), 0);
   EXPECT_EQ(TextOf(proxy->GetStatus()),
             "[ServerCore.ServerProxy.OpenSession : 008F01] Error: Failed to establish connection "

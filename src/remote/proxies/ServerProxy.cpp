@@ -151,7 +151,7 @@ bool IServerProxy::TryConnecting(const std::string& hostMachine, const std::stri
                   gul::GetLastErrorText(kServerUnavailable));
     return false;
   } catch (...) {
-    status.Append(kNoServerId, "Could not get RPC server handle", "", "");
+    status.Prepend(kNoHandleId, "Could not get RPC server handle", "", "");
     return false;
   }
 }
@@ -349,8 +349,8 @@ std::string ServerProxy::CallText(const Member& member, const std::string& argum
     int calls = 0;
     bool fetched = false;
     // Only 0 means the text fitted: these operations answer 0 when it did.
-    const rdx::rpc::SizedFetch sizes{static_cast<std::size_t>(member.firstSize),
-                                     member.firstSize, true};
+    const rdx::rpc::SizedFetch sizes{static_cast<std::size_t>(member.firstSize), member.firstSize,
+                                     true};
     const std::int32_t fault = gul::RunInRpcExceptionFrame([&] {
       fetched = rdx::rpc::FetchSizedText(
           [&](std::int32_t size, char* text) {
@@ -368,8 +368,7 @@ std::string ServerProxy::CallText(const Member& member, const std::string& argum
     if (fetched) return answer;
     // A first result that was neither 0 nor a size to ask for again.
     if (calls == 1 && member.refusedMessage != nullptr) {
-      Fail(member.refusedId, member.refusedMessage, member.source, argument, second,
-           TextOf(error));
+      Fail(member.refusedId, member.refusedMessage, member.source, argument, second, TextOf(error));
     } else {
       Fail(member.id, member.message, member.source, argument, second, TextOf(error));
     }
