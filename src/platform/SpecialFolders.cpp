@@ -18,14 +18,16 @@ using rdx::platform::WithTrailingSlash;
 
 constexpr std::uintmax_t kMaxUserDirsBytes = 64 * 1024;
 
-std::string EnvironmentValue(const char* name) {
+// An XDG folder variable's value; "" when unset or relative, since the XDG rules say a
+// relative value is ignored: a folder must not change with the current directory.
+std::string XdgEnvironmentValue(const char* name) {
   const char* value = std::getenv(name);
-  return value != nullptr ? value : "";
+  return value != nullptr && value[0] == '/' ? value : "";
 }
 
-// $XDG_... when set, else the home folder followed by `fallbackUnderHome`.
+// $XDG_... when set to an absolute path, else the home folder followed by `fallbackUnderHome`.
 std::string XdgFolder(const char* variable, const char* fallbackUnderHome) {
-  std::string folder = EnvironmentValue(variable);
+  std::string folder = XdgEnvironmentValue(variable);
   if (folder.empty()) {
     const std::string home = rdx::os::HomeFolder();
     if (home.empty()) return "";
@@ -37,7 +39,7 @@ std::string XdgFolder(const char* variable, const char* fallbackUnderHome) {
 // The documents folder as xdg-user-dirs records it: $XDG_DOCUMENTS_DIR, else the
 // XDG_DOCUMENTS_DIR line of user-dirs.dirs ("$HOME/..." or absolute), else ~/Documents.
 std::string DocumentsFolder() {
-  std::string folder = EnvironmentValue("XDG_DOCUMENTS_DIR");
+  std::string folder = XdgEnvironmentValue("XDG_DOCUMENTS_DIR");
   if (!folder.empty()) return folder;
   const std::string home = rdx::os::HomeFolder();
   const std::string configHome = XdgFolder("XDG_CONFIG_HOME", ".config");
