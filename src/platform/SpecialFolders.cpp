@@ -7,7 +7,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <sstream>
 #include <vector>
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
@@ -16,7 +16,7 @@ namespace {
 using rdx::platform::ForwardSlashes;
 using rdx::platform::WithTrailingSlash;
 
-constexpr std::uintmax_t kMaxUserDirsBytes = 64 * 1024;
+constexpr std::size_t kMaxUserDirsBytes = 64 * 1024;
 
 // An XDG folder variable's value; "" when unset or relative, since the XDG rules say a
 // relative value is ignored: a folder must not change with the current directory.
@@ -45,10 +45,9 @@ std::string DocumentsFolder() {
   const std::string configHome = XdgFolder("XDG_CONFIG_HOME", ".config");
   const std::string dirsPath = configHome + "/user-dirs.dirs";
   // The file is a handful of short lines; one grown past any real size is not read at all.
-  std::error_code unreadable;
-  const std::uintmax_t size = std::filesystem::file_size(dirsPath, unreadable);
-  std::ifstream dirs;
-  if (!unreadable && size <= kMaxUserDirsBytes) dirs.open(dirsPath);
+  std::string text;
+  (void)rdx::os::ReadRegularFile(dirsPath, kMaxUserDirsBytes, text);
+  std::istringstream dirs(text);
   std::string line;
   while (std::getline(dirs, line)) {
     const std::string key = "XDG_DOCUMENTS_DIR=";

@@ -1,5 +1,6 @@
 #include "platform/xml/XmlDocument.h"
 
+#include "platform/os/FileSystem.h"
 #include "platform/os/LastError.h"
 
 #include <algorithm>
@@ -333,26 +334,12 @@ std::shared_ptr<Document> LoadFile(const std::string& path, std::optional<ParseE
   if (std::filesystem::is_directory(path, code)) {
     return fileError(os::kErrorAccessDenied, os::Win32ErrorText(os::kErrorAccessDenied));
   }
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (!file) {
-    const std::uint32_t win32 = os::Win32FromErrno(errno);
-    return fileError(win32, os::Win32ErrorText(win32));
-  }
   std::string text;
-  char chunk[65536];
-  std::size_t got = 0;
-  bool tooLarge = false;
-  while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
-    if (text.size() + got > kMaxFileBytes) {
-      tooLarge = true;
-      break;
-    }
-    text.append(chunk, got);
+  const std::uint32_t win32 = os::ReadRegularFile(path, kMaxFileBytes, text);
+  if (win32 == os::kErrorNotEnoughMemory) {
+    return fileError(win32, "The file is too large to load.");
   }
-  const bool readFailed = std::ferror(file) != 0;
-  std::fclose(file);
-  if (tooLarge) return fileError(os::kErrorNotEnoughMemory, "The file is too large to load.");
-  if (readFailed) return fileError(31, os::Win32ErrorText(31));
+  if (win32 != 0) return fileError(win32, os::Win32ErrorText(win32));
   return LoadText(text, error);
 }
 
