@@ -3,12 +3,19 @@
 #include <rdx/reporting/Reporter.h>
 
 #include "platform/os/LastError.h"
+#include "platform/os/PipeFolder.h"
 #include "support/IsolatedEnvironment.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <condition_variable>
+#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -173,6 +180,96 @@ TEST_F(PipeTransport, FailuresReportTheirCause) {
   for (const char* line : {"first", "", "second"}) reporter.Log(line);
   reporter.WaitForNotifications();
   EXPECT_EQ(inbox_.WaitFor(2), (Messages{"first", "second"}));
+}
+
+mode_t ModeOf(const std::string& path) {
+  struct stat info {};
+  return ::lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
+}
+
+TEST(PipeFolder, MachineWideFoldersAreOpenToAllAndNeverFollowALink) {
+  rdx::test::IsolatedEnvironment environment;
+  namespace fs = std::filesystem;
+  const std::string base = environment.Root();
+  fs::create_directories(base + "/target");
+  fs::create_symlink(base + "/target", base + "/link");
+  environment.WriteFile(base + "/file", "x");
+  fs::create_directory(base + "/own");
+  ::chmod((base + "/own").c_str(), 0700);
+  const bool root = ::geteuid() == 0;
+  for (const char* name : {"theirs-private", "theirs-shared"}) {
+    fs::create_directory(base + "/" + name);
+    if (root) (void)!::chown((base + "/" + name).c_str(), 65534, 65534);
+  }
+  ::chmod((base + "/theirs-private").c_str(), 0755);
+  ::chmod((base + "/theirs-shared").c_str(), 01777);
+  struct Row { const char* name; bool usable; mode_t mode; };
+  const Row rows[] = {
+      {"made/for/pipes", true, 01777}, {"link", false, 0},  {"file", false, 0},
+      {"own", true, 01777},  // ours: put right
+      {"theirs-private", !root, 0755},  // as root it belongs to another user and is refused
+      {"theirs-shared", true, 01777},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const std::string path = base + "/" + row.name;
+    rdx::os::SetLastError(0);
+    EXPECT_EQ(rdx::os::SharedPipeFolder(path), row.usable);
+    if (!row.usable) {
+      EXPECT_EQ(rdx::os::GetLastError(), rdx::os::kErrorAccessDenied);
+    }
+    if (row.mode != 0) {
+      EXPECT_EQ(ModeOf(path), row.mode);
+    }
+  }
+  EXPECT_EQ(ModeOf(base + "/made"), 0755u);
+  EXPECT_EQ(ModeOf(base + "/target"), 0755u);  // the link was not followed
+}
+
+// Run only inside the child started by the test below, as another user: reaches the parent's
+// pipe, then serves a pipe of its own in the same folder.
+TEST(PipeFolderChild, DISABLED_AnotherUserConnectsAndListens) {
+  ASSERT_TRUE(std::getenv("RDX_PIPE_DIR") != nullptr);
+  PipeSender sender;
+  ASSERT_TRUE(sender.ConnectTo("shared", ".")) << rdx::os::GetLastError();
+  ASSERT_TRUE(sender.SendMessageW("from uid " + std::to_string(::getuid())));
+  Inbox inbox;
+  PipeListener own;
+  ASSERT_TRUE(own.ConnectTo("theirs", &Inbox::Receive, &inbox, ".")) << rdx::os::GetLastError();
+  ASSERT_TRUE(sender.ConnectTo("theirs", "."));
+  ASSERT_TRUE(sender.SendMessageW("own"));
+  EXPECT_EQ(inbox.WaitFor(1), Messages{"own"});
+}
+
+TEST_F(PipeTransport, AnotherLocalUserReachesThePipe) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to run a child as another user";
+  // The pipe folder is made by this (root) process; only the temporary root above it is
+  // opened for the other user to pass through.
+  ASSERT_EQ(::chmod(environment_.Root().c_str(), 0755), 0);
+  PipeListener listener;
+  ASSERT_TRUE(listener.ConnectTo("shared", &Inbox::Receive, &inbox_, "."));
+  EXPECT_EQ(ModeOf(environment_.Root() + "/pipes"), 01777u);
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    // Only async-signal-safe calls until exec: the parent has other threads.
+    const int devNull = ::open("/dev/null", O_WRONLY);
+    ::dup2(devNull, 1);
+    if (::setgid(65534) != 0 || ::setuid(65534) != 0) ::_exit(126);
+    ::execl("/proc/self/exe", "reporting_tests", "--gtest_also_run_disabled_tests",
+            "--gtest_filter=PipeFolderChild.DISABLED_AnotherUserConnectsAndListens", nullptr);
+    ::_exit(127);
+  }
+  int status = 0;
+  for (int i = 0; i < 600 && ::waitpid(child, &status, WNOHANG) == 0; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // bounded wait for the child
+  }
+  if (::waitpid(child, &status, WNOHANG) == 0) {
+    ::kill(child, SIGKILL);
+    ::waitpid(child, &status, 0);
+  }
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child status " << status;
+  EXPECT_EQ(inbox_.WaitFor(1), Messages{"from uid 65534"});
 }
 
 }  // namespace
