@@ -4,6 +4,7 @@
 
 #include "platform/os/LastError.h"
 #include "platform/os/PipeFolder.h"
+#include "platform/os/SeqPacketSocket.h"
 #include "support/IsolatedEnvironment.h"
 
 #include <gtest/gtest.h>
@@ -73,13 +74,59 @@ TEST_F(PipeTransport, EachMessageArrivesWholeAsOneCallback) {
       {x8000 + std::string("gh\0ij", 5), x8000 + "gh"},  // ...within each 8000-byte chunk
   };
   for (const auto& c : cases) ASSERT_TRUE(sender.SendMessageW(c.first));
-  // Too large for one socket message: not a lost connection, so true, and the next arrives.
-  EXPECT_TRUE(sender.SendMessageW(Pattern(1u << 20)));
-  ASSERT_TRUE(sender.SendMessageW("next"));
   Messages expected;
   for (const auto& c : cases) expected.push_back(c.second);
-  expected.push_back("next");
   EXPECT_TRUE(inbox_.WaitFor(expected.size()) == expected);
+
+  // Far beyond a socket's buffer: still whole, in order, one callback each.
+  std::string zeroAcrossJoin = Pattern(100000);  // the 8000-byte stretch at 64000 spans a join
+  zeroAcrossJoin[65000] = '\0';
+  const std::vector<std::pair<std::string, std::string>> large = {
+      {Pattern(300000), Pattern(300000)},
+      {Pattern(1u << 20), Pattern(1u << 20)},
+      {zeroAcrossJoin, zeroAcrossJoin.substr(0, 65000) + zeroAcrossJoin.substr(72000)},
+      {Pattern(16u << 20), Pattern(16u << 20)},
+  };
+  for (const auto& c : large) {
+    ASSERT_TRUE(sender.SendMessageW(c.first));
+    expected.push_back(c.second);
+  }
+  // Over the 64 MiB any listener takes: refused before sending, and the connection stays.
+  rdx::os::SetLastError(0);
+  EXPECT_FALSE(sender.SendMessageW(std::string((64u << 20) + 1, 'o')));
+  EXPECT_EQ(rdx::os::GetLastError(), rdx::os::kErrorInvalidParameter);
+  ASSERT_TRUE(sender.SendMessageW("next"));
+  expected.push_back("next");
+  const Messages received = inbox_.WaitFor(expected.size());
+  ASSERT_EQ(received.size(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_TRUE(received[i] == expected[i]) << i << ": " << received[i].size() << " bytes";
+  }
+}
+
+TEST_F(PipeTransport, AClientBeyondTheBoundsIsDisconnected) {
+  PipeListener listener;
+  ASSERT_TRUE(listener.ConnectTo("bounds", &Inbox::Receive, &inbox_, "."));
+  const std::string socketPath = rdx::os::NamedPipeSocketPath("bounds", ".");
+  const std::string payload(64u << 10, 'p');
+  struct Row { const char* name; char flag; int records; };
+  const Row rows[] = {
+      {"a message that never ends", 'M', 2000},  // 125 MiB offered, more than 64 MiB held
+      {"a record of no known kind", '?', 200},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    rdx::os::SeqPacketSocket client = rdx::os::SeqPacketSocket::Connect(socketPath);
+    ASSERT_TRUE(client.Valid());
+    int sent = 0;
+    while (sent < row.records && client.Send(&row.flag, 1, payload.data(), payload.size())) ++sent;
+    EXPECT_LT(sent, row.records) << "the listener kept reading";
+    EXPECT_EQ(rdx::os::GetLastError(), rdx::os::kErrorBrokenPipe);
+  }
+  PipeSender sender;  // the listener itself serves on
+  ASSERT_TRUE(sender.ConnectTo("bounds", "."));
+  ASSERT_TRUE(sender.SendMessageW("fine"));
+  EXPECT_EQ(inbox_.WaitFor(1), Messages{"fine"});
 }
 
 TEST_F(PipeTransport, RestartedListenerMissesOnlyTheMessageAtTheBreak) {
