@@ -274,26 +274,31 @@ bool IsTextLike(pugi::xml_node_type type) {
 
 }  // namespace
 
+bool Document::Contains(const pugi::xpath_node& node) {
+  if (!indexed_ || indexedAt_ != removals) {
+    index_.clear();
+    ForEachDescendant(dom, [this](const pugi::xml_node& candidate) {
+      index_.insert(candidate.internal_object());
+      for (const pugi::xml_attribute& attribute : candidate.attributes()) {
+        index_.insert(attribute.internal_object());
+      }
+      return true;
+    });
+    indexedAt_ = removals;
+    indexed_ = true;
+    ++indexBuilds_;
+  }
+  const pugi::xml_node element = node.attribute() ? node.parent() : node.node();
+  if (element != dom && index_.count(element.internal_object()) == 0) return false;
+  return !node.attribute() || index_.count(node.attribute().internal_object()) != 0;
+}
+
 bool NodeRef::Live() {
   if (!owner || !node) return false;
   if (owner->removals == seenRemovals) return true;
-  // The document lost nodes since this handle last looked: find the node by identity (handles
-  // compare by address without reading the node) before anything reads through it.
-  const pugi::xml_node element = node.attribute() ? node.parent() : node.node();
-  bool found = element == owner->dom;
-  if (!found) {
-    ForEachDescendant(owner->dom, [&](const pugi::xml_node& candidate) {
-      found = candidate == element;
-      return !found;
-    });
-  }
-  if (found && node.attribute()) {
-    found = false;
-    for (const pugi::xml_attribute& attribute : element.attributes()) {
-      if (attribute == node.attribute()) found = true;
-    }
-  }
-  if (!found) {
+  // The document lost nodes since this handle last looked: make sure its node is still there
+  // before anything reads through it.
+  if (!owner->Contains(node)) {
     node = pugi::xpath_node();
     return false;
   }
