@@ -254,7 +254,8 @@ TEST(PipeFolder, MachineWideFoldersAreOpenToAllAndNeverFollowALink) {
   const Row rows[] = {
       {"made/for/pipes", true, 01777}, {"link", false, 0},  {"file", false, 0},
       {"own", true, 01777},  // ours: put right
-      {"theirs-private", !root, 0755},  // as root it belongs to another user and is refused
+      // As root it belongs to another user and is refused; otherwise it is our own.
+      {"theirs-private", !root, root ? mode_t{0755} : mode_t{01777}},
       {"theirs-shared", true, 01777},
   };
   for (const Row& row : rows) {
