@@ -7,7 +7,7 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
+#include <sstream>
 #include <vector>
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
@@ -16,16 +16,18 @@ namespace {
 using rdx::platform::ForwardSlashes;
 using rdx::platform::WithTrailingSlash;
 
-constexpr std::uintmax_t kMaxUserDirsBytes = 64 * 1024;
+constexpr std::size_t kMaxUserDirsBytes = 64 * 1024;
 
-std::string EnvironmentValue(const char* name) {
+// An XDG folder variable's value; "" when unset or relative, since the XDG rules say a
+// relative value is ignored: a folder must not change with the current directory.
+std::string XdgEnvironmentValue(const char* name) {
   const char* value = std::getenv(name);
-  return value != nullptr ? value : "";
+  return value != nullptr && value[0] == '/' ? value : "";
 }
 
-// $XDG_... when set, else the home folder followed by `fallbackUnderHome`.
+// $XDG_... when set to an absolute path, else the home folder followed by `fallbackUnderHome`.
 std::string XdgFolder(const char* variable, const char* fallbackUnderHome) {
-  std::string folder = EnvironmentValue(variable);
+  std::string folder = XdgEnvironmentValue(variable);
   if (folder.empty()) {
     const std::string home = rdx::os::HomeFolder();
     if (home.empty()) return "";
@@ -37,16 +39,15 @@ std::string XdgFolder(const char* variable, const char* fallbackUnderHome) {
 // The documents folder as xdg-user-dirs records it: $XDG_DOCUMENTS_DIR, else the
 // XDG_DOCUMENTS_DIR line of user-dirs.dirs ("$HOME/..." or absolute), else ~/Documents.
 std::string DocumentsFolder() {
-  std::string folder = EnvironmentValue("XDG_DOCUMENTS_DIR");
+  std::string folder = XdgEnvironmentValue("XDG_DOCUMENTS_DIR");
   if (!folder.empty()) return folder;
   const std::string home = rdx::os::HomeFolder();
   const std::string configHome = XdgFolder("XDG_CONFIG_HOME", ".config");
   const std::string dirsPath = configHome + "/user-dirs.dirs";
   // The file is a handful of short lines; one grown past any real size is not read at all.
-  std::error_code unreadable;
-  const std::uintmax_t size = std::filesystem::file_size(dirsPath, unreadable);
-  std::ifstream dirs;
-  if (!unreadable && size <= kMaxUserDirsBytes) dirs.open(dirsPath);
+  std::string text;
+  (void)rdx::os::ReadRegularFile(dirsPath, kMaxUserDirsBytes, text);
+  std::istringstream dirs(text);
   std::string line;
   while (std::getline(dirs, line)) {
     const std::string key = "XDG_DOCUMENTS_DIR=";

@@ -268,4 +268,9 @@ std::string XMLPropertiesInspector::LastFailure(
   return properties.dom_->lastFailure;
 }
 
+std::uint64_t XMLPropertiesInspector::TreeWalks(
+    const QUORVAN::Rendix::GeneralUtilityLib::XMLProperties& properties) {
+  return properties.dom_->slot->document->IndexBuilds();
+}
+
 }  // namespace rdx::xml

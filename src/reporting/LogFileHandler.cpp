@@ -5,6 +5,8 @@
 #include <rdx/foundation/StringUtility.h>
 #include <rdx/platform/SystemInformation.h>
 
+#include "platform/os/FileSystem.h"
+
 namespace QUORVAN::Rendix::Global {
 namespace {
 
@@ -41,8 +43,8 @@ int LogFileHandler::Init() {
   try {
     stream_.reset();
     // Binary modes: the snippets are written byte for byte, with no newline translation.
-    std::FILE* file = std::fopen(logPath_.c_str(), "ab");
-    if (file == nullptr) file = std::fopen(logPath_.c_str(), "wb");
+    // A FIFO or device in the log file's place is refused rather than waited on.
+    std::FILE* file = rdx::os::OpenRegularFileForAppend(logPath_);
     if (file == nullptr) return 0;
     stream_.reset(file, &CloseStream);
     return 1;

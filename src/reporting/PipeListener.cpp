@@ -3,6 +3,7 @@
 #include "platform/os/LastError.h"
 #include "platform/os/PipeFolder.h"
 #include "platform/os/SeqPacketSocket.h"
+#include "reporting/PipeFraming.h"
 
 #include <algorithm>
 #include <atomic>
@@ -25,20 +26,21 @@ constexpr std::size_t kChunkBytes = 8000;
 // but not yet accepted, until one of these leaves: a flood of clients cannot take threads and
 // buffers without bound.
 constexpr std::size_t kMaxClients = 255;
-// Each client's receive buffer, and so the largest message accepted. A sender's socket buffer
-// (212992 bytes by default) bounds what it can send in one message anyway.
-constexpr std::size_t kMaxMessageBytes = 256u << 10;
 
-// Joins the chunks of one message as the reader sees them: text up to the first zero byte of
-// each 8000-byte chunk. Kept so: the transport carries text, never binary.
-void AssembleMessage(const char* raw, std::size_t rawSize, std::string& message) {
-  message.clear();
-  for (std::size_t offset = 0; offset < rawSize; offset += kChunkBytes) {
-    const std::size_t size = std::min(kChunkBytes, rawSize - offset);
-    const char* chunk = raw + offset;
-    const void* zero = std::memchr(chunk, '\0', size);
-    message.append(chunk, zero ? static_cast<const char*>(zero) - chunk : size);
+// Turns a message's bytes into the text the reader sees: each 8000-byte chunk up to its first
+// zero byte, in place. Kept so: the transport carries text, never binary.
+void KeepTextOfEachChunk(std::string& message) {
+  std::size_t kept = 0;
+  for (std::size_t offset = 0; offset < message.size(); offset += kChunkBytes) {
+    const std::size_t size = std::min(kChunkBytes, message.size() - offset);
+    const void* zero = std::memchr(message.data() + offset, '\0', size);
+    const std::size_t text =
+        zero ? static_cast<std::size_t>(static_cast<const char*>(zero) - (message.data() + offset))
+             : size;
+    if (kept != offset) std::memmove(message.data() + kept, message.data() + offset, text);
+    kept += text;
   }
+  message.resize(kept);
 }
 
 }  // namespace
@@ -168,30 +170,45 @@ void PipeListener::ListeningForConnections(void* listener) {
 void PipeListener::HandlingConnections(void* connection) {
   auto* client = static_cast<Connection*>(connection);
   using Receive = rdx::os::SeqPacketSocket::Receive;
+  using namespace pipeframing;
   try {
-    std::vector<char> buffer(kMaxMessageBytes);
+    std::vector<char> record(kRecordBytes);
     std::string message;  // reused: its capacity outlives each message
     // Reads wait at most one poll interval, so a cleared active flag is seen in time while a
-    // busy client costs one call per message.
+    // busy client costs one call per record.
     if (!client->socket.SetReceiveTimeout(kPollMilliseconds)) client->socket.Close();
+    bool joining = false;  // message holds the first records of a longer message
     while (client->active->load()) {
       std::size_t size = 0;
-      const Receive received = client->socket.ReceiveMessage(buffer.data(), buffer.size(), size);
+      const Receive received = client->socket.ReceiveMessage(record.data(), record.size(), size);
       if (received == Receive::kNone) continue;
-      if (received == Receive::kTooLarge) continue;  // dropped whole; the next one is read
       // The client has gone (109, 232, 6); any other failure would only repeat at once, so it
-      // ends the client as well.
+      // ends the client as well. So does a record no sender of ours writes.
       if (received != Receive::kMessage) break;
-      if (client->callback == nullptr) continue;
-      try {
-        AssembleMessage(buffer.data(), size, message);
-        client->callback(client->context, message);
-      } catch (...) {
-        // A throwing callback loses this message only; the client stays served.
+      const char flag = record[0];
+      if (flag != kLastRecord && flag != kMoreRecords) break;
+      const std::size_t payload = size - 1;
+      if (joining && message.size() + payload > kMaxMessageBytes) break;  // bounds our memory
+      if (joining) {
+        message.append(record.data() + 1, payload);
+      } else {
+        message.assign(record.data() + 1, payload);
       }
+      joining = flag == kMoreRecords;
+      if (joining) continue;
+      if (client->callback != nullptr) {
+        try {
+          KeepTextOfEachChunk(message);
+          client->callback(client->context, message);
+        } catch (...) {
+          // A throwing callback loses this message only; the client stays served.
+        }
+      }
+      // One long message must not pin its memory for the rest of the connection.
+      if (message.capacity() > 4 * kRecordBytes) std::string().swap(message);
     }
   } catch (...) {
-    // No memory for the buffer: the client is dropped.
+    // No memory for a message: the client is dropped.
   }
   client->socket.Close();
   client->ended.store(true);

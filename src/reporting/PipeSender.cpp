@@ -3,6 +3,9 @@
 #include "platform/os/LastError.h"
 #include "platform/os/PipeFolder.h"
 #include "platform/os/SeqPacketSocket.h"
+#include "reporting/PipeFraming.h"
+
+#include <algorithm>
 
 namespace QUORVAN::Rendix::Global {
 
@@ -41,13 +44,29 @@ bool PipeSender::CheckConnection() {
 }
 
 bool PipeSender::SendMessageW(const std::string& message) {
+  using namespace pipeframing;
   try {
-    if (socket_->Send(message.data(), message.size())) return true;
-    // Only a lost connection is a failure; other write errors are deliberately not reported.
-    if (CheckConnection()) return true;
-    const std::uint32_t lost = rdx::os::GetLastError();
-    Connect();
-    rdx::os::SetLastError(lost);  // callers see why this message failed, not the reconnect
+    if (message.size() > kMaxMessageBytes) {
+      rdx::os::SetLastError(rdx::os::kErrorInvalidParameter);  // no listener would take it
+      return false;
+    }
+    std::size_t offset = 0;
+    bool sent = true;
+    if (message.empty()) {
+      sent = socket_->Send(nullptr, 0, nullptr, 0);  // nothing to send, but is it connected?
+    }
+    while (sent && offset < message.size()) {
+      const std::size_t size = std::min(kRecordPayloadBytes, message.size() - offset);
+      const char flag = offset + size == message.size() ? kLastRecord : kMoreRecords;
+      sent = socket_->Send(&flag, 1, message.data() + offset, size);
+      if (sent) offset += size;
+    }
+    if (sent) return true;
+    const std::uint32_t failed = rdx::os::GetLastError();
+    // A lost connection is made again at once; so is one that failed within a message, as the
+    // listener would otherwise join the rest of that message to the next one.
+    if (!CheckConnection() || offset != 0) Connect();
+    rdx::os::SetLastError(failed);  // callers see why this message failed, not the reconnect
     return false;
   } catch (...) {
     return false;

@@ -26,10 +26,8 @@ void Reporter::State::NotifySinks() {
   rdx::os::LowerCurrentThreadPriority();
   try {
     std::string line;
+    std::uint64_t requestsSeen = drainRequested.load();
     while (!stop.load()) {
-      // Read the drain request before looking at the queue: if the queue is then empty, every
-      // line logged before that request has been taken and delivered by this thread.
-      const std::uint64_t requested = drainRequested.load();
       bool have = false;
       {
         std::lock_guard lock(queueLock);
@@ -41,23 +39,23 @@ void Reporter::State::NotifySinks() {
       }
       if (!have) {
         std::unique_lock lock(drainLock);
-        if (requested > drainDone) {
-          drainDone = requested;
-          drainChanged.notify_all();
-        }
-        drainChanged.wait_for(lock, kIdlePoll, [this] {
-          return stop.load() || drainRequested.load() > drainDone;
+        drainChanged.wait_for(lock, kIdlePoll, [&] {
+          return stop.load() || drainRequested.load() != requestsSeen;
         });
+        requestsSeen = drainRequested.load();
         continue;
       }
-      std::lock_guard lock(sinksLock);
-      for (IReporterSink* sink : sinks) {
-        // A sink that throws loses this line only; the others still get it.
-        try {
-          sink->Log(line.c_str());
-        } catch (...) {
+      {
+        std::lock_guard lock(sinksLock);
+        for (IReporterSink* sink : sinks) {
+          // A sink that throws loses this line only; the others still get it.
+          try {
+            sink->Log(line.c_str());
+          } catch (...) {
+          }
         }
       }
+      Retire(1);
     }
   } catch (...) {
     // A lock or wait that fails ends the thread; waiters are released below.
@@ -66,6 +64,15 @@ void Reporter::State::NotifySinks() {
   std::lock_guard lock(drainLock);
   notifierId.store(std::thread::id());
   threadEnded.store(true);
+  drainChanged.notify_all();
+}
+
+void Reporter::State::Retire(std::uint64_t lines) {
+  retiredLines.fetch_add(lines);
+  // A waiter registers before it reads retiredLines, so either it sees this count or this
+  // sees it waiting; the lock then orders the wake-up after its wait began.
+  if (drainWaiters.load() == 0) return;
+  std::lock_guard lock(drainLock);
   drainChanged.notify_all();
 }
 
@@ -79,8 +86,13 @@ void Reporter::State::JoinNotifier() {
 
 void Reporter::State::DiscardPending() {
   // Lines still queued when the notifier stops are never delivered, not even after Init.
-  std::lock_guard lock(queueLock);
-  pending.clear();
+  std::uint64_t discarded = 0;
+  {
+    std::lock_guard lock(queueLock);
+    discarded = pending.size();
+    pending.clear();
+  }
+  if (discarded != 0) Retire(discarded);
 }
 
 Reporter::Reporter() : state_(std::make_unique<State>()) { Init(); }
@@ -102,7 +114,6 @@ int Reporter::Init() {
       std::lock_guard lock(state_->drainLock);
       state_->stop.store(false);
       state_->threadEnded.store(false);
-      state_->drainDone = state_->drainRequested.load();
     }
     try {
       state_->notifier = std::thread([state = state_.get()] { state->NotifySinks(); });
@@ -153,6 +164,7 @@ int Reporter::Log(const char* line) {
     std::lock_guard lock(state_->queueLock);
     if (state_->pending.size() < kMaxPendingLines) {
       state_->pending.push_back(std::move(copy));
+      ++state_->queuedLines;
     } else {
       ++state_->droppedLines;
     }
@@ -204,12 +216,23 @@ int Reporter::WaitForNotifications() {
   // From a sink's Log the notifier would wait for itself; it has nothing to wait for there.
   if (!state_->threadHeld.load() || state_->OnNotifier()) return 1;
   try {
+    std::uint64_t target = 0;  // every line queued before this call
+    {
+      std::lock_guard lock(state_->queueLock);
+      target = state_->queuedLines;
+    }
     std::unique_lock lock(state_->drainLock);
-    const std::uint64_t ticket = state_->drainRequested.load() + 1;
-    state_->drainRequested.store(ticket);
+    state_->drainWaiters.fetch_add(1);
+    struct Leave {
+      std::atomic<int>& waiters;
+      ~Leave() { waiters.fetch_sub(1); }
+    } leave{state_->drainWaiters};
+    state_->drainRequested.fetch_add(1);
     state_->drainChanged.notify_all();
     // A notifier that has ended will never drain; waiting for it would be waiting forever.
-    auto drained = [&] { return state_->drainDone >= ticket || state_->threadEnded.load(); };
+    auto drained = [&] {
+      return state_->retiredLines.load() >= target || state_->threadEnded.load();
+    };
     if (state_->closed.load()) {
       state_->drainChanged.wait_for(lock, kCloseStep, drained);
     } else {

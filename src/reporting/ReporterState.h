@@ -16,11 +16,16 @@
 namespace QUORVAN::Rendix::Global {
 
 struct Reporter::State {
-  // Guards pending and droppedLines. Held only to push or pop one line; never while a sink
-  // runs, so loggers are not slowed by slow sinks.
+  // Guards pending, droppedLines and queuedLines. Held only to push or pop one line; never
+  // while a sink runs, so loggers are not slowed by slow sinks.
   std::mutex queueLock;
   std::deque<std::string> pending;
   std::uint64_t droppedLines = 0;  // lines refused because kMaxPendingLines were pending
+  std::uint64_t queuedLines = 0;   // lines ever accepted into pending
+  // Lines accepted and since delivered to every sink or discarded. A waiter needs only the
+  // lines queued before its call retired, so loggers that keep the queue full cannot hold it.
+  std::atomic<std::uint64_t> retiredLines{0};
+  std::atomic<int> drainWaiters{0};  // callers inside WaitForNotifications
 
   // Guards sinks. Held for one line's whole delivery, so Attach and Detach wait for it. The
   // notifier never holds it together with queueLock.
@@ -32,8 +37,9 @@ struct Reporter::State {
   // notifier's busy path.
   std::mutex drainLock;
   std::condition_variable drainChanged;
-  std::atomic<std::uint64_t> drainRequested{0};  // bumped by each WaitForNotifications
-  std::uint64_t drainDone = 0;                   // highest request known to be drained
+  // Bumped by each WaitForNotifications so an idle notifier looks at the queue at once
+  // instead of at its next poll.
+  std::atomic<std::uint64_t> drainRequested{0};
   std::atomic<bool> stop{false};
   std::atomic<bool> threadEnded{true};
 
@@ -49,6 +55,8 @@ struct Reporter::State {
   bool OnNotifier() const { return std::this_thread::get_id() == notifierId.load(); }
 
   void NotifySinks();
+  // Counts lines as retired and wakes any drain waiter.
+  void Retire(std::uint64_t lines);
   // Drops every queued line; used when the notifier stops.
   void DiscardPending();
   // Ends a stopping notifier: joins it, discards what is still queued, forgets the sinks.

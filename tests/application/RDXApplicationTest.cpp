@@ -4,6 +4,7 @@
 
 #include "application/RDXApplication.h"
 #include "platform/os/FileSystem.h"
+#include "support/FifoInPlace.h"
 #include "support/IsolatedEnvironment.h"
 
 #include <gtest/gtest.h>
@@ -137,6 +138,22 @@ TEST_F(ApplicationTest, EachConfigurationChangeIsReportedOnce) {
 
   std::filesystem::remove(path);
   EXPECT_FALSE(app.HasConfigFileChanged());
+}
+
+TEST_F(ApplicationTest, AFifoInPlaceOfTheConfigurationReadsAsNoFile) {
+  const std::string path = ConfigurationFolder(env_) + "Global.RXConfig";
+  RDXApplication app;
+  int initialized = -1;
+  std::string logs;
+  bool changed = true;
+  EXPECT_TRUE(rdx::test::ReturnsBesideFifo(path, [&] {
+    initialized = app.Initialize(nullptr);
+    logs = app.GetSpecialFolderPath(IRDXApplication::UserLogs);
+    changed = app.HasConfigFileChanged();
+  }));
+  EXPECT_EQ(initialized, 1);
+  EXPECT_EQ(logs, ConfigurationFolder(env_) + "Logs/");
+  EXPECT_FALSE(changed);
 }
 
 }  // namespace

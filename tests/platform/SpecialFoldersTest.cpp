@@ -73,6 +73,25 @@ TEST(SpecialFolders, FollowTheInstallationAndTheXdgSettings) {
   EXPECT_EQ(getShellFolder(43), "/opt/");
   EXPECT_EQ(GetMachineCommonFilesFolder(), "/opt/");
   EXPECT_EQ(getShellFolder(9999), "");
+
+  // Relative XDG values are ignored: the folders never depend on the current directory.
+  const std::string home = env.Root() + "/home/";
+  const struct { const char* variable; int shellFolder; std::string expected; } relative[] = {
+      {"XDG_DATA_HOME", 28, home + ".local/share/"},
+      {"XDG_CONFIG_HOME", 26, home + ".config/"},
+      {"XDG_DOCUMENTS_DIR", 5, home + "Documents/"},
+  };
+  for (const auto& row : relative) {
+    SCOPED_TRACE(row.variable);
+    env.Set(row.variable, "relative/folder");
+    EXPECT_EQ(getShellFolder(row.shellFolder), row.expected);
+    env.Set(row.variable, "/abs/" + std::string(row.variable));
+    EXPECT_EQ(getShellFolder(row.shellFolder), "/abs/" + std::string(row.variable) + "/");
+    env.Set(row.variable, "");
+  }
+  env.Set("XDG_DATA_HOME", "data");
+  EXPECT_EQ(GetSpecialFolderPath(SpecialFolderPath::UserLogs),
+            home + ".local/share/QUORVAN/Rendix/Logs/");
 }
 
 TEST(CreateDirectory, CreatesEachMissingLevelAndStopsAtTheFirstFailure) {

@@ -1,8 +1,10 @@
 #include <rdx/application/ExportedFunctions.h>
 #include <rdx/platform/SystemInformation.h>
+#include <rdx/platform/XMLProperties.h>
 
 #include "platform/os/HostInfo.h"
 #include "platform/os/LastError.h"
+#include "support/FifoInPlace.h"
 #include "support/IsolatedEnvironment.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +15,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <set>
 #include <sys/stat.h>
 #include <thread>
@@ -74,6 +77,31 @@ TEST(RegistryValues, ReadFromTheStoreWithFallbacks) {
     EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");
     chmod(values.c_str(), 0600);
   }
+}
+
+TEST(RegistryValues, AnythingButARegularFileReadsAsMissingWithoutWaiting) {
+  rdx::test::IsolatedEnvironment env;
+  const std::string values = env.Root() + "/registry/" + kProductKey + "/values";
+  const std::string dirs = env.Root() + "/home/.config/user-dirs.dirs";
+  std::string version = "unset", documents = "unset";
+  bool loaded = true;
+  struct Row { const char* name; std::string path; std::function<void()> use; };
+  const Row rows[] = {
+      {"registry values", values, [&] { version = GetRendixProductVersion(); }},
+      {"user-dirs.dirs", dirs, [&] { documents = getShellFolder(5); }},
+      {"XML document", env.Root() + "/cfg.xml", [&] {
+         XMLProperties xml;
+         loaded = xml.init(env.Root() + "/cfg.xml");
+       }},
+  };
+  env.Set("XDG_DOCUMENTS_DIR", "");
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_TRUE(rdx::test::ReturnsBesideFifo(row.path, row.use));
+  }
+  EXPECT_EQ(version, "0.0.0.0");
+  EXPECT_EQ(documents, env.Root() + "/home/Documents/");
+  EXPECT_FALSE(loaded);
 }
 
 TEST(CommonFilesFolder, ThisMachineIsReadLocally) {

@@ -199,6 +199,30 @@ TEST(XMLProperties, CopiesShareTheDocumentAndNeverReadRemovedNodes) {
   EXPECT_EQ(holder.getNumNodes("/z"), 1u);
 }
 
+TEST(XMLProperties, SteppingThroughAListAfterAnEditWalksTheTreeOncePerEdit) {
+  constexpr int kItems = 3000;
+  std::string text = "<r><l>";
+  for (int i = 0; i < kItems; ++i) text += "<i>" + std::to_string(i) + "</i>";
+  text += "</l><d><i>gone</i><i>gone</i></d></r>";
+  XMLProperties holder;
+  ASSERT_TRUE(holder.init(text));
+  ASSERT_TRUE(holder.selectNode("//i", 0));  // the list of every item, cached
+  XMLProperties editor(holder);
+  for (int edit = 1; edit <= 2; ++edit) {
+    SCOPED_TRACE(edit);
+    ASSERT_TRUE(editor.selectNode(edit == 1 ? "/r/d" : "/r/l/i[1]", 0));
+    ASSERT_TRUE(editor.setNodeText(edit == 1 ? "flat" : ""));  // both remove nodes
+    for (int i = 0; i < kItems; ++i) {
+      ASSERT_TRUE(holder.selectNode("//i", static_cast<std::uint32_t>(i))) << i;
+      ASSERT_EQ(holder.getNodeText(""), edit == 2 && i == 0 ? "" : std::to_string(i));
+    }
+    EXPECT_FALSE(holder.selectNode("//i", kItems));  // the removed ones read as no node
+    EXPECT_FALSE(holder.selectNode("//i", kItems + 1));
+    // Each item re-checked after the edit, yet the tree walked once for all of them.
+    EXPECT_EQ(rdx::xml::XMLPropertiesInspector::TreeWalks(holder), static_cast<std::uint64_t>(edit));
+  }
+}
+
 TEST(XMLProperties, TruncatedAndDeepDocumentsAreRefusedOrReadSafely) {
   const std::string whole =
       "<?xml version='1.0'?><Cfg a='1'><!--c--><P>x&amp;y</P><Q><![CDATA[z]]></Q></Cfg>";

@@ -3,12 +3,20 @@
 #include <rdx/reporting/Reporter.h>
 
 #include "platform/os/LastError.h"
+#include "platform/os/PipeFolder.h"
+#include "platform/os/SeqPacketSocket.h"
 #include "support/IsolatedEnvironment.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <condition_variable>
+#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -66,13 +74,59 @@ TEST_F(PipeTransport, EachMessageArrivesWholeAsOneCallback) {
       {x8000 + std::string("gh\0ij", 5), x8000 + "gh"},  // ...within each 8000-byte chunk
   };
   for (const auto& c : cases) ASSERT_TRUE(sender.SendMessageW(c.first));
-  // Too large for one socket message: not a lost connection, so true, and the next arrives.
-  EXPECT_TRUE(sender.SendMessageW(Pattern(1u << 20)));
-  ASSERT_TRUE(sender.SendMessageW("next"));
   Messages expected;
   for (const auto& c : cases) expected.push_back(c.second);
-  expected.push_back("next");
   EXPECT_TRUE(inbox_.WaitFor(expected.size()) == expected);
+
+  // Far beyond a socket's buffer: still whole, in order, one callback each.
+  std::string zeroAcrossJoin = Pattern(100000);  // the 8000-byte stretch at 64000 spans a join
+  zeroAcrossJoin[65000] = '\0';
+  const std::vector<std::pair<std::string, std::string>> large = {
+      {Pattern(300000), Pattern(300000)},
+      {Pattern(1u << 20), Pattern(1u << 20)},
+      {zeroAcrossJoin, zeroAcrossJoin.substr(0, 65000) + zeroAcrossJoin.substr(72000)},
+      {Pattern(16u << 20), Pattern(16u << 20)},
+  };
+  for (const auto& c : large) {
+    ASSERT_TRUE(sender.SendMessageW(c.first));
+    expected.push_back(c.second);
+  }
+  // Over the 64 MiB any listener takes: refused before sending, and the connection stays.
+  rdx::os::SetLastError(0);
+  EXPECT_FALSE(sender.SendMessageW(std::string((64u << 20) + 1, 'o')));
+  EXPECT_EQ(rdx::os::GetLastError(), rdx::os::kErrorInvalidParameter);
+  ASSERT_TRUE(sender.SendMessageW("next"));
+  expected.push_back("next");
+  const Messages received = inbox_.WaitFor(expected.size());
+  ASSERT_EQ(received.size(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_TRUE(received[i] == expected[i]) << i << ": " << received[i].size() << " bytes";
+  }
+}
+
+TEST_F(PipeTransport, AClientBeyondTheBoundsIsDisconnected) {
+  PipeListener listener;
+  ASSERT_TRUE(listener.ConnectTo("bounds", &Inbox::Receive, &inbox_, "."));
+  const std::string socketPath = rdx::os::NamedPipeSocketPath("bounds", ".");
+  const std::string payload(64u << 10, 'p');
+  struct Row { const char* name; char flag; int records; };
+  const Row rows[] = {
+      {"a message that never ends", 'M', 2000},  // 125 MiB offered, more than 64 MiB held
+      {"a record of no known kind", '?', 200},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    rdx::os::SeqPacketSocket client = rdx::os::SeqPacketSocket::Connect(socketPath);
+    ASSERT_TRUE(client.Valid());
+    int sent = 0;
+    while (sent < row.records && client.Send(&row.flag, 1, payload.data(), payload.size())) ++sent;
+    EXPECT_LT(sent, row.records) << "the listener kept reading";
+    EXPECT_EQ(rdx::os::GetLastError(), rdx::os::kErrorBrokenPipe);
+  }
+  PipeSender sender;  // the listener itself serves on
+  ASSERT_TRUE(sender.ConnectTo("bounds", "."));
+  ASSERT_TRUE(sender.SendMessageW("fine"));
+  EXPECT_EQ(inbox_.WaitFor(1), Messages{"fine"});
 }
 
 TEST_F(PipeTransport, RestartedListenerMissesOnlyTheMessageAtTheBreak) {
@@ -173,6 +227,97 @@ TEST_F(PipeTransport, FailuresReportTheirCause) {
   for (const char* line : {"first", "", "second"}) reporter.Log(line);
   reporter.WaitForNotifications();
   EXPECT_EQ(inbox_.WaitFor(2), (Messages{"first", "second"}));
+}
+
+mode_t ModeOf(const std::string& path) {
+  struct stat info {};
+  return ::lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
+}
+
+TEST(PipeFolder, MachineWideFoldersAreOpenToAllAndNeverFollowALink) {
+  rdx::test::IsolatedEnvironment environment;
+  namespace fs = std::filesystem;
+  const std::string base = environment.Root();
+  fs::create_directories(base + "/target");
+  fs::create_symlink(base + "/target", base + "/link");
+  environment.WriteFile(base + "/file", "x");
+  fs::create_directory(base + "/own");
+  ::chmod((base + "/own").c_str(), 0700);
+  const bool root = ::geteuid() == 0;
+  for (const char* name : {"theirs-private", "theirs-shared"}) {
+    fs::create_directory(base + "/" + name);
+    if (root) (void)!::chown((base + "/" + name).c_str(), 65534, 65534);
+  }
+  ::chmod((base + "/theirs-private").c_str(), 0755);
+  ::chmod((base + "/theirs-shared").c_str(), 01777);
+  struct Row { const char* name; bool usable; mode_t mode; };
+  const Row rows[] = {
+      {"made/for/pipes", true, 01777}, {"link", false, 0},  {"file", false, 0},
+      {"own", true, 01777},  // ours: put right
+      // As root it belongs to another user and is refused; otherwise it is our own.
+      {"theirs-private", !root, root ? mode_t{0755} : mode_t{01777}},
+      {"theirs-shared", true, 01777},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    const std::string path = base + "/" + row.name;
+    rdx::os::SetLastError(0);
+    EXPECT_EQ(rdx::os::SharedPipeFolder(path), row.usable);
+    if (!row.usable) {
+      EXPECT_EQ(rdx::os::GetLastError(), rdx::os::kErrorAccessDenied);
+    }
+    if (row.mode != 0) {
+      EXPECT_EQ(ModeOf(path), row.mode);
+    }
+  }
+  EXPECT_EQ(ModeOf(base + "/made"), 0755u);
+  EXPECT_EQ(ModeOf(base + "/target"), 0755u);  // the link was not followed
+}
+
+// Run only inside the child started by the test below, as another user: reaches the parent's
+// pipe, then serves a pipe of its own in the same folder.
+TEST(PipeFolderChild, DISABLED_AnotherUserConnectsAndListens) {
+  ASSERT_TRUE(std::getenv("RDX_PIPE_DIR") != nullptr);
+  PipeSender sender;
+  ASSERT_TRUE(sender.ConnectTo("shared", ".")) << rdx::os::GetLastError();
+  ASSERT_TRUE(sender.SendMessageW("from uid " + std::to_string(::getuid())));
+  Inbox inbox;
+  PipeListener own;
+  ASSERT_TRUE(own.ConnectTo("theirs", &Inbox::Receive, &inbox, ".")) << rdx::os::GetLastError();
+  ASSERT_TRUE(sender.ConnectTo("theirs", "."));
+  ASSERT_TRUE(sender.SendMessageW("own"));
+  EXPECT_EQ(inbox.WaitFor(1), Messages{"own"});
+}
+
+TEST_F(PipeTransport, AnotherLocalUserReachesThePipe) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to run a child as another user";
+  // The pipe folder is made by this (root) process; only the temporary root above it is
+  // opened for the other user to pass through.
+  ASSERT_EQ(::chmod(environment_.Root().c_str(), 0755), 0);
+  PipeListener listener;
+  ASSERT_TRUE(listener.ConnectTo("shared", &Inbox::Receive, &inbox_, "."));
+  EXPECT_EQ(ModeOf(environment_.Root() + "/pipes"), 01777u);
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    // Only async-signal-safe calls until exec: the parent has other threads.
+    const int devNull = ::open("/dev/null", O_WRONLY);
+    ::dup2(devNull, 1);
+    if (::setgid(65534) != 0 || ::setuid(65534) != 0) ::_exit(126);
+    ::execl("/proc/self/exe", "reporting_tests", "--gtest_also_run_disabled_tests",
+            "--gtest_filter=PipeFolderChild.DISABLED_AnotherUserConnectsAndListens", nullptr);
+    ::_exit(127);
+  }
+  int status = 0;
+  for (int i = 0; i < 600 && ::waitpid(child, &status, WNOHANG) == 0; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // bounded wait for the child
+  }
+  if (::waitpid(child, &status, WNOHANG) == 0) {
+    ::kill(child, SIGKILL);
+    ::waitpid(child, &status, 0);
+  }
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child status " << status;
+  EXPECT_EQ(inbox_.WaitFor(1), Messages{"from uid 65534"});
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <future>
@@ -196,6 +197,43 @@ TEST(Reporter, CloseDiscardsQueuedLinesAndInitRunsAgain) {
   reporter.Log("after");
   reporter.WaitForNotifications();
   EXPECT_EQ(sink.Lines(), (Lines{"open", "open", "in hand", "after"}));
+}
+
+// Logs a fresh line into its reporter for every line it receives while feeding, so the
+// queue is never found empty: other threads that keep logging, made deterministic.
+struct FeedingSink : IReporterSink {
+  explicit FeedingSink(Reporter& r) : reporter(r) {}
+  virtual ~FeedingSink() = default;
+  void Log(const char* line) override {
+    if (received.fetch_add(1) < 2) first.emplace_back(line);  // only the notifier writes it
+    if (feeding.load()) reporter.Log("more");
+  }
+  Reporter& reporter;
+  std::atomic<bool> feeding{true};
+  std::atomic<std::uint64_t> received{0};
+  Lines first;
+};
+
+TEST(Reporter, WaitAndDetachReturnWhileLinesKeepComing) {
+  Reporter reporter;
+  FeedingSink sink(reporter);
+  reporter.Attach(&sink);
+  reporter.Log("first");
+  reporter.Log("second");
+  // The bounds only turn a hang into a failure; each wait needs a handful of deliveries.
+  auto waiting = std::async(std::launch::async, [&] { return reporter.WaitForNotifications(); });
+  EXPECT_EQ(waiting.wait_for(10s), std::future_status::ready) << "wait held by later lines";
+  auto detaching = std::async(std::launch::async, [&] { return reporter.Detach(&sink); });
+  EXPECT_EQ(detaching.wait_for(10s), std::future_status::ready) << "detach held by later lines";
+  sink.feeding.store(false);  // releases a wait that did not return above
+  EXPECT_EQ(waiting.get(), 1);
+  EXPECT_EQ(detaching.get(), 1);
+  EXPECT_EQ(sink.first, (Lines{"first", "second"}));
+  // Detached: what is still queued reaches no sink and feeds nothing more.
+  const std::uint64_t received = sink.received.load();
+  reporter.Log("after");
+  reporter.WaitForNotifications();
+  EXPECT_EQ(sink.received.load(), received);
 }
 
 // Calls its own reporter from inside Log, which must answer instead of hanging.

@@ -5,6 +5,7 @@
 #include <rdx/reporting/Reporter.h>
 
 #include "reporting/ReportFormatter.h"
+#include "support/FifoInPlace.h"
 #include "support/IsolatedEnvironment.h"
 
 #include <gtest/gtest.h>
@@ -131,6 +132,11 @@ TEST(LogFileHandler, ComposesThePathAndAppendsEachLineAtOnce) {
   ASSERT_EQ(folderAsFile.SetLogFile(root, "Logs"), 1);
   EXPECT_EQ(folderAsFile.Init(), 0);
   folderAsFile.Log(OneItem(0, "Src", "nowhere").c_str());  // no stream: ignored
+  LogFileHandler fifo;  // refused at once rather than waiting for a reader
+  ASSERT_EQ(fifo.SetLogFile(root, "fifo.log"), 1);
+  int opened = -1;
+  EXPECT_TRUE(rdx::test::ReturnsBesideFifo(root + "/fifo.log", [&] { opened = fifo.Init(); }));
+  EXPECT_EQ(opened, 0);
 }
 
 // Run only inside the child started by the test below: logs through a reporter into the file

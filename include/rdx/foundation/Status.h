@@ -34,6 +34,8 @@ class RDX_API Status {
   // of Status, in document order. False for empty or unparsable text (nothing added); true
   // otherwise, also when there is no Status element. "Unknown ID" reads as -1, other ids as
   // hexadecimal, with "FFFFFFFF" (all bits) reading as 0. defaultSource is not applied.
+  // The text is only ever parsed, never taken as a file path to open: text from another
+  // process cannot make this process read its files.
   bool Append(const std::string& xml);
 
   // Like the four-value Append, but the item goes to the front. Returns true.
@@ -44,7 +46,7 @@ class RDX_API Status {
   // Parses status XML into ONE item at the front: each Item's fields overwrite the previous
   // ones in document order, so the front item ends with the last item's fields (a field a
   // later item lacks keeps the earlier value); "<Status/>" adds one empty item. False for
-  // empty or unparsable text, nothing added.
+  // empty or unparsable text, nothing added. Like Append, never opens a file named by the text.
   bool Prepend(const std::string& xml);
 
   // Append(id, message, source, "") : details are ignored on purpose.

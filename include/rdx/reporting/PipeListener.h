@@ -33,9 +33,10 @@ class RDX_API PipeListener {
   PipeListener(const PipeListener&) = delete;
   PipeListener& operator=(const PipeListener&) = delete;
 
-  // Creates the pipe pipeName on this machine and starts listening. Messages over 8000 bytes
-  // arrive as one callback; text after a zero byte within an 8000-byte stretch is dropped.
-  // A message over 256 KiB (more than a sender's socket buffer holds) is dropped whole.
+  // Creates the pipe pipeName on this machine and starts listening. Each message, of any
+  // size up to 64 MiB, arrives whole as one callback; text after a zero byte within an
+  // 8000-byte stretch is dropped. A client that sends more than that in one message is
+  // disconnected, so each client's reader holds at most 64 MiB.
   // False when the pipe cannot be created (another machine: last error 53; a pipe of that name
   // already served: 231) or when this listener is still listening. After Stop and Close it
   // sets the active flag again and serves anew.

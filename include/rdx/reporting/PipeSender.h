@@ -5,9 +5,10 @@
 //   PipeSender sender;
 //   if (sender.ConnectTo("ImageServerLog", ".")) reporter.Attach(&sender);
 //
-// Only a lost connection counts as failure (last error 109 broken pipe, 232 pipe closing or
-// 6 invalid handle): the sender then reconnects at once and the message that met the break is
-// not resent, so a restarted listener misses exactly that one message.
+// A message that is not delivered whole makes the send fail with the cause as last error;
+// none is dropped silently. On a lost connection (last error 109 broken pipe, 232 pipe closing
+// or 6 invalid handle) the sender reconnects at once and the message that met the break is not
+// resent, so a restarted listener misses exactly that one message.
 
 #include <rdx/Export.h>
 #include <rdx/reporting/IReporterSink.h>
@@ -37,9 +38,10 @@ class RDX_API PipeSender : public IReporterSink {
   // machine). False when nobody listens (last error 2) or the machine is another one: pipes on
   // other machines are unreachable here (last error 53). A busy listener is waited for.
   bool ConnectTo(const std::string& pipeName, const std::string& machine);
-  // Writes message as one message. False only on a lost connection (after one reconnection
-  // attempt; the message is not resent) or when never connected; other write errors return
-  // true. An empty message sends nothing and returns true.
+  // Writes message as one message of up to 64 MiB, delivered whole or not at all. False with
+  // the last error set when it is not sent: on a lost connection (after one reconnection
+  // attempt; the message is not resent), when never connected (6), for a message over 64 MiB
+  // (87) or any other write error. An empty message sends nothing and returns true.
   bool SendMessageW(const std::string& message);
   // Closes the connection; the pipe name is kept so a later send reconnects. Returns true.
   bool Close();

@@ -41,7 +41,8 @@ class RDX_API Reporter : public IReporter {
   // Returns 1. From inside a sink's Log it works too: a sink of higher address then also gets
   // the line being delivered.
   int Attach(IReporterSink* sink) override;
-  // Waits for the drain (WaitForNotifications), then removes sink; absent or null sinks are
+  // Waits until the lines queued before the call are delivered (as WaitForNotifications),
+  // then removes sink; absent or null sinks are
   // ignored. Does nothing when the thread is not running. Returns 1; 0 when called from inside
   // a sink's Log (nothing changes). The sink is not deleted.
   int Detach(IReporterSink* sink) override;
@@ -50,9 +51,9 @@ class RDX_API Reporter : public IReporter {
   // Queues a copy of line unless kMaxPendingLines are pending; returns 1 either way (0 only when
   // memory ran out). After Close the line is dropped. A null line is ignored.
   int Log(const char* line) override;
-  // Returns once every line queued before the call has been delivered; on an idle reporter
-  // within about 50 ms. While closing it waits at most 100 ms; after Close, or from inside a
-  // sink's Log, it returns at once.
+  // Returns once every line queued before the call has been delivered, however many lines
+  // other threads queue meanwhile; at once when none is pending. While closing it waits at
+  // most 100 ms; after Close, or from inside a sink's Log, it returns at once.
   int WaitForNotifications() override;
   // Drains in 100 ms steps until the notifier has ended, then forgets the sinks. Lines still
   // queued when the thread sees the stop request are discarded, never delivered. Returns 1.

@@ -22,7 +22,73 @@ std::chrono::system_clock::time_point FromTimespec(const timespec& ts) {
       std::chrono::duration_cast<std::chrono::system_clock::duration>(sinceEpoch));
 }
 
+// Every file the library opens goes through here: opened without blocking (a FIFO would
+// otherwise wait for a writer or reader forever), kept only when it is a regular file, then
+// switched back to blocking I/O. -1 with the last error set otherwise.
+int OpenRegular(const std::string& path, int flags, mode_t mode = 0) noexcept {
+  int fd;
+  do {
+    fd = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) {
+    SetLastErrorFromErrno(errno);
+    return -1;
+  }
+  struct stat info {};
+  if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+    close(fd);
+    SetLastError(kErrorFileNotFound);  // not a file: as if there were none
+    return -1;
+  }
+  const int status = fcntl(fd, F_GETFL);
+  if (status < 0 || fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != 0) {
+    SetLastErrorFromErrno(errno);
+    close(fd);
+    return -1;
+  }
+  return fd;
+}
+
 }  // namespace
+
+std::uint32_t ReadRegularFile(const std::string& path, std::size_t maxBytes, std::string& text) {
+  text.clear();
+  const int fd = OpenRegular(path, O_RDONLY);
+  if (fd < 0) return GetLastError();
+  char buffer[65536];
+  std::uint32_t code = 0;
+  for (;;) {
+    const ssize_t got = read(fd, buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;  // a signal is no reason to lose the file
+    if (got < 0) {
+      code = Win32FromErrno(errno);
+      break;
+    }
+    if (got == 0) break;
+    if (text.size() + static_cast<std::size_t>(got) > maxBytes) {
+      code = kErrorNotEnoughMemory;
+      break;
+    }
+    text.append(buffer, static_cast<std::size_t>(got));
+  }
+  close(fd);
+  if (code != 0) {
+    text.clear();
+    SetLastError(code);
+  }
+  return code;
+}
+
+std::FILE* OpenRegularFileForAppend(const std::string& path) noexcept {
+  const int fd = OpenRegular(path, O_WRONLY | O_APPEND | O_CREAT, 0666);
+  if (fd < 0) return nullptr;
+  std::FILE* file = fdopen(fd, "ab");
+  if (file == nullptr) {
+    SetLastErrorFromErrno(errno);
+    close(fd);
+  }
+  return file;
+}
 
 bool PathExists(const std::string& path) noexcept { return access(path.c_str(), F_OK) == 0; }
 
@@ -42,11 +108,8 @@ std::optional<std::uint64_t> AvailableBytes(const std::string& path) noexcept {
 }
 
 std::optional<std::chrono::system_clock::time_point> LastWriteTime(const std::string& path) {
-  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    SetLastErrorFromErrno(errno);
-    return std::nullopt;
-  }
+  const int fd = OpenRegular(path, O_RDONLY);
+  if (fd < 0) return std::nullopt;
   struct stat info {};
   const int rc = fstat(fd, &info);
   const int savedErrno = errno;

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <string>
 
@@ -18,7 +19,16 @@ bool PathExists(const std::string& path) noexcept;
 // Bytes free to this (unprivileged) caller on the file system holding `path`.
 std::optional<std::uint64_t> AvailableBytes(const std::string& path) noexcept;
 
-// The last-write time of a file opened for reading; empty when it cannot be opened or read.
+// Reads a whole regular file into text. Anything else (a FIFO, a device, a folder) reads as
+// missing, without ever waiting on it. Returns 0, or the Win32 code also set as last error:
+// 2 missing or not a regular file, 5 access denied, 8 larger than maxBytes, others as mapped.
+std::uint32_t ReadRegularFile(const std::string& path, std::size_t maxBytes, std::string& text);
+
+// Opens (creating it if needed) a regular file for appending; null with the last error set
+// when it cannot be, or when the name is a FIFO, a device or a folder (never waited on).
+std::FILE* OpenRegularFileForAppend(const std::string& path) noexcept;
+
+// The last-write time of a regular file opened for reading; empty when it cannot be opened or read.
 std::optional<std::chrono::system_clock::time_point> LastWriteTime(const std::string& path);
 
 // The clock file times are stamped with. It is coarser than system_clock, so a file written

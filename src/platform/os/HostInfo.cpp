@@ -1,5 +1,7 @@
 #include "platform/os/HostInfo.h"
 
+#include "platform/os/FileSystem.h"
+
 #include "platform/os/LastError.h"
 
 #include <netdb.h>
@@ -161,18 +163,10 @@ std::optional<ProcessMemory> ReadProcessMemory(std::uint64_t pid) {
   } else {
     std::snprintf(path, sizeof path, "/proc/%llu/status", static_cast<unsigned long long>(pid));
   }
-  std::FILE* file = std::fopen(path, "re");
-  if (file == nullptr) {
-    SetLastErrorFromErrno(errno);
-    return std::nullopt;
-  }
   std::string text;
-  char buffer[4096];
-  std::size_t got = 0;
-  while ((got = std::fread(buffer, 1, sizeof buffer, file)) > 0 && text.size() < kMaxStatusBytes) {
-    text.append(buffer, got);
-  }
-  std::fclose(file);
+  // Read whole up to a ceiling no real status file nears: a process with a huge name list
+  // is not worth unbounded memory.
+  if (ReadRegularFile(path, kMaxStatusBytes, text) != 0) return std::nullopt;
   return ParseProcessStatus(text);
 }
 

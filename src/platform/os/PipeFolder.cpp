@@ -13,15 +13,19 @@
 namespace rdx::os {
 namespace {
 
+// Every local user may create and reach pipes here; the sticky bit keeps each user's socket
+// files safe from the others.
+constexpr mode_t kSharedMode = 01777;
+
 // mkdir -p; an existing folder is fine. Parents get 0755; a leaf this call creates gets
-// exactly leafMode (umask does not apply), so a shared pipe folder can be open to every user.
-bool MakeFolders(const std::string& folder, mode_t leafMode) {
+// exactly kSharedMode (umask does not apply).
+bool MakeFolders(const std::string& folder) {
   for (std::size_t i = 1; i <= folder.size(); ++i) {
     if (i != folder.size() && folder[i] != '/') continue;
     const std::string part = folder.substr(0, i);
     const bool leaf = i == folder.size();
-    if (::mkdir(part.c_str(), leaf ? leafMode : 0755) == 0) {
-      if (leaf) (void)::chmod(part.c_str(), leafMode);
+    if (::mkdir(part.c_str(), leaf ? kSharedMode : 0755) == 0) {
+      if (leaf) (void)::chmod(part.c_str(), kSharedMode);
     } else if (errno != EEXIST) {
       SetLastErrorFromErrno(errno);
       return false;
@@ -30,37 +34,55 @@ bool MakeFolders(const std::string& folder, mode_t leafMode) {
   return true;
 }
 
-bool Usable(std::string folder, mode_t mode, std::string& out) {
+std::string Trimmed(std::string folder) {
   while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
-  if (folder.empty() || !MakeFolders(folder, mode)) return false;
+  return folder;
+}
+
+bool Reachable(const std::string& folder) {
   // Connecting to a socket file needs write and search permission on its folder.
-  if (::access(folder.c_str(), W_OK | X_OK) != 0) {
-    SetLastErrorFromErrno(errno);
-    return false;
-  }
-  out = folder + "/";
-  return true;
+  if (::access(folder.c_str(), W_OK | X_OK) == 0) return true;
+  SetLastErrorFromErrno(errno);
+  return false;
 }
 
 }  // namespace
 
-std::string PipeFolder() {
-  std::string folder;
-  if (const char* configured = std::getenv("RDX_PIPE_DIR"); configured && *configured) {
-    return Usable(configured, 0700, folder) ? folder : std::string();
-  }
-  // Shared by every local user, like a pipe namespace; the sticky bit keeps each user's
-  // pipes their own.
-  if (Usable("/run/quorvan/pipes", 01777, folder)) return folder;
-  if (const char* runtime = std::getenv("XDG_RUNTIME_DIR"); runtime && *runtime) {
-    if (Usable(std::string(runtime) + "/quorvan/pipes", 0700, folder)) return folder;
-  }
-  const std::string own = "/tmp/quorvan-pipes-" + std::to_string(::getuid());
+bool SharedPipeFolder(const std::string& path) {
+  const std::string folder = Trimmed(path);
+  if (folder.empty() || !MakeFolders(folder)) return false;
   struct stat info;
-  // In /tmp anyone could have made the folder first: only one of our own is trusted.
-  if (Usable(own, 0700, folder)) {
-    if (::stat(own.c_str(), &info) == 0 && info.st_uid == ::getuid()) return folder;
+  if (::lstat(folder.c_str(), &info) != 0) {
+    SetLastErrorFromErrno(errno);
+    return false;
+  }
+  // A symbolic link or other file planted at the name could lead our sockets elsewhere.
+  if (!S_ISDIR(info.st_mode)) {
     SetLastError(kErrorAccessDenied);
+    return false;
+  }
+  if ((info.st_mode & 07777) != kSharedMode) {
+    // Our own (or root's, when we are root) folder with other rights is put right; anyone
+    // else's is not one every user can trust, so it is refused.
+    if (info.st_uid != ::geteuid() || ::chmod(folder.c_str(), kSharedMode) != 0) {
+      SetLastError(kErrorAccessDenied);
+      return false;
+    }
+  }
+  return Reachable(folder);
+}
+
+std::string PipeFolder() {
+  if (const char* configured = std::getenv("RDX_PIPE_DIR"); configured && *configured) {
+    // The operator's choice: created open to everyone when missing, otherwise used as it is.
+    const std::string folder = Trimmed(configured);
+    if (folder.empty() || !MakeFolders(folder) || !Reachable(folder)) return {};
+    return folder + "/";
+  }
+  // One folder for the whole machine, the same for every user, so every local caller can
+  // reach every pipe: /run when it is there or we may create it, else a fixed name in /tmp.
+  for (const char* folder : {"/run/quorvan/pipes", "/tmp/quorvan-pipes"}) {
+    if (SharedPipeFolder(folder)) return std::string(folder) + "/";
   }
   return {};
 }

@@ -5,11 +5,17 @@
 
 namespace rdx::os {
 
-// The pipe folder, created if needed, ending in "/": $RDX_PIPE_DIR when set, else
-// /run/quorvan/pipes, else $XDG_RUNTIME_DIR/quorvan/pipes, else /tmp/quorvan-pipes-<uid>; the
-// first that exists or can be created and is writable wins. Empty when none is usable (the
-// last error then says why). Resolved on every call so a changed environment is honoured.
+// The pipe folder, created if needed, ending in "/": $RDX_PIPE_DIR when set, else the one
+// machine-wide folder /run/quorvan/pipes, else /tmp/quorvan-pipes (each as SharedPipeFolder
+// accepts it). The same for every user, so any local caller reaches any pipe. Empty when none
+// is usable (the last error then says why). Resolved on every call so a changed environment
+// is honoured.
 std::string PipeFolder();
+
+// Makes or checks a machine-wide pipe folder: created with mode 1777 (parents 0755); an
+// existing one must be a real folder, not a symbolic link, with mode 1777, or our own folder
+// (then set to 1777). False with the last error (5 when refused) otherwise.
+bool SharedPipeFolder(const std::string& path);
 
 // The socket file for pipeName on machine; empty with last error 53 (network path not found)
 // for another machine, or with the folder's error when no pipe folder is usable. Separators

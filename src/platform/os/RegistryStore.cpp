@@ -1,5 +1,6 @@
 #include "platform/os/RegistryStore.h"
 
+#include "platform/os/FileSystem.h"
 #include "platform/os/LastError.h"
 
 #include <rdx/foundation/StringUtility.h>
@@ -124,30 +125,14 @@ RegistryRead ReadRegistryValue(const std::string& root, const std::string& keyPa
   if (key.code != 0) return key;
   RegistryRead file = FindEntry(key.value, "values");
   if (file.code != 0) return file;
-  const int fd = open(file.value.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    file.code = (errno == EACCES || errno == EPERM) ? kErrorAccessDenied : kErrorFileNotFound;
+  std::string text;
+  const std::uint32_t code = ReadRegularFile(file.value, kMaxRegistryFileBytes, text);
+  if (code != 0) {
+    // An oversized or unreadable file is refused as the registry refuses access; a FIFO, a
+    // device or a folder named "values" is no value file at all.
+    file.code = code == kErrorFileNotFound ? kErrorFileNotFound : kErrorAccessDenied;
     return file;
   }
-  std::string text;
-  char buffer[4096];
-  for (;;) {
-    const ssize_t got = read(fd, buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) continue;  // a signal is no reason to lose the value
-    if (got < 0) {
-      close(fd);
-      file.code = kErrorAccessDenied;  // e.g. the "values" entry is a folder
-      return file;
-    }
-    if (got == 0) break;
-    text.append(buffer, static_cast<std::size_t>(got));
-    if (text.size() > kMaxRegistryFileBytes) {
-      close(fd);
-      file.code = kErrorAccessDenied;
-      return file;
-    }
-  }
-  close(fd);
   return FindRegistryValue(text, valueName, capacity);
 }
 

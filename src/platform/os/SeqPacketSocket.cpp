@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/uio.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -143,19 +144,28 @@ SeqPacketSocket SeqPacketSocket::Accept() const {
   return SeqPacketSocket(fd);
 }
 
-bool SeqPacketSocket::Send(const char* data, std::size_t size) const noexcept {
+bool SeqPacketSocket::Send(const char* head, std::size_t headSize, const char* data,
+                           std::size_t size) const noexcept {
   if (fd_ < 0) {
     SetLastError(kErrorInvalidHandle);
     return false;
   }
-  if (size == 0) return true;
+  if (headSize + size == 0) return true;
+  iovec parts[2] = {{const_cast<char*>(head), headSize}, {const_cast<char*>(data), size}};
+  msghdr message{};
+  message.msg_iov = parts;
+  message.msg_iovlen = 2;
   ssize_t sent;
   do {
     // MSG_NOSIGNAL: a vanished reader is a broken pipe to report, not a signal to die of.
-    sent = ::send(fd_, data, size, MSG_NOSIGNAL);
+    sent = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
   } while (sent < 0 && errno == EINTR);
   if (sent < 0) {
-    SetLastErrorFromErrno(errno);
+    if (errno == EMSGSIZE) {
+      SetLastError(kErrorMoreData);
+    } else {
+      SetLastErrorFromErrno(errno);
+    }
     return false;
   }
   return true;  // a seqpacket send is all or nothing

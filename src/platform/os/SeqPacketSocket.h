@@ -37,9 +37,12 @@ class SeqPacketSocket {
   Wait WaitReadable(int timeoutMs) const noexcept;
   // Accepts one pending connection; invalid socket when there was none or on failure.
   SeqPacketSocket Accept() const;
-  // Sends one message; false with the last error set (109 when the peer has gone, 6 when this
-  // socket is not open). An empty message is not sent: a zero-length record reads as hang-up.
-  bool Send(const char* data, std::size_t size) const noexcept;
+  // Sends one message made of head then data, gathered without a copy; false with the last
+  // error set (109 when the peer has gone, 6 when this socket is not open, 234 when it is
+  // larger than one message may be). An empty message is not sent: a zero-length record
+  // reads as hang-up.
+  bool Send(const char* head, std::size_t headSize, const char* data,
+            std::size_t size) const noexcept;
   // Bounds how long ReceiveMessage waits for a message; false with the last error on failure.
   bool SetReceiveTimeout(int timeoutMs) const noexcept;
   // Takes the next whole message into buffer, waiting at most the receive timeout (forever when

@@ -4,6 +4,7 @@
 
 #include <rdx/platform/XMLProperties.h>
 
+#include <cstdint>
 #include <string>
 
 namespace rdx::xml {
@@ -12,6 +13,9 @@ class XMLPropertiesInspector {
  public:
   // The message of the last failing operation ("" when none failed yet).
   static std::string LastFailure(
+      const QUORVAN::Rendix::GeneralUtilityLib::XMLProperties& properties);
+  // How many times the document has walked its whole tree to re-check handles after an edit.
+  static std::uint64_t TreeWalks(
       const QUORVAN::Rendix::GeneralUtilityLib::XMLProperties& properties);
 };
 

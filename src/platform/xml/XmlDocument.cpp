@@ -1,5 +1,6 @@
 #include "platform/xml/XmlDocument.h"
 
+#include "platform/os/FileSystem.h"
 #include "platform/os/LastError.h"
 
 #include <algorithm>
@@ -273,26 +274,31 @@ bool IsTextLike(pugi::xml_node_type type) {
 
 }  // namespace
 
+bool Document::Contains(const pugi::xpath_node& node) {
+  if (!indexed_ || indexedAt_ != removals) {
+    index_.clear();
+    ForEachDescendant(dom, [this](const pugi::xml_node& candidate) {
+      index_.insert(candidate.internal_object());
+      for (const pugi::xml_attribute& attribute : candidate.attributes()) {
+        index_.insert(attribute.internal_object());
+      }
+      return true;
+    });
+    indexedAt_ = removals;
+    indexed_ = true;
+    ++indexBuilds_;
+  }
+  const pugi::xml_node element = node.attribute() ? node.parent() : node.node();
+  if (element != dom && index_.count(element.internal_object()) == 0) return false;
+  return !node.attribute() || index_.count(node.attribute().internal_object()) != 0;
+}
+
 bool NodeRef::Live() {
   if (!owner || !node) return false;
   if (owner->removals == seenRemovals) return true;
-  // The document lost nodes since this handle last looked: find the node by identity (handles
-  // compare by address without reading the node) before anything reads through it.
-  const pugi::xml_node element = node.attribute() ? node.parent() : node.node();
-  bool found = element == owner->dom;
-  if (!found) {
-    ForEachDescendant(owner->dom, [&](const pugi::xml_node& candidate) {
-      found = candidate == element;
-      return !found;
-    });
-  }
-  if (found && node.attribute()) {
-    found = false;
-    for (const pugi::xml_attribute& attribute : element.attributes()) {
-      if (attribute == node.attribute()) found = true;
-    }
-  }
-  if (!found) {
+  // The document lost nodes since this handle last looked: make sure its node is still there
+  // before anything reads through it.
+  if (!owner->Contains(node)) {
     node = pugi::xpath_node();
     return false;
   }
@@ -333,26 +339,12 @@ std::shared_ptr<Document> LoadFile(const std::string& path, std::optional<ParseE
   if (std::filesystem::is_directory(path, code)) {
     return fileError(os::kErrorAccessDenied, os::Win32ErrorText(os::kErrorAccessDenied));
   }
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (!file) {
-    const std::uint32_t win32 = os::Win32FromErrno(errno);
-    return fileError(win32, os::Win32ErrorText(win32));
-  }
   std::string text;
-  char chunk[65536];
-  std::size_t got = 0;
-  bool tooLarge = false;
-  while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
-    if (text.size() + got > kMaxFileBytes) {
-      tooLarge = true;
-      break;
-    }
-    text.append(chunk, got);
+  const std::uint32_t win32 = os::ReadRegularFile(path, kMaxFileBytes, text);
+  if (win32 == os::kErrorNotEnoughMemory) {
+    return fileError(win32, "The file is too large to load.");
   }
-  const bool readFailed = std::ferror(file) != 0;
-  std::fclose(file);
-  if (tooLarge) return fileError(os::kErrorNotEnoughMemory, "The file is too large to load.");
-  if (readFailed) return fileError(31, os::Win32ErrorText(31));
+  if (win32 != 0) return fileError(win32, os::Win32ErrorText(win32));
   return LoadText(text, error);
 }
 

@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -52,6 +53,19 @@ class Document {
   pugi::xml_document dom;
   // Bumped whenever nodes leave the tree; a handle that saw an older value re-checks its node.
   std::uint64_t removals = 0;
+
+  // Whether the node (or attribute) is still in the tree, found by identity without reading
+  // it. The first call after nodes left indexes the whole tree once, so re-checking every
+  // handle of a long list costs one walk instead of one walk per handle.
+  [[nodiscard]] bool Contains(const pugi::xpath_node& node);
+  // How many times that index has been built; lets tests count the walks.
+  [[nodiscard]] std::uint64_t IndexBuilds() const { return indexBuilds_; }
+
+ private:
+  std::unordered_set<const void*> index_;  // every node and attribute, after indexedAt_
+  std::uint64_t indexedAt_ = 0;
+  bool indexed_ = false;
+  std::uint64_t indexBuilds_ = 0;
 };
 
 // A node (or attribute) of a document, keeping the document alive.
