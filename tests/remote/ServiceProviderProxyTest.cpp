@@ -6,6 +6,8 @@
 
 #include <rdx/foundation/StringUtility.h>
 #include <rdx/platform/SystemInformation.h>
+#include <rdx/foundation/NameValueMap.h>
+#include <rdx/remote/IServiceProviderManager.h>
 #include <rdx/remote/ServiceProviderProxy.h>
 
 #include <cstdint>
@@ -219,6 +221,143 @@ TEST(ServiceProviderProxy, EveryMemberReportsRefusalsAndLostConnections) {
                 item.message == gone)
         << item.message;
   }
+}
+
+
+// A provider reached only through a later name: the failed attempts stay in the status.
+TEST(ServiceProviderProxy, InitTriesHostThenFqdnThenAddress) {
+  RefServerProcess server;
+  RefServerProcess refusing({"--ping", "false"});
+  ASSERT_TRUE(server.Started());
+  ASSERT_TRUE(refusing.Started());
+  // Refused by the network stack at once, without a packet leaving the machine.
+  const std::string unreachable = "255.255.255.255";
+  const std::string multicast = "224.0.0.1";
+  struct Row {
+    const char* name;
+    std::string host, fqdn, address, endpoint;
+    bool connects;
+    std::vector<std::string> failed;  // hosts of the failed attempts, in order
+  };
+  const Row rows[] = {
+      {"host", "127.0.0.1", unreachable, unreachable, server.Endpoint(), true, {}},
+      {"fqdn", unreachable, "localhost", "", server.Endpoint(), true, {unreachable}},
+      {"address", unreachable, multicast, "127.0.0.1", server.Endpoint(), true,
+       {unreachable, multicast}},
+      {"empty host is this machine", "", "", "", server.Endpoint(), true, {}},
+      {"none", unreachable, multicast, "", server.Endpoint(), false, {unreachable, multicast}},
+      {"refused", "127.0.0.1", "", "", refusing.Endpoint(), false, {"127.0.0.1"}},
+  };
+  for (const Row& row : rows) {
+    for (const bool asMap : {false, true}) {
+      SCOPED_TRACE(std::string(row.name) + (asMap ? " (map)" : " (lookup)"));
+      sp::ServiceProviderProxy proxy;
+      bool connected;
+      if (asMap) {
+        QUORVAN::Rendix::Global::NameValueMap map;
+        map["HOSTMACHINE"] = row.host;
+        map["fqdn"] = row.fqdn;
+        map["IPAddress"] = row.address;
+        map["Endpoint"] = row.endpoint;
+        connected = proxy.Init(map);
+      } else {
+        gul::PropertyLookUp where = Where(row.host, row.endpoint);
+        where["FQDN"] = row.fqdn;
+        where["ipaddress"] = row.address;
+        connected = proxy.Init(where);
+      }
+      EXPECT_EQ(connected, row.connects);
+      EXPECT_EQ(Inspector::InitCheck(proxy), row.connects);
+      const auto& items = proxy.GetStatus().items;
+      ASSERT_GE(items.size(), row.failed.size()) << Items(proxy);
+      for (std::size_t i = 0; i < row.failed.size(); ++i) {
+        EXPECT_EQ(items[i].id, 36354);
+        EXPECT_EQ(items[i].source, "ServiceProviderProxy.Init");
+        const std::string refused =
+            printToString("Access denied on ServiceProvider on '%s'.", row.failed[i].c_str());
+        const std::string unreached =
+            printToString("failed to connect to serviceprovider on '%s' at endpoint '%s'; ",
+                          row.failed[i].c_str(), row.endpoint.c_str());
+        EXPECT_TRUE(items[i].message == refused || items[i].message.rfind(unreached, 0) == 0)
+            << items[i].message;
+      }
+    }
+  }
+
+  // TryConnecting's three answers.
+  sp::ServiceProviderProxy proxy;
+  EXPECT_EQ(Inspector::TryConnecting(proxy, "127.0.0.1", server.Endpoint()), 0);
+  EXPECT_EQ(Inspector::TryConnecting(proxy, "127.0.0.1", refusing.Endpoint()), 1);
+  EXPECT_EQ(Inspector::TryConnecting(proxy, unreachable, server.Endpoint()), -1);
+  EXPECT_EQ(Inspector::TryConnecting(proxy, "127.0.0.1", "no-port"), -1);
+  EXPECT_EQ(proxy.GetStatus().items.back().message,
+            "failed to connect to serviceprovider on '127.0.0.1' at endpoint 'no-port'; " +
+                gul::GetLastErrorText(1706));
+  EXPECT_FALSE(Inspector::ConnectionAlive(proxy));
+}
+
+// The session buffer goes out as the caller's own memory: the metadata members name 4000
+// bytes first, the others 40000, and a larger answer takes exactly one more call.
+TEST(ServiceProviderProxy, LongAnswersTakeASecondCall) {
+  struct Row {
+    std::size_t textSize;
+    std::size_t metadataCalls, infoCalls;
+  };
+  for (const Row row : {Row{4000, 1, 1}, Row{5000, 2, 1}, Row{40000, 2, 1}, Row{40001, 2, 2}}) {
+    SCOPED_TRACE(row.textSize);
+    RefServerProcess server({"--text-size", std::to_string(row.textSize)});
+    ASSERT_TRUE(server.Started());
+    sp::ServiceProviderProxy proxy;
+    ASSERT_TRUE(proxy.Init(Where("127.0.0.1", server.Endpoint())));
+    ASSERT_FALSE(proxy.OpenServiceSession("Ortho2024", "").empty());
+    server.LogSinceLastMark();
+    EXPECT_EQ(proxy.GetServiceMetadata("", "<Request/>"),
+              Answer("GetServiceMetadata", row.textSize));
+    EXPECT_EQ(server.CallsSinceLastMark("GetServiceMetadata"), row.metadataCalls);
+    EXPECT_EQ(proxy.GetServiceInfo(), Answer("GetServiceInfo", row.textSize));
+    EXPECT_EQ(server.CallsSinceLastMark("GetServiceInfo"), row.infoCalls);
+  }
+}
+
+// A provider that rewrites the session id on a call: the next call carries the new one.
+class RewritingProvider : public sp::IServiceProviderManager {
+ public:
+  std::int8_t Ping() override { return 1; }
+  std::int8_t OpenServiceSession(const char*, const char*, std::string& session,
+                                 std::string& error) override {
+    session = "Session-1";
+    error.clear();
+    return 1;
+  }
+  std::int8_t ExtractAOI(std::string& session, std::string& error) override {
+    seen.push_back(session);
+    session = "S-2";  // shorter: an in/out string has only the room it came with
+    error.clear();
+    return 1;
+  }
+  std::int8_t DoneWithImage(std::string& session, std::string& error) override {
+    seen.push_back(session);
+    error.clear();
+    return 1;
+  }
+  std::vector<std::string> seen;
+};
+
+TEST(ServiceProviderProxy, TheProviderMayRewriteTheSession) {
+  RewritingProvider provider;
+  TestServer server(nullptr, &provider, nullptr);
+  sp::ServiceProviderProxy proxy;
+  ASSERT_TRUE(proxy.Init(Where("127.0.0.1", server.Endpoint())));
+  EXPECT_EQ(proxy.OpenServiceSession("Ortho2024", ""), "Session-1");
+  EXPECT_TRUE(proxy.ExtractAOI("ignored"));
+  EXPECT_EQ(Inspector::Session(proxy), "S-2");
+  EXPECT_TRUE(proxy.DoneWithImage("ignored"));
+  EXPECT_EQ(provider.seen, (std::vector<std::string>{"Session-1", "S-2"}));
+  // A member the provider does not serve fails with its default refusal.
+  EXPECT_EQ(proxy.GetServiceInfo(), "");
+  EXPECT_EQ(Items(proxy), "[ServiceProviderProxy.GetServiceInfo : 008E05] Error: The service "
+                          "provider answered -1 without an error text.");
+  EXPECT_TRUE(proxy.DoesSessionExist());
 }
 
 }  // namespace
