@@ -22,14 +22,6 @@ namespace sp = QUORVAN::Rendix::ServiceProvider;
 namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
 using gul::StringUtility::printToString;
 
-std::string Items(sp::ProxyForManager& proxy) { return proxy.GetStatus().ToTextString(nullptr); }
-
-std::string Answer(const std::string& operation) {
-  std::string text = operation;
-  text.resize(64, '.');
-  return text;
-}
-
 // A provider configuration; a null host leaves HostMachine out.
 std::string Config(const char* host, const std::string& endpoint) {
   std::string children = "<Name>Imaging</Name>";

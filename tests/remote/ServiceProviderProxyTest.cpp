@@ -42,18 +42,6 @@ namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
 using Inspector = rdx::remote::ServiceProviderProxyInspector;
 using gul::StringUtility::printToString;
 
-// Texts of the status, one line per item.
-std::string Items(sp::ServiceProviderProxy& proxy) {
-  return proxy.GetStatus().ToTextString(nullptr);
-}
-
-// The refserver's answer text of `operation` at the default text size of 64.
-std::string Answer(const std::string& operation, std::size_t size = 64) {
-  std::string text = operation.substr(0, size);
-  text.resize(size, '.');
-  return text;
-}
-
 gul::PropertyLookUp Where(const std::string& host, const std::string& endpoint) {
   gul::PropertyLookUp where;
   where["HostMachine"] = host;
