@@ -1,12 +1,13 @@
-// ServiceProviderProxy against rdx-refserver as a child process over loopback TCP: the
-// session lifecycle, every member's status ids and sources, the connection fallbacks, the
-// size protocol's second call counted in the server's log, and a server that dies.
+// ServiceProviderProxy against rdx-refserver as a child process over loopback TCP: every
+// member's answers, refusals and lost connections as status text, the connection fallbacks,
+// the size protocol's second call counted in the server's log, and, against an in-process
+// provider, a session id rewritten by the provider.
 
 #include <gtest/gtest.h>
 
+#include <rdx/foundation/NameValueMap.h>
 #include <rdx/foundation/StringUtility.h>
 #include <rdx/platform/SystemInformation.h>
-#include <rdx/foundation/NameValueMap.h>
 #include <rdx/remote/IServiceProviderManager.h>
 #include <rdx/remote/ServiceProviderProxy.h>
 
