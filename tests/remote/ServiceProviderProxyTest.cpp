@@ -262,11 +262,11 @@ TEST(ServiceProviderProxy, LongAnswersTakeASecondCall) {
 class RewritingProvider : public sp::IServiceProviderManager {
  public:
   std::int8_t Ping() override { return 1; }
-  std::int8_t OpenServiceSession(const char*, const char*, std::string& session,
+  std::int8_t OpenServiceSession(const char* service, const char*, std::string& session,
                                  std::string& error) override {
     session = "Session-1";
-    error.clear();
-    return 1;
+    error = service == std::string("Ortho2024") ? "" : "No such service";
+    return error.empty() ? 1 : 0;
   }
   std::int8_t ExtractAOI(std::string& session, std::string& error) override {
     seen.push_back(session);
@@ -287,6 +287,13 @@ TEST(ServiceProviderProxy, TheProviderMayRewriteTheSession) {
   TestServer server(nullptr, &provider, nullptr);
   sp::ServiceProviderProxy proxy;
   ASSERT_TRUE(proxy.Init(Where("127.0.0.1", server.Endpoint())));
+  // A refused open: the provider's error text becomes an item's message; no session kept.
+  EXPECT_EQ(proxy.OpenServiceSession("Elevation", ""), "");
+  EXPECT_EQ(Items(proxy),
+            "[ServiceProviderProxy.OpenServiceSession : 008E02] Error: Failed to open service: "
+            "'Elevation'.\n[ServiceProviderProxy.OpenServiceSession : 008E02] Error: No such "
+            "service");
+  EXPECT_FALSE(proxy.DoesSessionExist());
   EXPECT_EQ(proxy.OpenServiceSession("Ortho2024", ""), "Session-1");
   EXPECT_TRUE(proxy.ExtractAOI("ignored"));
   EXPECT_EQ(Inspector::Session(proxy), "S-2");
