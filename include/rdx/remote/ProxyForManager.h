@@ -37,8 +37,9 @@ class RDX_API ProxyForManager : public Global::Object {
 
   // Init: loads `configXml` (XML text or a file), reads "HostMachine" (empty = this machine)
   // and "Endpoint" from the children of "//ServiceProvider/Config", connects over TCP and
-  // pings. 1 when the provider answers true; 0 otherwise (id 38145), also for XML that does
-  // not load. An earlier connection is closed first.
+  // pings. 1 when the provider answers true; 0 otherwise (id 38145), and 0 without an item
+  // for XML that does not load. An earlier connection is closed first; a failure leaves the
+  // proxy unconnected.
   virtual int Init(const std::string& configXml);
   // Close: frees the binding handle; 1 (0 with id 38399 on an unexpected failure).
   virtual int Close();
