@@ -12,6 +12,7 @@
 #include <rdx/remote/ServiceProviderProxy.h>
 
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -31,6 +32,7 @@ class ServiceProviderProxyInspector {
   static bool ConnectionAlive(Proxy& p) { return p.ConnectionAlive(); }
   static bool InitCheck(Proxy& p) { return p.InitCheck(); }
   static std::string Session(const Proxy& p) { return p.sessionBuffer_; }
+  static void SetSession(Proxy& p, const char* id) { std::strcpy(p.sessionBuffer_, id); }
 };
 
 }  // namespace rdx::remote
@@ -141,6 +143,7 @@ TEST(ServiceProviderProxy, EveryMemberAnswersIsRefusedAndLosesItsConnection) {
   const std::string gone = gul::GetLastErrorText(1722);  // the calls after it
   for (const Member& member : Members()) {
     SCOPED_TRACE(member.name);
+    Inspector::SetSession(proxy, "S9");  // each member must drop it on its own
     EXPECT_NE(member.call(proxy), member.answer);
     EXPECT_FALSE(proxy.DoesSessionExist());
     ASSERT_EQ(proxy.GetStatus().items.size(), 1u) << Items(proxy);
