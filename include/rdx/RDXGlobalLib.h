@@ -27,6 +27,7 @@
 #include <rdx/remote/IServerCoreManager.h>
 #include <rdx/remote/IServerProxy.h>
 #include <rdx/remote/IServiceProviderManager.h>
+#include <rdx/remote/ProxyForManager.h>
 #include <rdx/remote/RpcExceptionFrame.h>
 #include <rdx/remote/RpcHandle.h>
 #include <rdx/remote/RpcListener.h>

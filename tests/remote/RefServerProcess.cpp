@@ -52,6 +52,12 @@ std::size_t RefServerProcess::CallsSinceLastMark(const std::string& operation) {
   return count;
 }
 
+std::string Answer(const std::string& operation, std::size_t size) {
+  std::string text = operation.substr(0, size);
+  text.resize(size, '.');
+  return text;
+}
+
 void RefServerProcess::Kill() {
   binding_.reset();
   if (child_ != nullptr) child_->Stop(std::chrono::milliseconds(0));

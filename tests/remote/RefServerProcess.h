@@ -37,4 +37,13 @@ class RefServerProcess {
   std::size_t logged_ = 0;  // output offset just past the previous mark's line
 };
 
+// The server's answer text of `operation` with --text-size `size`.
+std::string Answer(const std::string& operation, std::size_t size = 64);
+
+// An object's status as text, one line per item.
+template <typename Object>
+std::string Items(Object& object) {
+  return object.GetStatus().ToTextString(nullptr);
+}
+
 }  // namespace rdx::rpc::test

@@ -1,14 +1,18 @@
-// ServiceProviderProxy against rdx-refserver as a child process over loopback TCP: the
-// session lifecycle, every member's status ids and sources, the connection fallbacks, the
-// size protocol's second call counted in the server's log, and a server that dies.
+// ServiceProviderProxy against rdx-refserver as a child process over loopback TCP: every
+// member's answers, refusals and lost connections as status text, the connection fallbacks,
+// the size protocol's second call counted in the server's log, and, against an in-process
+// provider, a session id rewritten by the provider.
 
 #include <gtest/gtest.h>
 
+#include <rdx/foundation/NameValueMap.h>
 #include <rdx/foundation/StringUtility.h>
 #include <rdx/platform/SystemInformation.h>
+#include <rdx/remote/IServiceProviderManager.h>
 #include <rdx/remote/ServiceProviderProxy.h>
 
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -28,6 +32,7 @@ class ServiceProviderProxyInspector {
   static bool ConnectionAlive(Proxy& p) { return p.ConnectionAlive(); }
   static bool InitCheck(Proxy& p) { return p.InitCheck(); }
   static std::string Session(const Proxy& p) { return p.sessionBuffer_; }
+  static void SetSession(Proxy& p, const char* id) { std::strcpy(p.sessionBuffer_, id); }
 };
 
 }  // namespace rdx::remote
@@ -40,18 +45,6 @@ namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
 using Inspector = rdx::remote::ServiceProviderProxyInspector;
 using gul::StringUtility::printToString;
 
-// Texts of the status, one line per item.
-std::string Items(sp::ServiceProviderProxy& proxy) {
-  return proxy.GetStatus().ToTextString(nullptr);
-}
-
-// The refserver's answer text of `operation` at the default text size of 64.
-std::string Answer(const std::string& operation, std::size_t size = 64) {
-  std::string text = operation.substr(0, size);
-  text.resize(size, '.');
-  return text;
-}
-
 gul::PropertyLookUp Where(const std::string& host, const std::string& endpoint) {
   gul::PropertyLookUp where;
   where["HostMachine"] = host;
@@ -59,89 +52,107 @@ gul::PropertyLookUp Where(const std::string& host, const std::string& endpoint) 
   return where;
 }
 
-// One member of the proxy as a call returning whether it succeeded.
+std::string Bool(bool value) { return value ? "true" : "false"; }
+
+// Each session member as a call giving its text result (booleans as "true"/"false"), the
+// id of its failed calls and its answer from the refserver. CloseSession last: it ends the
+// session.
 struct Member {
   const char* name;
-  std::int32_t id;  // the id of a failed call
-  std::function<bool(sp::ServiceProviderProxy&)> call;
+  std::int32_t id;
+  std::function<std::string(sp::ServiceProviderProxy&)> call;
+  std::string answer;
 };
 
 const std::vector<Member>& Members() {
   static const std::vector<Member> members = {
-      {"CloseSession", 36356, [](auto& p) { return p.CloseSession("S1"); }},
-      {"GetServiceInfo", 36357, [](auto& p) { return !p.GetServiceInfo().empty(); }},
-      {"GetServiceMetadata", 36359,
-       [](auto& p) { return !p.GetServiceMetadata("Kind", "<Request/>").empty(); }},
-      {"GetClientProperties", 36364,
-       [](auto& p) { return !p.GetClientProperties("a", "b").empty(); }},
-      {"GetDefinition", 36364, [](auto& p) { return !p.GetDefinition("Kind", 2).empty(); }},
+      {"GetServiceInfo", 36357, [](auto& p) { return p.GetServiceInfo(); },
+       Answer("GetServiceInfo")},
+      {"GetServiceMetadata", 36359, [](auto& p) { return p.GetServiceMetadata("K", "<R/>"); },
+       Answer("GetServiceMetadata")},
+      {"GetClientProperties", 36364, [](auto& p) { return p.GetClientProperties("a", "b"); },
+       Answer("GetClientProperties")},
+      {"GetDefinition", 36364, [](auto& p) { return p.GetDefinition("K", 2); },
+       Answer("GetDefinition")},
       {"SetClientProperties", 36363,
-       [](auto& p) { return p.SetClientProperties("a", "<Properties/>"); }},
+       [](auto& p) { return Bool(p.SetClientProperties("a", "<Properties/>")); }, "true"},
       {"SetAOI", 36358,
-       [](auto& p) { return p.SetAOI("", 0.0, 0.0, 10.0, 10.0, 256, 256, "<Options/>"); }},
-      {"ExtractAOI", 36358, [](auto& p) { return p.ExtractAOI(""); }},
-      {"GetStreamingProperties", 36360,
-       [](auto& p) { return !p.GetStreamingProperties("").empty(); }},
+       [](auto& p) { return Bool(p.SetAOI("", -1.5, 0.0, 10.0, 10.0, 256, 256, "<O/>")); },
+       "true"},
+      {"ExtractAOI", 36358, [](auto& p) { return Bool(p.ExtractAOI("")); }, "true"},
+      // The refserver leaves the properties buffer as it came: the 'A's offered as room.
+      {"GetStreamingProperties", 36360, [](auto& p) { return p.GetStreamingProperties("x"); },
+       std::string(3999, 'A')},
       {"StreamImageBuffer", 36361,
        [](auto& p) {
-         std::vector<char> bytes(16);
-         std::uint32_t size = 16;
-         return p.StreamImageBuffer("", bytes.data(), size, 1, 2);
-       }},
-      {"DoneWithImage", 36362, [](auto& p) { return p.DoneWithImage(""); }},
-      {"GetImageMetadata", 36365,
-       [](auto& p) { return !p.GetImageMetadata("Kind", "<Request/>").empty(); }},
+         std::vector<char> bytes(3);
+         std::uint32_t size = 3;
+         const std::string streamed = Bool(p.StreamImageBuffer("", bytes.data(), size, 1, 2));
+         return streamed + std::to_string(size) + std::string(bytes.begin(), bytes.end());
+       },
+       "true3\x03\x04\x05"},
+      {"DoneWithImage", 36362, [](auto& p) { return Bool(p.DoneWithImage("")); }, "true"},
+      {"GetImageMetadata", 36365, [](auto& p) { return p.GetImageMetadata("K", "<R/>"); },
+       Answer("GetImageMetadata")},
+      {"CloseSession", 36356, [](auto& p) { return Bool(p.CloseSession("")); }, "true"},
   };
   return members;
 }
 
-TEST(ServiceProviderProxy, SessionLifecycleAgainstTheReferenceServer) {
+// Every member answered, refused by the provider (no session) and cut off (server killed in
+// the middle of a session): results, and status items compared as text.
+TEST(ServiceProviderProxy, EveryMemberAnswersIsRefusedAndLosesItsConnection) {
   RefServerProcess server;
   ASSERT_TRUE(server.Started());
   sp::ServiceProviderProxy proxy;
+  EXPECT_EQ(proxy.GetServiceInfo(), "");
+  EXPECT_EQ(Items(proxy), "[ServiceProviderProxy.GetServiceInfo : 008E03] Error: The "
+                          "ServiceProviderProxy has not been initialized.");
+  EXPECT_TRUE(proxy.Close());
   ASSERT_TRUE(proxy.Init(Where("127.0.0.1", server.Endpoint()))) << Items(proxy);
-  EXPECT_EQ(Items(proxy), "");
   EXPECT_TRUE(Inspector::ConnectionAlive(proxy));
-  EXPECT_TRUE(Inspector::InitCheck(proxy));
   EXPECT_FALSE(proxy.DoesSessionExist());
+
+  // Connected without a session: the empty id goes out, the provider's own item comes back.
+  for (const Member& member : Members()) {
+    SCOPED_TRACE(member.name);
+    EXPECT_NE(member.call(proxy), member.answer);
+    std::string expected =
+        printToString("[RefServer.%s : 007E01] Error: Unknown session ''", member.name);
+    if (member.id == 36356) {
+      expected = "[ServiceProviderProxy.CloseSession : 008E04] Error: Failed to close "
+                 "session: ''.\n" + expected;
+    }
+    EXPECT_EQ(Items(proxy), expected);
+  }
 
   const std::string session = proxy.OpenServiceSession("Ortho2024", "<Client/>");
   EXPECT_EQ(session.rfind('S', 0), 0u) << Items(proxy);
   EXPECT_EQ(Inspector::Session(proxy), session);
-  EXPECT_TRUE(proxy.DoesSessionExist());
+  for (const Member& member : Members()) {
+    SCOPED_TRACE(member.name);
+    EXPECT_TRUE(proxy.DoesSessionExist());
+    EXPECT_EQ(member.call(proxy), member.answer);
+    EXPECT_EQ(Items(proxy), "");
+  }
+  EXPECT_FALSE(proxy.DoesSessionExist());  // closed by the last member
 
-  EXPECT_EQ(proxy.GetServiceInfo(), Answer("GetServiceInfo"));
-  EXPECT_EQ(proxy.GetServiceMetadata("Kind", "<Request/>"), Answer("GetServiceMetadata"));
-  EXPECT_EQ(proxy.GetClientProperties("a", "b"), Answer("GetClientProperties"));
-  EXPECT_EQ(proxy.GetDefinition("Kind", 3), Answer("GetDefinition"));
-  EXPECT_EQ(proxy.GetImageMetadata("Kind", "<Request/>"), Answer("GetImageMetadata"));
-  EXPECT_TRUE(proxy.SetClientProperties("a", "<Properties/>"));
-  EXPECT_TRUE(proxy.SetAOI(session, -1.5, 2.0, 10.0, 20.0, 512, 256, "<Options/>"));
-  EXPECT_TRUE(proxy.ExtractAOI(session));
-  // The refserver leaves the properties buffer as it came: the 'A's offered as room.
-  EXPECT_EQ(proxy.GetStreamingProperties("<Wanted/>"), std::string(3999, 'A'));
-  EXPECT_TRUE(proxy.DoneWithImage(session));
-  EXPECT_EQ(Items(proxy), "");
-
-  // An empty area is refused with the server's own item.
-  EXPECT_FALSE(proxy.SetAOI(session, 5.0, 0.0, 5.0, 1.0, 1, 1, ""));
-  ASSERT_EQ(proxy.GetStatus().items.size(), 1u);
-  EXPECT_EQ(proxy.GetStatus().items[0].source, "RefServer.SetAOI");
-  EXPECT_EQ(proxy.GetStatus().items[0].id, 0x7E02);
-
-  // Closing forgets the session; a second close sends no id and is refused.
-  EXPECT_TRUE(proxy.CloseSession(session));
-  EXPECT_FALSE(proxy.DoesSessionExist());
-  EXPECT_FALSE(proxy.CloseSession(session));
-  EXPECT_EQ(Items(proxy),
-            "[ServiceProviderProxy.CloseSession : 008E04] Error: Failed to close session: ''.\n"
-            "[RefServer.CloseSession : 007E01] Error: Unknown session ''");
-
-  EXPECT_TRUE(proxy.Close());
-  EXPECT_EQ(proxy.GetServiceInfo(), "");
-  EXPECT_EQ(Items(proxy),
-            "[ServiceProviderProxy.GetServiceInfo : 008E03] Error: The ServiceProviderProxy has "
-            "not been initialized.");
+  ASSERT_FALSE(proxy.OpenServiceSession("Ortho2024", "").empty());
+  server.Kill();
+  const std::string died = gul::GetLastErrorText(1726);  // the call in flight
+  const std::string gone = gul::GetLastErrorText(1722);  // the calls after it
+  for (const Member& member : Members()) {
+    SCOPED_TRACE(member.name);
+    Inspector::SetSession(proxy, "S9");  // each member must drop it on its own
+    EXPECT_NE(member.call(proxy), member.answer);
+    EXPECT_FALSE(proxy.DoesSessionExist());
+    ASSERT_EQ(proxy.GetStatus().items.size(), 1u) << Items(proxy);
+    const gul::StatusItem& item = proxy.GetStatus().items[0];
+    EXPECT_EQ(item.id, member.id);
+    EXPECT_EQ(item.source, std::string("ServiceProviderProxy.") + member.name);
+    EXPECT_TRUE(item.message == gone || (&member == &Members()[0] && item.message == died))
+        << item.message;
+  }
   EXPECT_TRUE(proxy.Close());
 }
 
@@ -151,22 +162,16 @@ TEST(ServiceProviderProxy, StreamImageBufferWritesTheCallersBuffer) {
   sp::ServiceProviderProxy proxy;
   ASSERT_TRUE(proxy.Init(Where("127.0.0.1", server.Endpoint())));
   ASSERT_FALSE(proxy.OpenServiceSession("Ortho2024", "").empty());
-
-  struct Row {
-    std::uint32_t size, a, b;
-  };
-  for (const Row row : {Row{70000, 3, 250}, Row{1, 0, 0}, Row{300, 0xFFFFFFFF, 7}}) {
-    SCOPED_TRACE(row.size);
-    std::vector<char> buffer(row.size + 8, '\x55');
-    std::uint32_t size = row.size;
-    ASSERT_TRUE(proxy.StreamImageBuffer("", buffer.data(), size, row.a, row.b)) << Items(proxy);
-    EXPECT_EQ(size, row.size);
+  for (const std::uint32_t a : {3u, 0xFFFFFFFFu}) {
+    std::vector<char> buffer(70008, '\x55');
+    std::uint32_t size = 70000;
+    ASSERT_TRUE(proxy.StreamImageBuffer("", buffer.data(), size, a, 250)) << Items(proxy);
+    EXPECT_EQ(size, 70000u);
     std::size_t wrong = 0;
-    for (std::uint32_t i = 0; i < row.size; ++i) {
-      wrong += static_cast<std::uint8_t>(buffer[i]) != ((i + row.a + row.b) & 0xFF) ? 1 : 0;
+    for (std::uint32_t i = 0; i < size; ++i) {
+      wrong += static_cast<std::uint8_t>(buffer[i]) != ((i + a + 250) & 0xFF) ? 1 : 0;
     }
     EXPECT_EQ(wrong, 0u);
-    // Nothing past the capacity given.
     EXPECT_EQ(std::string(buffer.end() - 8, buffer.end()), std::string(8, '\x55'));
   }
   std::uint32_t size = 0;
@@ -179,46 +184,129 @@ TEST(ServiceProviderProxy, StreamImageBufferWritesTheCallersBuffer) {
   EXPECT_TRUE(proxy.DoesSessionExist());
 }
 
-
-// Every session member refused by the provider (no session) and then cut off (server
-// killed in the middle of a session): its id, source and message as text.
-TEST(ServiceProviderProxy, EveryMemberReportsRefusalsAndLostConnections) {
+// A provider reached only through a later name: the failed attempts stay in the status.
+TEST(ServiceProviderProxy, InitTriesHostThenFqdnThenAddress) {
   RefServerProcess server;
-  ASSERT_TRUE(server.Started());
+  RefServerProcess refusing({"--ping", "false"});
+  ASSERT_TRUE(server.Started() && refusing.Started());
+  const std::string port = server.Endpoint();
+  // Both refused by the network stack at once, without a packet leaving the machine.
+  const std::string broadcast = "255.255.255.255", multicast = "224.0.0.1";
+  auto unreached = [&](const std::string& host) {
+    return "failed to connect to serviceprovider on '" + host + "' at endpoint '" + port + "'; ";
+  };
+  struct Row {
+    std::string host, fqdn, address, endpoint;
+    bool connects;
+    std::vector<std::string> failed;  // the failed attempts' messages (or their beginnings)
+  };
+  const Row rows[] = {
+      {"127.0.0.1", broadcast, broadcast, port, true, {}},
+      {broadcast, "localhost", "", port, true, {unreached(broadcast)}},
+      {broadcast, multicast, "127.0.0.1", port, true, {unreached(broadcast), unreached(multicast)}},
+      {"", "", "", port, true, {}},  // the empty host is this machine
+      {broadcast, multicast, "", port, false, {unreached(broadcast), unreached(multicast)}},
+      {"127.0.0.1", "", "", refusing.Endpoint(), false,
+       {"Access denied on ServiceProvider on '127.0.0.1'."}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.host + " " + row.fqdn + " " + row.address);
+    sp::ServiceProviderProxy proxy, mapped;
+    gul::PropertyLookUp where = Where(row.host, row.endpoint);
+    where["FQDN"] = row.fqdn;
+    where["ipaddress"] = row.address;
+    QUORVAN::Rendix::Global::NameValueMap map;
+    for (const auto& [name, value] : where) map[name] = value;
+    EXPECT_EQ(proxy.Init(where), row.connects);
+    EXPECT_EQ(mapped.Init(map), row.connects);
+    EXPECT_EQ(Items(mapped), Items(proxy));
+    const auto& items = proxy.GetStatus().items;
+    ASSERT_EQ(items.size(), row.failed.size()) << Items(proxy);
+    for (std::size_t i = 0; i < row.failed.size(); ++i) {
+      EXPECT_EQ(items[i].id, 36354);
+      EXPECT_EQ(items[i].source, "ServiceProviderProxy.Init");
+      EXPECT_EQ(items[i].message.rfind(row.failed[i], 0), 0u) << items[i].message;
+    }
+    EXPECT_EQ(Inspector::InitCheck(proxy), row.connects);
+  }
+
+  // TryConnecting's three answers.
+  sp::ServiceProviderProxy proxy;
+  EXPECT_EQ(Inspector::TryConnecting(proxy, "127.0.0.1", port), 0);
+  EXPECT_EQ(Inspector::TryConnecting(proxy, "127.0.0.1", refusing.Endpoint()), 1);
+  EXPECT_EQ(Inspector::TryConnecting(proxy, broadcast, port), -1);
+  EXPECT_FALSE(Inspector::ConnectionAlive(proxy));
+}
+
+// The session buffer goes out as the caller's own memory: the metadata members name 4000
+// bytes first, the others 40000, and a larger answer takes exactly one more call.
+TEST(ServiceProviderProxy, LongAnswersTakeASecondCall) {
+  struct Row {
+    std::size_t textSize;
+    std::size_t metadataCalls, infoCalls;
+  };
+  for (const Row row : {Row{4000, 1, 1}, Row{5000, 2, 1}, Row{40000, 2, 1}, Row{40001, 2, 2}}) {
+    SCOPED_TRACE(row.textSize);
+    RefServerProcess server({"--text-size", std::to_string(row.textSize)});
+    ASSERT_TRUE(server.Started());
+    sp::ServiceProviderProxy proxy;
+    ASSERT_TRUE(proxy.Init(Where("127.0.0.1", server.Endpoint())));
+    ASSERT_FALSE(proxy.OpenServiceSession("Ortho2024", "").empty());
+    server.LogSinceLastMark();
+    EXPECT_EQ(proxy.GetServiceMetadata("", "<Request/>"),
+              Answer("GetServiceMetadata", row.textSize));
+    EXPECT_EQ(server.CallsSinceLastMark("GetServiceMetadata"), row.metadataCalls);
+    EXPECT_EQ(proxy.GetServiceInfo(), Answer("GetServiceInfo", row.textSize));
+    EXPECT_EQ(server.CallsSinceLastMark("GetServiceInfo"), row.infoCalls);
+  }
+}
+
+// A provider that rewrites the session id on a call: the next call carries the new one.
+class RewritingProvider : public sp::IServiceProviderManager {
+ public:
+  std::int8_t Ping() override { return 1; }
+  std::int8_t OpenServiceSession(const char* service, const char*, std::string& session,
+                                 std::string& error) override {
+    session = "Session-1";
+    error = service == std::string("Ortho2024") ? "" : "No such service";
+    return error.empty() ? 1 : 0;
+  }
+  std::int8_t ExtractAOI(std::string& session, std::string& error) override {
+    seen.push_back(session);
+    session = "S-2";  // shorter: an in/out string has only the room it came with
+    error.clear();
+    return 1;
+  }
+  std::int8_t DoneWithImage(std::string& session, std::string& error) override {
+    seen.push_back(session);
+    error.clear();
+    return 1;
+  }
+  std::vector<std::string> seen;
+};
+
+TEST(ServiceProviderProxy, TheProviderMayRewriteTheSession) {
+  RewritingProvider provider;
+  TestServer server(nullptr, &provider, nullptr);
   sp::ServiceProviderProxy proxy;
   ASSERT_TRUE(proxy.Init(Where("127.0.0.1", server.Endpoint())));
-
-  // Connected without a session: the empty id goes out, the provider's own item comes back.
-  for (const Member& member : Members()) {
-    SCOPED_TRACE(member.name);
-    EXPECT_FALSE(member.call(proxy));
-    std::string expected = printToString("[RefServer.%s : 007E01] Error: Unknown session ''",
-                                         member.name);
-    if (std::string(member.name) == "CloseSession") {
-      expected = "[ServiceProviderProxy.CloseSession : 008E04] Error: Failed to close "
-                 "session: ''.\n" + expected;
-    }
-    EXPECT_EQ(Items(proxy), expected);
-  }
-
-  ASSERT_FALSE(proxy.OpenServiceSession("Ortho2024", "").empty());
-  server.Kill();
-  for (const Member& member : Members()) {
-    SCOPED_TRACE(member.name);
-    EXPECT_FALSE(member.call(proxy));
-    EXPECT_FALSE(proxy.DoesSessionExist());
-    ASSERT_EQ(proxy.GetStatus().items.size(), 1u) << Items(proxy);
-    const gul::StatusItem& item = proxy.GetStatus().items[0];
-    EXPECT_EQ(item.id, member.id);
-    EXPECT_EQ(item.source, std::string("ServiceProviderProxy.") + member.name);
-    // The connection that was open fails the call in flight (1726); later calls find no
-    // server (1722).
-    const std::string died = gul::GetLastErrorText(1726);
-    const std::string gone = gul::GetLastErrorText(1722);
-    EXPECT_TRUE(item.message == (&member == &Members().front() ? died : gone) ||
-                item.message == gone)
-        << item.message;
-  }
+  // A refused open: the provider's error text becomes an item's message; no session kept.
+  EXPECT_EQ(proxy.OpenServiceSession("Elevation", ""), "");
+  EXPECT_EQ(Items(proxy),
+            "[ServiceProviderProxy.OpenServiceSession : 008E02] Error: Failed to open service: "
+            "'Elevation'.\n[ServiceProviderProxy.OpenServiceSession : 008E02] Error: No such "
+            "service");
+  EXPECT_FALSE(proxy.DoesSessionExist());
+  EXPECT_EQ(proxy.OpenServiceSession("Ortho2024", ""), "Session-1");
+  EXPECT_TRUE(proxy.ExtractAOI("ignored"));
+  EXPECT_EQ(Inspector::Session(proxy), "S-2");
+  EXPECT_TRUE(proxy.DoneWithImage("ignored"));
+  EXPECT_EQ(provider.seen, (std::vector<std::string>{"Session-1", "S-2"}));
+  // A member the provider does not serve fails with its default refusal.
+  EXPECT_EQ(proxy.GetServiceInfo(), "");
+  EXPECT_EQ(Items(proxy), "[ServiceProviderProxy.GetServiceInfo : 008E05] Error: The service "
+                          "provider answered -1 without an error text.");
+  EXPECT_TRUE(proxy.DoesSessionExist());
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 #pragma once
 // The reference server's answers on the service-provider interface: Ping is true (false when
-// started with --ping false), sessions
-// "S1", "S2", ..., StreamImageBuffer's byte i is (i + a + b) mod 256, SetAOI refuses an empty
-// area, every out-text operation answers the fixed text, every other boolean one true.
+// started with --ping false), sessions "S1", "S2", ..., StreamImageBuffer's byte i is
+// (i + a + b) mod 256, SetAOI refuses an empty area, every out-text operation answers the
+// fixed text, every other boolean one true.
 
 #include <rdx/remote/IServiceProviderManager.h>
 
