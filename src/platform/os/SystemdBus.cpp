@@ -39,6 +39,11 @@ struct CallResult {
 // (the connection or its transport broke): the service control manager answers that with
 // "RPC server unavailable".
 std::uint32_t CodeOf(int r, const sd_bus_error& error) {
+  // The connection itself broke (sd-bus names these System.Error.E...): nobody answered.
+  const int e = sd_bus_error_is_set(&error) ? sd_bus_error_get_errno(&error) : -r;
+  if (e == ENOTCONN || e == ECONNRESET || e == EPIPE || e == ESHUTDOWN || e == ECONNREFUSED) {
+    return kRpcServerUnavailable;
+  }
   if (!sd_bus_error_is_set(&error)) {
     if (r == -EACCES || r == -EPERM) return kErrorAccessDenied;
     return kRpcServerUnavailable;
@@ -189,6 +194,11 @@ std::uint32_t SystemdBus::StopUnit(const std::string& unit) {
 std::uint32_t SystemdBus::ResetFailedUnit(const std::string& unit) {
   CallResult result;
   return impl_->CallManager(result, "ResetFailedUnit", "s", unit.c_str());
+}
+
+std::uint32_t SystemdBus::KillMainProcess(const std::string& unit, int signal) {
+  CallResult result;
+  return impl_->CallManager(result, "KillUnit", "ssi", unit.c_str(), "main", signal);
 }
 
 std::uint32_t SystemdBus::QueryUnit(const std::string& unit, UnitProperties& p) {

@@ -49,6 +49,8 @@ class SystemdBus {
   [[nodiscard]] std::uint32_t StartUnit(const std::string& unit);
   [[nodiscard]] std::uint32_t StopUnit(const std::string& unit);
   [[nodiscard]] std::uint32_t ResetFailedUnit(const std::string& unit);
+  // Sends `signal` to the unit's main process.
+  [[nodiscard]] std::uint32_t KillMainProcess(const std::string& unit, int signal);
   // Loads the unit from disk when it is not loaded yet and reads its properties; a unit
   // with no file reads with loadState "not-found".
   [[nodiscard]] std::uint32_t QueryUnit(const std::string& unit, UnitProperties& properties);

@@ -184,6 +184,8 @@ bool WinServiceManager::RemoveUnit(const std::string& serviceName, std::string& 
   if (code != 0 && code != rdx::os::kErrorFileNotFound) return Fail(code, errorText);
   code = control.bus->Reload();
   if (code != 0) return Fail(code, errorText);
+  // A failed unit stays loaded, file or not, until its failure is forgotten.
+  (void)control.bus->ResetFailedUnit(unit);
   return true;
 }
 
