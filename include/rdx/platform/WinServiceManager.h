@@ -99,7 +99,8 @@ class RDX_API WinServiceManager {
 
  private:
   bool Fail(std::uint32_t code, std::string& errorText);
-  bool RemoveUnit(const std::string& serviceName, std::string& errorText);
+  // Disables and removes one unit; `reload` makes systemd forget it at once.
+  bool RemoveUnit(const std::string& serviceName, std::string& errorText, bool reload);
 
   std::string myServiceName;
   std::string myBinaryPath;

@@ -144,12 +144,15 @@ bool WinServiceManager::InstallService(std::string& errorText) {
 
     code = control.store->Write(*unit, *text);
     if (code != 0) return Fail(code, errorText);
-    // From here a failure takes the file back out, so nothing half-installed stays.
-    code = control.bus->Reload();
-    if (code == 0) {
+    // From here a failure takes the file back out, so nothing half-installed stays. systemd
+    // reads a new unit file when it is first asked for (it sees the folder changed), so a
+    // full reload is needed only when it did not.
+    code = control.bus->QueryUnit(*unit, properties);
+    if (code == 0 && properties.loadState == "not-found" &&
+        (code = control.bus->Reload()) == 0) {
       code = control.bus->QueryUnit(*unit, properties);
-      if (code == 0 && properties.loadState != "loaded") code = rdx::os::kErrorInvalidParameter;
     }
+    if (code == 0 && properties.loadState != "loaded") code = rdx::os::kErrorInvalidParameter;
     if (code == 0 && myStartType <= 2) code = control.bus->EnableUnitFile(*unit);
     if (code != 0) {
       (void)control.store->Remove(*unit);
@@ -165,7 +168,8 @@ bool WinServiceManager::InstallService(std::string& errorText) {
   }
 }
 
-bool WinServiceManager::RemoveUnit(const std::string& serviceName, std::string& errorText) {
+bool WinServiceManager::RemoveUnit(const std::string& serviceName, std::string& errorText,
+                                   bool reload) {
   svc::ServiceControl& control = *myManager;
   std::string unit;
   rdx::os::UnitProperties properties;
@@ -182,10 +186,9 @@ bool WinServiceManager::RemoveUnit(const std::string& serviceName, std::string& 
   (void)control.bus->DisableUnitFile(unit);  // not enabled is fine
   code = control.store->Remove(unit);
   if (code != 0 && code != rdx::os::kErrorFileNotFound) return Fail(code, errorText);
-  code = control.bus->Reload();
-  if (code != 0) return Fail(code, errorText);
   // A failed unit stays loaded, file or not, until its failure is forgotten.
   (void)control.bus->ResetFailedUnit(unit);
+  if (reload && (code = control.bus->Reload()) != 0) return Fail(code, errorText);
   return true;
 }
 
@@ -195,7 +198,7 @@ bool WinServiceManager::UninstallService(std::string& errorText) {
       errorText = "Init has not been done";
       return false;
     }
-    return RemoveUnit(myServiceName, errorText);
+    return RemoveUnit(myServiceName, errorText, true);
   } catch (...) {
     errorText = "Fatal Error";
     return false;
@@ -207,6 +210,7 @@ bool WinServiceManager::UninstallServiceStartsWith(const std::string& prefix,
   try {
     std::vector<std::string> names;
     if (!GetListOfServices(names, errorText, kAllServiceTypes, 3)) return false;
+    bool removed = false;
     for (const std::string& name : names) {
       if (!StartsWithText(name, prefix)) continue;
       std::string unit;
@@ -218,7 +222,12 @@ bool WinServiceManager::UninstallServiceStartsWith(const std::string& prefix,
       }
       (void)myManager->bus->StopUnit(unit);  // its result does not matter
       std::this_thread::sleep_for(std::chrono::milliseconds(200));
-      RemoveUnit(name, errorText);
+      removed = RemoveUnit(name, errorText, false) || removed;
+    }
+    // One reload for the whole walk: systemd forgets every removed unit at once.
+    if (removed) {
+      const std::uint32_t code = myManager->bus->Reload();
+      if (code != 0) Fail(code, errorText);
     }
     return true;
   } catch (...) {

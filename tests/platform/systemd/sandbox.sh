@@ -51,7 +51,7 @@ boot)
       s=$(busctl --address="unix:path=/proc/$leader/root/run/dbus/system_bus_socket" \
           get-property org.freedesktop.systemd1 /org/freedesktop/systemd1 \
           org.freedesktop.systemd1.Manager SystemState 2>/dev/null)
-      case $s in *running*|*degraded*) echo "leader=$leader"; exit 0 ;; esac
+      case $s in *running*|*degraded*) echo "$leader" >"$state/leader.pid"; echo "leader=$leader"; exit 0 ;; esac
     fi
     sleep 0.1
   done
@@ -62,8 +62,15 @@ boot)
 teardown)
   if [ -f "$state/nspawn.pid" ]; then
     nspawn=$(cat "$state/nspawn.pid")
+    leader=$(cat "$state/leader.pid" 2>/dev/null)
     if kill -0 "$nspawn" 2>/dev/null; then
-      kill -TERM "$nspawn"  # nspawn turns it into a clean power-off of the container
+      # Everything in the sandbox is thrown away, so no clean power-off is needed: killing
+      # the init of its PID namespace ends every process in it at once, and nspawn follows.
+      if [ -n "$leader" ] && [ "$(cat "/proc/$leader/comm" 2>/dev/null)" = systemd ]; then
+        kill -KILL "$leader"
+      else
+        kill -TERM "$nspawn"  # nspawn turns it into a power-off of the container
+      fi
       if ! wait_gone "$nspawn" 150; then
         kill -KILL "$nspawn" 2>/dev/null
         wait_gone "$nspawn" 50
