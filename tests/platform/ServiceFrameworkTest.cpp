@@ -18,6 +18,7 @@
 #include <fstream>
 #include <spawn.h>
 #include <sstream>
+#include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <thread>
 
@@ -351,8 +352,20 @@ TEST(ServiceOnSystemd, OddNamesRoundTripAndFailedInstallsLeaveNothing) {
     EXPECT_EQ(manager.QueryState(), kNoState);
     EXPECT_EQ(unitFiles(), before);
   }
-  EXPECT_EQ(fs::directory_iterator(env.env.Root()) == fs::directory_iterator(), false);
   EXPECT_FALSE(fs::exists(env.env.Root() + "/no"));
+
+  // Root writes anywhere it may, so a read-only file system is what refuses it: the sandbox's
+  // /usr is this machine's, mounted read-only there. (Checked first, so that nothing could
+  // ever be written into the real /usr.)
+  const std::string readOnly = sandbox->Root() + "/usr/share";
+  struct statvfs info {};
+  ASSERT_EQ(statvfs(readOnly.c_str(), &info), 0);
+  ASSERT_NE(info.f_flag & ST_RDONLY, 0u);
+  env.env.Set("RDX_SYSTEMD_UNIT_DIR", readOnly);
+  ASSERT_TRUE(manager.Init("localhost", "RdxBad read-only", kService, error)) << error;
+  EXPECT_FALSE(manager.InstallService(error));
+  EXPECT_EQ(error, "Access is denied.");
+  EXPECT_EQ(manager.QueryState(), kNoState);
 }
 
 TEST(ServiceOnSystemd, ThisMachineByAnyNameAndAnotherOverTheRemoteTransport) {
