@@ -79,7 +79,8 @@ class SystemdSandbox {
     // One sandbox per test process, so tests may run in parallel.
     state_ = "/var/tmp/rdx-sb-" + std::to_string(::getpid());
     const std::string output =
-        Run("mkdir -p '" + state_ + "' && '" + Script() + "' boot '" + state_ +
+        Run("mkdir -p '" + state_ + "' && RDX_SANDBOX_OWNER=" + std::to_string(::getpid()) +
+            " '" + Script() + "' boot '" + state_ +
             "' --bind-ro='" + RDX_BINARY_DIR + "' 2>&1");
     const std::size_t at = output.rfind("leader=");
     if (at == std::string::npos) {

@@ -5,7 +5,9 @@
 # (scripts/setup.sh installs it).
 #
 #   sandbox.sh boot STATE_DIR [NSPAWN_ARGS...]   waits for the manager; prints "leader=PID"
-#                                                (the host pid of the sandbox's systemd)
+#                                                (the host pid of the sandbox's systemd); with
+#                                                RDX_SANDBOX_OWNER=PID it is torn down when
+#                                                that process ends
 #   sandbox.sh teardown STATE_DIR                powers it off (SIGTERM, then SIGKILL) and
 #                                                removes STATE_DIR
 set -uo pipefail
@@ -51,7 +53,16 @@ boot)
       s=$(busctl --address="unix:path=/proc/$leader/root/run/dbus/system_bus_socket" \
           get-property org.freedesktop.systemd1 /org/freedesktop/systemd1 \
           org.freedesktop.systemd1.Manager SystemState 2>/dev/null)
-      case $s in *running*|*degraded*) echo "$leader" >"$state/leader.pid"; echo "leader=$leader"; exit 0 ;; esac
+      case $s in *running*|*degraded*)
+        echo "$leader" >"$state/leader.pid"
+        # A test program that dies without tearing down takes its sandbox with it.
+        if [ -n "${RDX_SANDBOX_OWNER:-}" ]; then
+          setsid bash -c 'while kill -0 "$1" 2>/dev/null && [ -d "$3" ]; do sleep 1; done
+                          "$2" teardown "$3"' watcher "$RDX_SANDBOX_OWNER" "$0" "$state" \
+            </dev/null >/dev/null 2>&1 &
+        fi
+        echo "leader=$leader"; exit 0 ;;
+      esac
     fi
     sleep 0.1
   done
