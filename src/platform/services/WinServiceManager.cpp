@@ -29,20 +29,12 @@ constexpr const char* kInstallSource =
 constexpr const char* kStartSource =
     "QUORVAN::Rendix::GeneralUtilityLib::WinServiceManager::StartTheService";
 
-char Folded(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
-
 // True when `text` starts with `prefix`, ASCII case ignored.
 bool StartsWithText(const std::string& text, const std::string& prefix) {
-  if (text.size() < prefix.size()) return false;
-  for (std::size_t i = 0; i < prefix.size(); ++i) {
-    if (Folded(text[i]) != Folded(prefix[i])) return false;
-  }
-  return true;
+  return toLower(text).rfind(toLower(prefix), 0) == 0;
 }
 
-bool SameText(const std::string& a, const std::string& b) {
-  return a.size() == b.size() && StartsWithText(a, b);
-}
+bool SameText(const std::string& a, const std::string& b) { return StringUtility::isEqual(a, b, true); }
 
 // The rule for "this machine": its address, FQDN or host name (an empty name matching an
 // empty lookup), a "127" prefix, or "localhost", case ignored.
