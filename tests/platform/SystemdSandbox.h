@@ -85,7 +85,7 @@ class SystemdSandbox {
     const std::size_t at = output.rfind("leader=");
     if (at == std::string::npos) {
       whyNot = "systemd sandbox did not boot: " + output;
-      state_.clear();
+      PowerOff();  // removes what the boot left
       return false;
     }
     leader_ = std::atoi(output.c_str() + at + 7);

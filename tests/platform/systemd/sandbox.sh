@@ -88,9 +88,15 @@ teardown)
       fi
     fi
   fi
-  mountpoint -q "$hostroot" 2>/dev/null && umount "$hostroot"
+  # The bind of / must be gone before anything is removed: never recurse into it.
+  if mountpoint -q "$hostroot" 2>/dev/null; then
+    umount "$hostroot" 2>/dev/null || umount -l "$hostroot" || die "cannot unmount $hostroot"
+  fi
+  mountpoint -q "$hostroot" 2>/dev/null && die "$hostroot is still mounted; $state left in place"
   [ -d "$hostroot" ] && rmdir "$hostroot"
-  rm -rf "$state"
+  rm -f "$state/nspawn.log" "$state/nspawn.pid" "$state/leader.pid"
+  [ -d "$state" ] && rmdir "$state"
+  exit 0
   ;;
 *) die "usage: sandbox.sh boot|teardown STATE_DIR [NSPAWN_ARGS...]" ;;
 esac
