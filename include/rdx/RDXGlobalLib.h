@@ -25,11 +25,13 @@
 // Remote interfaces: RPC plumbing, interface definitions, proxies.
 #include <rdx/remote/IServerAutoBindManager.h>
 #include <rdx/remote/IServerCoreManager.h>
+#include <rdx/remote/IServerProxy.h>
 #include <rdx/remote/IServiceProviderManager.h>
 #include <rdx/remote/RpcExceptionFrame.h>
 #include <rdx/remote/RpcHandle.h>
 #include <rdx/remote/RpcListener.h>
 #include <rdx/remote/RpcStatus.h>
+#include <rdx/remote/ServiceProviderProxy.h>
 
 // Platform services: XML documents, system information, the service framework, buffer
 // allocators.

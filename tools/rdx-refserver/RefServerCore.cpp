@@ -6,7 +6,6 @@ namespace rdx::refserver {
 namespace {
 constexpr const char* kCore = "ServerCoreInterface";
 constexpr const char* kAutoBind = "ServerAutoBindInterface";
-constexpr const char* kVersion = "1.0.0.2";
 }  // namespace
 
 // ---- shapes shared by many operations ---------------------------------------------------
@@ -44,8 +43,8 @@ std::int8_t RefServerCore::Open(const char* operation, std::string& sessionId,
 // ---- the operations -----------------------------------------------------------------------
 
 std::int8_t RefServerCore::GetVersion(std::string& version) {
-  version = kVersion;
-  return True("GetVersion", kVersion);
+  version = version_;
+  return True("GetVersion", version_.c_str());
 }
 std::int8_t RefServerCore::Op1(const char* text) { return True("Op1", text); }
 std::int8_t RefServerCore::Op2(const char* text, const char*, std::int32_t dataSize,

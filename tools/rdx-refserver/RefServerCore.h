@@ -1,10 +1,13 @@
 #pragma once
 // The reference server's answers on the server interface and the automatic-binding
-// interface: the version "1.0.0.2", sessions "S1", "S2", ..., the fixed text of every
-// out-text operation, true from every other boolean operation.
+// interface: the version "1.0.0.2" (or the one given), sessions "S1", "S2", ..., the fixed
+// text of every out-text operation, true from every other boolean operation.
 
 #include <rdx/remote/IServerAutoBindManager.h>
 #include <rdx/remote/IServerCoreManager.h>
+
+#include <string>
+#include <utility>
 
 #include "RefAnswers.h"
 
@@ -15,7 +18,9 @@ using QUORVAN::Rendix::ServerCore::IServerCoreManager;
 
 class RefServerCore final : public IServerCoreManager {
  public:
-  explicit RefServerCore(RefAnswers& answers) : answers_(answers) {}  // answers borrowed
+  // `answers` borrowed; `version` is what GetVersion writes.
+  explicit RefServerCore(RefAnswers& answers, std::string version = "1.0.0.2")
+      : answers_(answers), version_(std::move(version)) {}
 
   std::int8_t GetVersion(std::string& version) override;
   std::int8_t Op1(const char* text) override;
@@ -115,6 +120,7 @@ class RefServerCore final : public IServerCoreManager {
   std::int8_t Open(const char* operation, std::string& sessionId, std::string& error);
 
   RefAnswers& answers_;
+  const std::string version_;
 };
 
 class RefServerAutoBind final : public IServerAutoBindManager {

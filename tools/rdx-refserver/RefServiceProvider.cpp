@@ -37,7 +37,10 @@ std::int32_t RefServiceProvider::Text(const char* operation, std::int32_t n, cha
 
 // ---- the operations -----------------------------------------------------------------------
 
-std::int8_t RefServiceProvider::Ping() { return True("Ping", ""); }
+std::int8_t RefServiceProvider::Ping() {
+  answers_.Log(kProvider, "Ping", "", pingAnswer_ ? 1 : 0);
+  return pingAnswer_ ? 1 : 0;
+}
 
 std::int8_t RefServiceProvider::OpenServiceSession(const char* serviceName, const char*,
                                                    std::string& session, std::string& error) {

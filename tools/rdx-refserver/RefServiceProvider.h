@@ -1,5 +1,6 @@
 #pragma once
-// The reference server's answers on the service-provider interface: Ping is true, sessions
+// The reference server's answers on the service-provider interface: Ping is true (false when
+// started with --ping false), sessions
 // "S1", "S2", ..., StreamImageBuffer's byte i is (i + a + b) mod 256, SetAOI refuses an empty
 // area, every out-text operation answers the fixed text, every other boolean one true.
 
@@ -13,7 +14,9 @@ using QUORVAN::Rendix::ServiceProvider::IServiceProviderManager;
 
 class RefServiceProvider final : public IServiceProviderManager {
  public:
-  explicit RefServiceProvider(RefAnswers& answers) : answers_(answers) {}  // answers borrowed
+  // `answers` borrowed; `pingAnswer` is what Ping returns.
+  explicit RefServiceProvider(RefAnswers& answers, bool pingAnswer = true)
+      : answers_(answers), pingAnswer_(pingAnswer) {}
 
   std::int8_t Ping() override;
   std::int8_t OpenServiceSession(const char* serviceName, const char* clientInfo,
@@ -64,6 +67,7 @@ class RefServiceProvider final : public IServiceProviderManager {
   std::int32_t Text(const char* operation, std::int32_t n, char* text, std::string& error);
 
   RefAnswers& answers_;
+  const bool pingAnswer_;
 };
 
 }  // namespace rdx::refserver

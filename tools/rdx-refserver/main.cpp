@@ -2,7 +2,8 @@
 // fixed, documented answers, so that client developers and the test suite have a peer that
 // always says the same thing.
 //
-//   rdx-refserver --tcp PORT [--pipe NAME] [--text-size N]
+//   rdx-refserver --tcp PORT [--pipe NAME] [--text-size N] [--version TEXT]
+//                 [--ping true|false]
 //
 // Serves until SIGTERM (or SIGINT), logging one line per call on standard error.
 
@@ -38,15 +39,20 @@ struct Options {
   std::string tcpPort;
   std::string pipeName;
   unsigned long textSize = kDefaultTextSize;
+  std::string version = "1.0.0.2";
+  bool pingAnswer = true;
 };
 
 int Usage(const char* why) {
   std::fprintf(stderr,
                "rdx-refserver: %s\n"
-               "usage: rdx-refserver --tcp PORT [--pipe NAME] [--text-size N]\n"
+               "usage: rdx-refserver --tcp PORT [--pipe NAME] [--text-size N] [--version TEXT]"
+               " [--ping true|false]\n"
                "  --tcp PORT       serve ncacn_ip_tcp on this port (1-65535)\n"
                "  --pipe NAME      also serve ncacn_np on \\pipe\\NAME\n"
-               "  --text-size N    bytes of every text answer (default 64, at most %lu)\n",
+               "  --text-size N    bytes of every text answer (default 64, at most %lu)\n"
+               "  --version TEXT   what GetVersion writes (default 1.0.0.2, at most 99 bytes)\n"
+               "  --ping false     the service provider's Ping answers false (default true)\n",
                why, kMaxTextSize);
   return 2;
 }
@@ -82,6 +88,13 @@ int ParseOptions(int argc, char** argv, Options& options) {
     } else if (name == "--text-size") {
       if (!ParseNumber(value, kMaxTextSize, number)) return Usage("bad text size");
       options.textSize = number;
+    } else if (name == "--version") {
+      // Clients offer 100 bytes for the answer.
+      if (value.size() > 99) return Usage("version text longer than 99 bytes");
+      options.version = std::string(value);
+    } else if (name == "--ping") {
+      if (value != "true" && value != "false") return Usage("--ping takes true or false");
+      options.pingAnswer = value == "true";
     } else {
       return Usage("unknown option");
     }
@@ -111,8 +124,8 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
 
   rdx::refserver::RefAnswers answers(static_cast<std::uint32_t>(options.textSize));
-  rdx::refserver::RefServerCore coreManager(answers);
-  rdx::refserver::RefServiceProvider providerManager(answers);
+  rdx::refserver::RefServerCore coreManager(answers, options.version);
+  rdx::refserver::RefServiceProvider providerManager(answers, options.pingAnswer);
   rdx::refserver::RefServerAutoBind autoBindManager(answers);
 
   std::vector<void*> interfaceSpecs = {

@@ -13,18 +13,27 @@ std::vector<char> CallerBuffer(std::size_t capacity) {
 }
 
 bool FetchSizedText(const SizedCall& call, std::string& answer) {
-  std::vector<char> buffer = CallerBuffer(static_cast<std::size_t>(kFirstGuess));
-  const std::int32_t result = call(kFirstGuess, buffer.data());
-  if (result < 0) return false;
-  if (result > kFirstGuess) {
+  return FetchSizedText(call, answer, SizedFetch{});
+}
+
+bool FetchSizedText(const SizedCall& call, std::string& answer, const SizedFetch& sizes) {
+  std::vector<char> buffer = CallerBuffer(std::max(sizes.capacity, std::size_t{1}));
+  // A buffer larger than the size named holds 'A's past it: only the named bytes are text.
+  std::size_t written =
+      std::min(buffer.size(), static_cast<std::size_t>(std::max(0, sizes.offered)));
+  const std::int32_t result = call(sizes.offered, buffer.data());
+  if (result < 0 || (sizes.onlyZeroFits && result > 0 && result <= sizes.offered)) return false;
+  if (result > sizes.offered) {
     // No array of that size could travel: refused before anything is allocated for it.
     if (static_cast<std::uint32_t>(result) > kMaxNdrCount) return false;
     // The answer needs `result` bytes: the buffer has one more for the NUL the server's
     // text may lack when it fills every byte.
     buffer = CallerBuffer(static_cast<std::size_t>(result) + 1);
     if (call(result, buffer.data()) != 0) return false;
+    written = buffer.size();
   }
-  answer.assign(buffer.begin(), std::find(buffer.begin(), buffer.end(), '\0'));
+  const auto end = buffer.begin() + static_cast<std::ptrdiff_t>(written);
+  answer.assign(buffer.begin(), std::find(buffer.begin(), end, '\0'));
   return true;
 }
 

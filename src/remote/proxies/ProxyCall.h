@@ -33,4 +33,14 @@ using SizedCall = std::function<std::int32_t(std::int32_t size, char* buffer)>;
 // Exceptions from `call` pass through.
 bool FetchSizedText(const SizedCall& call, std::string& answer);
 
+// The sizes of a two-call fetch other than the default one: the bytes of the first buffer,
+// the size named in the first call (also the largest first result that still fits), and
+// whether only a result of 0 counts as the answer (1 to `offered` is then a failure).
+struct SizedFetch {
+  std::size_t capacity = kFirstGuess;
+  std::int32_t offered = kFirstGuess;
+  bool onlyZeroFits = false;
+};
+bool FetchSizedText(const SizedCall& call, std::string& answer, const SizedFetch& sizes);
+
 }  // namespace rdx::rpc

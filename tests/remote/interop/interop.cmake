@@ -5,12 +5,13 @@ set(rdx_interop_dir ${CMAKE_CURRENT_LIST_DIR})
 set(rdx_system_python /usr/bin/python3)
 
 if(TARGET remote_tests AND TARGET rdx-refserver)
-  # Built with the tests, so that the script tests below find it; the C++ side starts
-  # Impacket's server script itself.
+  # Built with the tests, so that the script tests below and the proxy tests find it; the
+  # C++ side starts Impacket's server script itself.
   add_dependencies(remote_tests rdx-refserver)
   target_compile_definitions(remote_tests PRIVATE
     RDX_INTEROP_DIR="${rdx_interop_dir}"
-    RDX_SYSTEM_PYTHON="${rdx_system_python}")
+    RDX_SYSTEM_PYTHON="${rdx_system_python}"
+    RDX_REFSERVER="$<TARGET_FILE:rdx-refserver>")
 endif()
 
 if(TARGET rdx-refserver AND EXISTS ${rdx_system_python})
