@@ -26,6 +26,7 @@
 #include <rdx/remote/IServerAutoBindManager.h>
 #include <rdx/remote/IServerCoreManager.h>
 #include <rdx/remote/IServerProxy.h>
+#include <rdx/remote/IServerProxyForServerManager.h>
 #include <rdx/remote/IServiceProviderManager.h>
 #include <rdx/remote/RpcExceptionFrame.h>
 #include <rdx/remote/RpcHandle.h>
