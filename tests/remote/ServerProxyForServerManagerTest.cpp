@@ -210,10 +210,17 @@ TEST(ServerProxyForServerManager, ServerAndProvidersRunAsServices) {
   EXPECT_NE(log.find("StopServiceProvider(S1"), std::string::npos) << log;
   EXPECT_NE(log.find("DeleteServiceProvider(S1"), std::string::npos) << log;
 
+  // Nobody answers at the server's address: Connect runs the server there.
+  EXPECT_EQ(StateOf("Quorvan Rendix"), 1u);
+  provider.Kill();
+  ASSERT_TRUE(proxy->Connect("localhost", provider.Endpoint())) << TextOf(proxy->GetStatus());
+  EXPECT_EQ(StateOf("Quorvan Rendix"), 4u);
+
   // Remove the server's service again for the next test.
   gul::WinServiceManager manager;
   std::string error;
   ASSERT_TRUE(manager.Init("localhost", "Quorvan Rendix", "", error));
+  EXPECT_TRUE(manager.StopTheService(error)) << error;
   EXPECT_TRUE(manager.UninstallService(error)) << error;
 }
 

@@ -199,9 +199,13 @@ bool ServerProxyForServerManager::Connect(const std::string& host, const std::st
       const std::string commandLine =
           su::printToString("\"%sQUORVANRendix.exe\" \"%s;%s\"", folder.c_str(),
                             gul::GetHostName().c_str(), gul::GetIPAddress().c_str());
-      return RunAsService(host, kServerService, commandLine, kStartServer,
-                          [&](std::uint32_t code) { return ServerExitText(code, folder, host); },
-                          "You cannot create server on '%s'. %sEnsure Rendix is installed.");
+      const bool started =
+          RunAsService(host, kServerService, commandLine, kStartServer,
+                       [&](std::uint32_t code) { return ServerExitText(code, folder, host); },
+                       "You cannot create server on '%s'. %sEnsure Rendix is installed.");
+      // The server needs a moment before it listens.
+      if (started) std::this_thread::sleep_for(std::chrono::milliseconds(2000));
+      return started;
     }
     return OpenManagerSession(host, endpoint);
   } catch (...) {
