@@ -75,7 +75,7 @@ int ControlSignals::Wait() noexcept {
     const ssize_t n = ::read(gReadEnd, &control, 1);
     if (n == 1) return control;
     if (n < 0 && errno == EINTR) continue;  // a handler ran on this thread
-    return 0;
+    return -1;
   }
 }
 

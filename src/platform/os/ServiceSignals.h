@@ -26,7 +26,8 @@ class ControlSignals {
 
   // False when the signals could not be caught (another instance lives, or no pipe).
   bool Valid() const noexcept { return valid_; }
-  // Blocks until a control signal or Wake: the control code (1-4) or 0 for a wake.
+  // Blocks until a control signal or Wake: the control code (1-4), 0 for a wake, -1 when the
+  // pipe failed (no control can arrive any more).
   int Wait() noexcept;
   // Makes Wait return 0; safe from any thread.
   void Wake() noexcept;

@@ -78,7 +78,8 @@ bool RunDispatcher(const DispatchEntry& entry) {
         });
         while (!done.load()) {
           const int control = signals.Wait();
-          if (control <= 0 || done.load()) continue;
+          if (control < 0) break;  // no more controls: only the service's own end is left
+          if (control == 0 || done.load()) continue;
           void (*handler)(std::uint32_t) = nullptr;
           {
             std::lock_guard lock(gDispatcher.mutex);
