@@ -8,6 +8,7 @@ packages=(
   libpugixml-dev libssl-dev uuid-dev libsystemd-dev
   libgtest-dev libgmock-dev libbenchmark-dev libspdlog-dev
   libclang-rt-14-dev
+  systemd systemd-container dbus
   python3 python3-impacket tshark
 )
 

@@ -26,6 +26,7 @@
 #include <rdx/remote/IServerAutoBindManager.h>
 #include <rdx/remote/IServerCoreManager.h>
 #include <rdx/remote/IServerProxy.h>
+#include <rdx/remote/IServerProxyForServerManager.h>
 #include <rdx/remote/IServiceProviderManager.h>
 #include <rdx/remote/ProxyForManager.h>
 #include <rdx/remote/RpcExceptionFrame.h>
@@ -34,13 +35,16 @@
 #include <rdx/remote/RpcStatus.h>
 #include <rdx/remote/ServiceProviderProxy.h>
 
-// Platform services: XML documents, system information, buffer allocators.
+// Platform services: XML documents, system information, the service framework, buffer
+// allocators.
 #include <rdx/platform/DummyAllocator.h>
 #include <rdx/platform/IBufferAllocator.h>
 #include <rdx/platform/PropertyLookUp.h>
 #include <rdx/platform/SimpleBufferPool.h>
 #include <rdx/platform/SpecialFolderPath.h>
 #include <rdx/platform/SystemInformation.h>
+#include <rdx/platform/WinServiceBase.h>
+#include <rdx/platform/WinServiceManager.h>
 #include <rdx/platform/XMLProperties.h>
 
 // Application host.

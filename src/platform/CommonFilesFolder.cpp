@@ -26,18 +26,6 @@ constexpr std::size_t kMaxRemoteBytes = rdx::os::kMaxRegistryFileBytes + 1;
 constexpr int kSshFailed = 255;
 constexpr auto kRemoteTimeout = std::chrono::seconds(30);
 
-std::string ShellQuoted(const std::string& text) {
-  std::string quoted = "'";
-  for (char c : text) {
-    if (c == '\'') {
-      quoted += "'\\''";
-    } else {
-      quoted += c;
-    }
-  }
-  return quoted + "'";
-}
-
 // A POSIX shell script that finds the product key in the other machine's store, names
 // matched without case like the local store, and prints its "values" file. Exit 2: a level is
 // missing; 5: a level or the file cannot be read.
@@ -46,7 +34,7 @@ std::string RemoteScript(const std::string& keyPath) {
   std::string current;
   for (char c : keyPath + "\\") {
     if (c == '\\' || c == '/') {
-      if (!current.empty()) levels += " " + ShellQuoted(current);
+      if (!current.empty()) levels += " " + rdx::platform::ShellQuoted(current);
       current.clear();
     } else {
       current += c;
@@ -75,7 +63,7 @@ KeyRead ReadRemoteKey(const std::string& machine, const std::string& keyPath) {
   // Batch mode: the user's keys or nothing; a password prompt would hang a service.
   const std::vector<std::string> argv = {ssh, "-o", "BatchMode=yes", "-o", "ConnectTimeout=10",
                                          "-T", "--", machine,
-                                         "sh -c " + ShellQuoted(RemoteScript(keyPath))};
+                                         "sh -c " + rdx::platform::ShellQuoted(RemoteScript(keyPath))};
   const rdx::os::ChildResult child = rdx::os::RunChild(argv, kMaxRemoteBytes, kRemoteTimeout);
   if (!child.started || child.timedOut || child.exitCode == kSshFailed || child.exitCode < 0) {
     result.code = rdx::os::kErrorBadNetPath;

@@ -20,6 +20,18 @@ std::string WithTrailingSlash(std::string path, bool eitherSeparator) {
   return path;
 }
 
+std::string ShellQuoted(const std::string& text) {
+  std::string quoted = "'";
+  for (char c : text) {
+    if (c == '\'') {
+      quoted += "'\\''";
+    } else {
+      quoted += c;
+    }
+  }
+  return quoted + "'";
+}
+
 std::string ProductKey() {
   const char* installation = std::getenv("RDX_INSTALLATION");
   return std::string("SOFTWARE\\QUORVAN\\Rendix") + (installation != nullptr ? installation : "");

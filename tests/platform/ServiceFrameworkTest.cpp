@@ -1,0 +1,419 @@
+// The service framework against the real thing: the test service program run by hand, and
+// run by a systemd the tests boot themselves (SystemdSandbox.h).
+#include <rdx/platform/SystemInformation.h>
+#include <rdx/platform/WinServiceBase.h>
+#include <rdx/platform/WinServiceManager.h>
+
+#include "platform/SystemdSandbox.h"
+#include "platform/os/SystemdBus.h"
+#include "platform/services/UnitName.h"
+#include "support/IsolatedEnvironment.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <spawn.h>
+#include <sstream>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <thread>
+
+extern char** environ;
+
+namespace {
+
+using QUORVAN::Rendix::GeneralUtilityLib::GetHostName;
+using QUORVAN::Rendix::GeneralUtilityLib::WinServiceBase;
+using QUORVAN::Rendix::GeneralUtilityLib::WinServiceManager;
+namespace fs = std::filesystem;
+
+const std::string kService = RDX_TEST_SERVICE;
+constexpr std::uint32_t kNoState = 0xFFFFFFFF;
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+bool Has(const std::vector<std::string>& lines, const std::string& line) {
+  return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+// Waits (bounded, 20 s) until `done` holds; the caller asserts on the result.
+template <typename Condition>
+bool Eventually(Condition done) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return true;
+}
+
+// ---- by hand: no service manager --------------------------------------------------------
+
+pid_t Spawn(const std::vector<std::string>& arguments) {
+  std::vector<char*> argv;
+  for (const std::string& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  pid_t pid = -1;
+  return posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) == 0 ? pid : -1;
+}
+
+int ExitStatusOf(pid_t pid) {
+  int status = 0;
+  if (waitpid(pid, &status, 0) != pid) return -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+char ProcessState(pid_t pid) {
+  const std::string stat = ReadAll("/proc/" + std::to_string(pid) + "/stat");
+  const std::size_t paren = stat.rfind(')');
+  return paren != std::string::npos && paren + 2 < stat.size() ? stat[paren + 2] : '?';
+}
+
+TEST(ServiceByHand, RunsInTheForegroundIgnoresPauseAndStopsOnSigterm) {
+  rdx::test::IsolatedEnvironment env;
+  unsetenv("NOTIFY_SOCKET");
+  const std::string record = env.Root() + "/record.log";
+  const pid_t pid = Spawn({kService, "--record", record, "two words"});
+  ASSERT_GT(pid, 0);
+  ASSERT_TRUE(Eventually([&] { return Has(Lines(ReadAll(record)), "run"); })) << ReadAll(record);
+  // Two arguments or fewer from the dispatcher: OnStart sees the command line.
+  EXPECT_EQ(Lines(ReadAll(record)).front(), "start 4 " + kService + "|--record|" + record +
+                                                "|two words");
+
+  for (const int signal : {SIGTSTP, SIGCONT, SIGHUP}) {
+    SCOPED_TRACE(signal);
+    kill(pid, signal);
+    const std::string control = signal == SIGTSTP ? "control 2" : signal == SIGCONT ? "control 3"
+                                                                                     : "control 4";
+    ASSERT_TRUE(Eventually([&] { return Has(Lines(ReadAll(record)), control); }));
+    EXPECT_NE(ProcessState(pid), 'T');  // not suspended
+    EXPECT_EQ(waitpid(pid, nullptr, WNOHANG), 0);  // still running
+  }
+  EXPECT_FALSE(Has(Lines(ReadAll(record)), "stop"));
+
+  kill(pid, SIGTERM);
+  EXPECT_EQ(ExitStatusOf(pid), 0);
+  const std::vector<std::string> lines = Lines(ReadAll(record));
+  EXPECT_EQ(std::vector<std::string>(lines.end() - 3, lines.end()),
+            (std::vector<std::string>{"control 1", "stop", "exit 0"}));
+}
+
+TEST(ServiceByHand, FailingOnStartEndsTheProcessWithItsCodeBeforeRun) {
+  rdx::test::IsolatedEnvironment env;
+  unsetenv("NOTIFY_SOCKET");
+  const std::string record = env.Root() + "/record.log";
+  const pid_t pid = Spawn({kService, "--record", record, "--fail-start", "9"});
+  ASSERT_GT(pid, 0);
+  EXPECT_EQ(ExitStatusOf(pid), 9);
+  const std::vector<std::string> lines = Lines(ReadAll(record));
+  ASSERT_EQ(lines.size(), 2u) << ReadAll(record);
+  EXPECT_EQ(lines[0].rfind("start ", 0), 0u);
+  EXPECT_EQ(lines[1], "exit 9");
+}
+
+class InertService : public WinServiceBase {
+ public:
+  bool OnStart(int, char**) override { return started = true; }
+  void OnStop() override {}
+  bool started = false;
+};
+
+TEST(ServiceByHand, NothingHappensBeforeInitAndTheLastObjectIsTheOneServed) {
+  InertService first;
+  InertService second;
+  EXPECT_EQ(WinServiceBase::myPointerToSelf, &second);
+  // No registered handler: the report reaches nobody.
+  EXPECT_FALSE(second.UpdateService(4));
+  // Not initialised: ServiceMain does nothing.
+  char name[] = "x";
+  char* argv[] = {name, nullptr};
+  WinServiceBase::staticServiceMain(1, argv);
+  EXPECT_FALSE(second.started);
+  InertService copy(second);
+  EXPECT_EQ(WinServiceBase::myPointerToSelf, &copy);
+}
+
+// ---- under systemd ----------------------------------------------------------------------
+
+// Points the service manager at the sandbox for the life of a test.
+struct SandboxEnvironment {
+  rdx::test::IsolatedEnvironment env;
+  explicit SandboxEnvironment(const rdx::test::SystemdSandbox& sandbox) {
+    env.Set("RDX_SYSTEMD_BUS_ADDRESS", sandbox.BusAddress());
+    env.Set("RDX_SYSTEMD_UNIT_DIR", sandbox.UnitDir());
+  }
+};
+
+std::string UnitOf(const std::string& service) {
+  return rdx::services::UnitNameOf(service).value_or("");
+}
+
+std::string StatusTextOf(const std::string& service) {
+  std::uint32_t code = 0;
+  auto bus = rdx::os::SystemdBus::OpenLocal(code);
+  rdx::os::UnitProperties properties;
+  if (bus == nullptr || bus->QueryUnit(UnitOf(service), properties) != 0) return "?";
+  return properties.statusText;
+}
+
+bool Start(WinServiceManager& manager, std::string& error, std::uint32_t& code) {
+  testing::internal::CaptureStdout();
+  const bool started = manager.StartTheService(0, nullptr, code, error);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Service start pending.\n");
+  return started;
+}
+
+std::vector<std::string> ListOf(WinServiceManager& manager, std::uint32_t type,
+                                std::uint32_t state) {
+  std::vector<std::string> names;
+  std::string error;
+  EXPECT_TRUE(manager.GetListOfServices(names, error, type, state)) << error;
+  return names;
+}
+
+TEST(ServiceOnSystemd, InstallStartPauseStopReconfigureListUninstall) {
+  RDX_USE_SYSTEMD_SANDBOX(sandbox);
+  SandboxEnvironment env(*sandbox);
+  const std::string name = "Rendix Test/Main \"one\"";
+  const std::string record = sandbox->Root() + "/tmp/rdx-main.log";
+  const std::string unitFile = sandbox->UnitDir() + "/" + UnitOf(name);
+  WinServiceManager manager;
+  std::string error;
+  ASSERT_TRUE(manager.Init(" LOCALHOST ", name,
+                           "\"" + kService + "\" --record /tmp/rdx-main.log \"two words\" 100%",
+                           error))
+      << error;
+  EXPECT_EQ(manager.QueryState(), kNoState);
+  EXPECT_EQ(manager.QueryExitCode(), kNoState);
+  ASSERT_TRUE(manager.InstallService(error)) << error;
+  EXPECT_TRUE(fs::exists(unitFile));
+  EXPECT_EQ(manager.QueryState(), 1u);
+  EXPECT_EQ(manager.QueryExitCode(), 0u);
+  EXPECT_FALSE(manager.InstallService(error));
+  EXPECT_EQ(error, "The specified service already exists.");
+
+  std::uint32_t code = 0;
+  ASSERT_TRUE(Start(manager, error, code)) << error << " " << code;
+  EXPECT_EQ(manager.QueryState(), 4u);
+  EXPECT_EQ(StatusTextOf(name), "Running");
+  std::vector<std::string> lines = Lines(ReadAll(record));
+  ASSERT_FALSE(lines.empty());
+  // The unit's command line came through ExecStart's quoting to OnStart unchanged.
+  EXPECT_EQ(lines.front(), "start 5 " + kService + "|--record|/tmp/rdx-main.log|two words|100%");
+  EXPECT_FALSE(manager.StartTheService(0, nullptr, code, error));
+  EXPECT_EQ(code, 1056u);
+  EXPECT_EQ(error, "An instance of the service is already running.");
+
+  // Pause (SIGTSTP) reaches the handler and changes nothing.
+  {
+    std::uint32_t openCode = 0;
+    auto bus = rdx::os::SystemdBus::OpenLocal(openCode);
+    ASSERT_NE(bus, nullptr);
+    ASSERT_EQ(bus->KillMainProcess(UnitOf(name), SIGTSTP), 0u);
+  }
+  ASSERT_TRUE(Eventually([&] { return Has(Lines(ReadAll(record)), "control 2"); }));
+  EXPECT_EQ(manager.QueryState(), 4u);
+  EXPECT_EQ(StatusTextOf(name), "Running");
+
+  ASSERT_TRUE(manager.StopTheService(error)) << error;
+  ASSERT_TRUE(Eventually([&] { return manager.QueryState() == 1u; }));
+  lines = Lines(ReadAll(record));
+  EXPECT_TRUE(Has(lines, "control 1"));
+  EXPECT_EQ(lines.back(), "exit 0");
+  EXPECT_EQ(manager.QueryExitCode(), 0u);
+  EXPECT_FALSE(manager.StopTheService(error));
+  EXPECT_EQ(error, "The service has not been started.");
+
+  // Reconfigured: another command line, started at boot; the exit code outlives the process.
+  manager.SetBinaryPath("\"" + kService + "\" --record /tmp/rdx-main.log --stop-exit 7");
+  manager.SetStartType(2);
+  ASSERT_TRUE(manager.ChangeServiceConfiguration(error)) << error;
+  EXPECT_NE(ReadAll(unitFile).find("\"--stop-exit\" \"7\""), std::string::npos);
+  EXPECT_NE(ReadAll(unitFile).find("Description=Rendix Test/Main \"one\""), std::string::npos);
+  const std::string wants = sandbox->UnitDir() + "/multi-user.target.wants/" + UnitOf(name);
+  EXPECT_TRUE(fs::is_symlink(wants));
+  ASSERT_TRUE(Start(manager, error, code)) << error;
+  ASSERT_TRUE(manager.StopTheService(error)) << error;
+  ASSERT_TRUE(Eventually([&] { return manager.QueryState() == 1u; }));
+  EXPECT_EQ(manager.QueryExitCode(), 7u);
+
+  EXPECT_TRUE(Has(ListOf(manager, 48, 3), name));
+  EXPECT_TRUE(Has(ListOf(manager, 16, 2), name));
+  EXPECT_FALSE(Has(ListOf(manager, 48, 1), name));  // not active
+  EXPECT_TRUE(Has(ListOf(manager, 48, 1), "dbus"));  // the sandbox's own bus is
+  EXPECT_TRUE(ListOf(manager, 1, 3).empty());        // kernel drivers: none here
+
+  ASSERT_TRUE(manager.UninstallService(error)) << error;
+  EXPECT_FALSE(fs::exists(unitFile));
+  EXPECT_FALSE(fs::is_symlink(wants));
+  EXPECT_EQ(manager.QueryState(), kNoState);
+  EXPECT_FALSE(manager.UninstallService(error));
+  EXPECT_EQ(error, "The specified service does not exist as an installed service.");
+  EXPECT_FALSE(Has(ListOf(manager, 48, 3), name));
+}
+
+TEST(ServiceOnSystemd, FailingOnStartLeavesTheServiceStoppedWithItsExitCode) {
+  RDX_USE_SYSTEMD_SANDBOX(sandbox);
+  SandboxEnvironment env(*sandbox);
+  const std::string record = sandbox->Root() + "/tmp/rdx-fail.log";
+  WinServiceManager manager;
+  std::string error;
+  ASSERT_TRUE(manager.Init("127.0.0.2", "Rendix Test Failing",
+                           kService + " --record /tmp/rdx-fail.log --fail-start 42", error))
+      << error;
+  ASSERT_TRUE(manager.InstallService(error)) << error;
+  std::uint32_t code = 0;
+  error = "untouched";
+  EXPECT_FALSE(Start(manager, error, code));
+  EXPECT_EQ(error, "untouched");
+  EXPECT_EQ(manager.QueryState(), 1u);
+  EXPECT_EQ(manager.QueryExitCode(), 42u);
+  const std::vector<std::string> lines = Lines(ReadAll(record));
+  ASSERT_EQ(lines.size(), 2u) << ReadAll(record);
+  EXPECT_EQ(lines[0].rfind("start 5 ", 0), 0u);
+  EXPECT_EQ(lines[1], "exit 42");  // Run was never called
+  EXPECT_TRUE(manager.UninstallService(error)) << error;
+  EXPECT_EQ(manager.QueryState(), kNoState);
+}
+
+TEST(ServiceOnSystemd, OddNamesRoundTripAndFailedInstallsLeaveNothing) {
+  RDX_USE_SYSTEMD_SANDBOX(sandbox);
+  SandboxEnvironment env(*sandbox);
+  const std::vector<std::string> names = {"RdxOdd a b", "RdxOdd/slash", "RdxOdd \"q\" 'x'",
+                                          "RdxOdd \xc3\xa9\xff", "RdxOdd-dash\\back"};
+  WinServiceManager manager;
+  std::string error;
+  for (const std::string& name : names) {
+    SCOPED_TRACE(name);
+    ASSERT_TRUE(manager.Init(GetHostName(), name, kService, error)) << error;
+    ASSERT_TRUE(manager.InstallService(error)) << error;
+    EXPECT_EQ(manager.QueryState(), 1u);
+  }
+  std::vector<std::string> listed = ListOf(manager, 48, 3);
+  for (const std::string& name : names) EXPECT_TRUE(Has(listed, name)) << name;
+
+  ASSERT_TRUE(manager.UninstallServiceStartsWith("rdxODD", error)) << error;
+  listed = ListOf(manager, 48, 3);
+  for (const std::string& name : names) {
+    EXPECT_FALSE(Has(listed, name)) << name;
+    EXPECT_FALSE(fs::exists(sandbox->UnitDir() + "/" + UnitOf(name))) << name;
+  }
+
+  const auto unitFiles = [&] {
+    std::vector<std::string> files;
+    for (const auto& entry : fs::directory_iterator(sandbox->UnitDir())) {
+      files.push_back(entry.path().filename().string());
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+  };
+  const std::vector<std::string> before = unitFiles();
+  const struct {
+    const char* label;
+    std::string name;
+    std::string binary;
+    std::string unitDir;
+    std::string error;
+  } rows[] = {
+      {"systemd refuses the program", "RdxBad relative", "relative/program", "",
+       "The parameter is incorrect."},
+      {"blank program", "RdxBad blank", "  ", "", "The parameter is incorrect."},
+      {"name too long", std::string(100, ' '), kService, "",
+       "The filename, directory name, or volume label syntax is incorrect."},
+      {"unit folder under a file", "RdxBad folder", kService,
+       env.env.WriteFile(env.env.Root() + "/plain-file", "x") + "/units",
+       "The system cannot find the path specified."},
+      {"missing unit folder", "RdxBad missing", kService, env.env.Root() + "/no/such",
+       "The system cannot find the path specified."},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    env.env.Set("RDX_SYSTEMD_UNIT_DIR", row.unitDir.empty() ? sandbox->UnitDir() : row.unitDir);
+    ASSERT_TRUE(manager.Init("localhost", row.name, row.binary, error)) << error;
+    error.clear();
+    EXPECT_FALSE(manager.InstallService(error));
+    EXPECT_EQ(error, row.error);
+    EXPECT_EQ(manager.QueryState(), kNoState);
+    EXPECT_EQ(unitFiles(), before);
+  }
+  EXPECT_FALSE(fs::exists(env.env.Root() + "/no"));
+
+  // Root writes anywhere it may, so a read-only file system is what refuses it: the sandbox's
+  // /usr is this machine's, mounted read-only there. (Checked first, so that nothing could
+  // ever be written into the real /usr.)
+  const std::string readOnly = sandbox->Root() + "/usr/share";
+  struct statvfs info {};
+  ASSERT_EQ(statvfs(readOnly.c_str(), &info), 0);
+  ASSERT_NE(info.f_flag & ST_RDONLY, 0u);
+  env.env.Set("RDX_SYSTEMD_UNIT_DIR", readOnly);
+  ASSERT_TRUE(manager.Init("localhost", "RdxBad read-only", kService, error)) << error;
+  EXPECT_FALSE(manager.InstallService(error));
+  EXPECT_EQ(error, "Access is denied.");
+  EXPECT_EQ(manager.QueryState(), kNoState);
+}
+
+TEST(ServiceOnSystemd, ThisMachineByAnyNameAndAnotherOverTheRemoteTransport) {
+  RDX_USE_SYSTEMD_SANDBOX(sandbox);
+  SandboxEnvironment env(*sandbox);
+  WinServiceManager manager;
+  std::string error;
+  for (const std::string& machine : {std::string(" LOCALHOST "), std::string("127.0.0.2"),
+                                     GetHostName(), std::string("")}) {
+    SCOPED_TRACE(machine);
+    ASSERT_TRUE(manager.Init(machine, "Rendix Test Local", kService, error)) << error;
+    EXPECT_TRUE(Has(ListOf(manager, 48, 1), "dbus"));
+  }
+  // Closed, the handle stays: calls fail on it rather than asking for Init.
+  EXPECT_TRUE(manager.Close());
+  EXPECT_EQ(manager.QueryState(), kNoState);
+  EXPECT_FALSE(manager.InstallService(error));
+  EXPECT_EQ(error, "The handle is invalid.");
+
+  // Another machine: ssh (the stand-in) runs systemd-stdio-bridge and the unit file commands
+  // inside the sandbox, whose bus and folders are not those the environment names.
+  env.env.Set("PATH", std::string(RDX_SYSTEMD_SANDBOX_DIR) + ":" + std::getenv("PATH"));
+  env.env.Set("RDX_SANDBOX_LEADER", std::to_string(sandbox->Leader()));
+  env.env.Set("RDX_SYSTEMD_BUS_ADDRESS", "unix:path=/nonexistent");
+  env.env.Set("RDX_SYSTEMD_UNIT_DIR", env.env.Root() + "/nonexistent");
+  const std::string name = "Rendix Test Remote";
+  ASSERT_TRUE(manager.Init("sandbox-peer", name, kService + " --record /tmp/rdx-remote.log",
+                           error))
+      << error;
+  ASSERT_TRUE(manager.InstallService(error)) << error;
+  EXPECT_TRUE(fs::exists(sandbox->UnitDir() + "/" + UnitOf(name)));
+  std::uint32_t code = 0;
+  ASSERT_TRUE(Start(manager, error, code)) << error;
+  EXPECT_EQ(manager.QueryState(), 4u);
+  ASSERT_TRUE(manager.StopTheService(error)) << error;
+  ASSERT_TRUE(Eventually([&] { return manager.QueryState() == 1u; }));
+  manager.SetStartType(4);  // disabled: refuses to start
+  ASSERT_TRUE(manager.ChangeServiceConfiguration(error)) << error;
+  EXPECT_FALSE(manager.StartTheService(0, nullptr, code, error));
+  EXPECT_EQ(code, 1058u);
+  ASSERT_TRUE(manager.UninstallService(error)) << error;
+  EXPECT_FALSE(fs::exists(sandbox->UnitDir() + "/" + UnitOf(name)));
+  EXPECT_EQ(manager.QueryState(), kNoState);
+
+  EXPECT_FALSE(manager.Init("unreachable-peer", name, kService, error));
+  EXPECT_EQ(error, "The RPC server is unavailable.");
+  EXPECT_FALSE(manager.InstallService(error));
+  EXPECT_EQ(error, "Init has not been done");
+}
+
+}  // namespace
