@@ -32,12 +32,14 @@
 #include <rdx/remote/RpcStatus.h>
 
 // Platform services: XML documents, system information, buffer allocators.
+#include <rdx/platform/BufferAllocatorFunctions.h>
 #include <rdx/platform/DummyAllocator.h>
 #include <rdx/platform/IBufferAllocator.h>
 #include <rdx/platform/PropertyLookUp.h>
 #include <rdx/platform/SimpleBufferPool.h>
 #include <rdx/platform/SpecialFolderPath.h>
 #include <rdx/platform/SystemInformation.h>
+#include <rdx/platform/UtilityFunctions.h>
 #include <rdx/platform/XMLProperties.h>
 
 // Application host.
