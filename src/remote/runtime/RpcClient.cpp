@@ -172,31 +172,82 @@ std::uint16_t EnsureContext(Binding& b, const SyntaxId& syntax) {
                                                      : os::kRpcUnsupportedTransferSyntax);
 }
 
-void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
-          std::span<const std::uint8_t> request, const ResponseReader& read) {
-  if (!b.stream) Connect(b);
-  const std::uint16_t contextId = EnsureContext(b, syntax);
-  const std::uint32_t callId = b.nextCallId++;
-  if (b.stream->SendCall(PduType::kRequest, callId, contextId, opnum, request,
-                         b.fragmentSize) != os::IoResult::kOk) {
-    Fail(b, os::kRpcCallFailedDidNotExecute);
+// The response stub data of one call, assembled in the binding's reply buffer. The buffer
+// keeps its size from call to call and `used` says how much of it is this answer, so warm
+// bytes are neither zeroed nor copied again.
+class ReplyAssembly {
+ public:
+  explicit ReplyAssembly(Binding& b) : b_(b), stub_(b.reply) {}
+
+  // Sizes the buffer for an answer announced as `allocHint` bytes, when it is smaller.
+  void Expect(std::uint32_t allocHint) {
+    const std::size_t hint = std::min<std::size_t>(allocHint, kReserveCeiling);
+    if (stub_.capacity() >= hint) return;
+    std::vector<std::uint8_t>().swap(stub_);  // nothing in it is needed
+    stub_.reserve(hint);
+    os::AdviseLargePages(stub_.data(), stub_.capacity());
   }
-  // The reply buffer keeps its size from call to call and `used` says how much of it is
-  // this answer, so warm bytes are neither zeroed nor copied again.
-  std::vector<std::uint8_t>& stub = b.reply;
-  std::size_t used = 0;
-  auto room = [&](std::size_t more) {
-    if (more > kMaxResponseStub - used) Fail(b, os::kRpcProtocolError);
-    if (stub.size() >= used + more) return;
-    if (stub.capacity() < used + more) {
-      stub.resize(used);  // what lies beyond is stale: not worth copying
-      stub.reserve(std::max(used + more, 2 * stub.capacity()));
+
+  // Makes `more` bytes writable at End(); an answer past the ceiling is a protocol error.
+  void MakeRoom(std::size_t more) {
+    if (more > kMaxResponseStub - used_) Fail(b_, os::kRpcProtocolError);
+    if (stub_.size() >= used_ + more) return;
+    if (stub_.capacity() < used_ + more) {
+      stub_.resize(used_);  // what lies beyond is stale: not worth copying
+      stub_.reserve(std::max(used_ + more, 2 * stub_.capacity()));
     }
-    stub.resize(used + more);
-  };
-  bool first = true;
-  bool bigEndian = false;  // the answer's integer order, fixed by its first fragment
-  for (;;) {
+    stub_.resize(used_ + more);
+  }
+
+  void Append(std::span<const std::uint8_t> bytes) {
+    MakeRoom(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), End());
+    used_ += bytes.size();
+  }
+
+  std::uint8_t* End() { return stub_.data() + used_; }
+  void Placed(std::size_t bytes) { used_ += bytes; }
+  std::span<const std::uint8_t> View() const { return {stub_.data(), used_}; }
+
+ private:
+  Binding& b_;
+  std::vector<std::uint8_t>& stub_;
+  std::size_t used_ = 0;
+};
+
+// After a first fragment of a large answer, the rest most likely comes in fragments of its
+// size: their stub data is read straight into place. Anything unexpected is left to the
+// caller's fragment loop. Room is made a slice at a time: an alloc_hint is only a hint, and
+// memory is not touched for bytes that may never come. Sets `last` when the answer ended.
+void ReceiveRunInPlace(Binding& b, std::uint32_t callId, const PduHeader& first,
+                       std::size_t firstStubBytes, std::size_t expected,
+                       ReplyAssembly& reply, bool& last) {
+  const std::size_t slice =
+      std::max<std::size_t>(1, kRunSlice / firstStubBytes) * firstStubBytes;
+  for (std::size_t left = expected - firstStubBytes; left > 0 && !last;) {
+    FragmentRun run;
+    run.callId = callId;
+    run.bigEndian = first.BigEndian();
+    run.fragLength = first.fragLength;
+    run.endsCall = left <= slice;
+    run.stubBytes = std::min(left, slice);
+    reply.MakeRoom(run.stubBytes);
+    std::size_t placed = 0;
+    const auto r = b.stream->ReceiveRun(run, reply.End(), placed, last, -1);
+    if (r != PduStream::Result::kPdu) Fail(b, os::kRpcCallFailed);
+    reply.Placed(placed);
+    if (placed < run.stubBytes) return;  // the rest goes the ordinary way
+    left -= placed;
+  }
+}
+
+// Reads the fragments answering call `callId` until the last one and returns the response
+// stub data, viewed in the binding's reply buffer; `bigEndian` is the integer order the
+// answer declared. Raises the status a fault stands for; fails on anything malformed.
+std::span<const std::uint8_t> ReceiveResponse(Binding& b, std::uint32_t callId,
+                                              bool& bigEndian) {
+  ReplyAssembly reply(b);
+  for (bool first = true;; first = false) {
     PduHeader header;
     std::span<const std::uint8_t> pdu;
     ReadAnswer(b, callId, os::kRpcCallFailed, header, pdu);
@@ -217,47 +268,31 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
         first != ((header.flags & kFirstFragment) != 0)) {
       Fail(b, os::kRpcProtocolError);
     }
-    const std::size_t hint = std::min<std::size_t>(body.allocHint, kReserveCeiling);
-    if (first && stub.capacity() < hint) {
-      std::vector<std::uint8_t>().swap(stub);  // nothing in it is needed
-      stub.reserve(hint);
-      os::AdviseLargePages(stub.data(), stub.capacity());
-    }
-    room(body.stub.size());
-    std::copy(body.stub.begin(), body.stub.end(), stub.begin() + std::ptrdiff_t(used));
-    used += body.stub.size();
+    if (first) reply.Expect(body.allocHint);
+    reply.Append(body.stub);
     bool last = (header.flags & kLastFragment) != 0;
+    const std::size_t expected = std::min<std::size_t>(body.allocHint, kReserveCeiling);
     if (first && !last && header.authLength == 0 && !body.stub.empty() &&
-        hint > body.stub.size() &&
+        expected > body.stub.size() &&
         header.fragLength == kCallHeaderSize + body.stub.size()) {
-      // The rest of a large answer most likely comes in fragments of this one's size: read
-      // their stub data straight into place. Anything unexpected is left to the loop.
-      // Room is made a slice at a time: an alloc_hint is only a hint, and memory is not
-      // touched for bytes that may never come.
-      const std::size_t capacity = body.stub.size();
-      const std::size_t slice = std::max<std::size_t>(1, kRunSlice / capacity) * capacity;
-      for (std::size_t left = hint - capacity; left > 0 && !last;) {
-        FragmentRun run;
-        run.callId = callId;
-        run.bigEndian = bigEndian;
-        run.fragLength = header.fragLength;
-        run.endsCall = left <= slice;
-        run.stubBytes = std::min(left, slice);
-        room(run.stubBytes);
-        std::size_t placed = 0;
-        const auto r = b.stream->ReceiveRun(run, stub.data() + used, placed, last, -1);
-        if (r != PduStream::Result::kPdu) Fail(b, os::kRpcCallFailed);
-        used += placed;
-        if (placed < run.stubBytes) break;  // the rest goes the ordinary way
-        left -= placed;
-      }
+      ReceiveRunInPlace(b, callId, header, body.stub.size(), expected, reply, last);
     }
-    first = false;
-    if (last) {
-      read(std::span<const std::uint8_t>(stub.data(), used), bigEndian);
-      return;
-    }
+    if (last) return reply.View();
   }
+}
+
+void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
+          std::span<const std::uint8_t> request, const ResponseReader& read) {
+  if (!b.stream) Connect(b);
+  const std::uint16_t contextId = EnsureContext(b, syntax);
+  const std::uint32_t callId = b.nextCallId++;
+  if (b.stream->SendCall(PduType::kRequest, callId, contextId, opnum, request,
+                         b.fragmentSize) != os::IoResult::kOk) {
+    Fail(b, os::kRpcCallFailedDidNotExecute);
+  }
+  bool bigEndian = false;
+  const std::span<const std::uint8_t> response = ReceiveResponse(b, callId, bigEndian);
+  read(response, bigEndian);
 }
 
 }  // namespace
