@@ -1,6 +1,6 @@
 #include <rdx/platform/XMLProperties.h>
 
-#include "platform/xml/XMLPropertiesInspector.h"
+#include "platform/XMLPropertiesState.h"
 
 #include <gtest/gtest.h>
 
@@ -9,13 +9,17 @@
 #include <string>
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
+
+// The status is cleared, not filled, on failure: the text of the last failure is read here.
+struct XMLPropertiesTestPeer {
+  static std::string LastFailure(const XMLProperties& xml) { return xml.dom_->lastFailure; }
+};
+
 namespace {
 
 constexpr std::uint32_t kNone = 4294967295u;
 
-std::string LastFailure(const XMLProperties& xml) {
-  return rdx::xml::XMLPropertiesInspector::LastFailure(xml);
-}
+std::string LastFailure(const XMLProperties& xml) { return XMLPropertiesTestPeer::LastFailure(xml); }
 
 TEST(XMLProperties, ParsesAsTheWindowsDomDoesAndExplainsRefusals) {
   struct Row { const char* xml; std::uint32_t rootChildren; const char* rootText; };

@@ -20,8 +20,8 @@ class IRDXApplication;
 
 extern "C" {
 
-// The process's one application object, created on the first call. Make the first call from
-// one thread: concurrent first callers are not kept from creating one each.
+// The process's one application object, created on the first call; null when it cannot be
+// created. Concurrent first callers all get the same object.
 RDX_API QUORVAN::Rendix::Global::IRDXApplication* GetRDXApplicationObject();
 // Deletes the application object for every caller; the next Get makes a new, empty one.
 RDX_API void DestroyRDXApplicationObject();
