@@ -28,7 +28,6 @@ TEST(XMLProperties, ParsesAsTheWindowsDomDoesAndExplainsRefusals) {
       {"<a><!-- c --><b/></a>", 2, ""},  // comments are children
       {"<a>x<b>y<c>z</c></b><![CDATA[<w>]]><!--no--> z </a>", 5, "xyz<w> z "},
       {"<?xml version=\"1.0\"?>\n<!-- lead -->\n<a>&lt;&amp;</a>", 1, "<&"},
-      {"<a>&#65;&#x42;&amp;lt;&apos;&#xE9;</a>", 1, "AB&lt;'\xC3\xA9"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.xml);
@@ -38,10 +37,9 @@ TEST(XMLProperties, ParsesAsTheWindowsDomDoesAndExplainsRefusals) {
     EXPECT_EQ(xml.getNodeTextFrom("/*", "unwanted"), row.rootText[0] ? row.rootText : "unwanted");
   }
   using namespace std::string_literals;
+  // Each kind of refusal once; bad references are XmlDocumentTest's.
   for (const std::string& bad : {"not xml"s, "   "s, "<a/><b/>"s, "<a/>y"s, "<a b='1' b='2'/>"s,
-                                 "<a><b></a></b>"s, "<a>\0</a>"s, "<a>&nbsp;</a>"s,
-                                 "<a>x & y</a>"s, "<a>&#0;</a>"s, "<a>&#x110000;</a>"s,
-                                 "<a b='&amp'/>"s, "<a b='<'/>"s}) {
+                                 "<a><b></a></b>"s, "<a>\0</a>"s, "<a>x & y</a>"s}) {
     SCOPED_TRACE(bad);
     XMLProperties xml;
     ASSERT_TRUE(xml.init("<seed/>"));
