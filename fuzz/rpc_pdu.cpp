@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   rdx::rpc::ServerAnswer answer;
   while (input.size() >= rdx::rpc::kHeaderSize) {
     rdx::rpc::PduHeader header;
-    rdx::rpc::DecodeHeader(input, header);
+    if (!rdx::rpc::DecodeHeader(input, header)) break;
     // A short frag_length closes the connection; an unfinished PDU would wait for more.
     if (header.fragLength < rdx::rpc::kHeaderSize || header.fragLength > input.size()) break;
     const auto pdu = input.first(header.fragLength);

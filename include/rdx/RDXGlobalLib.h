@@ -37,12 +37,14 @@
 
 // Platform services: XML documents, system information, the service framework, buffer
 // allocators.
+#include <rdx/platform/BufferAllocatorFunctions.h>
 #include <rdx/platform/DummyAllocator.h>
 #include <rdx/platform/IBufferAllocator.h>
 #include <rdx/platform/PropertyLookUp.h>
 #include <rdx/platform/SimpleBufferPool.h>
 #include <rdx/platform/SpecialFolderPath.h>
 #include <rdx/platform/SystemInformation.h>
+#include <rdx/platform/UtilityFunctions.h>
 #include <rdx/platform/WinServiceBase.h>
 #include <rdx/platform/WinServiceManager.h>
 #include <rdx/platform/XMLProperties.h>

@@ -11,7 +11,7 @@
 namespace QUORVAN::Rendix::Global {
 namespace {
 
-namespace Utility = QUORVAN::Rendix::GeneralUtilityLib;
+namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
 
 const char* const kConfigurationFile = "Global.RXConfig";
 
@@ -30,12 +30,12 @@ int RDXApplication::Initialize(std::string* message) {
     if (framework_ == nullptr) {
       // Read without entering the name: asking must not add a property.
       const NameValueMap& properties = properties_;
-      if (Utility::StringUtility::toBoolean(properties["Initialize_GF"], false)) {
+      if (gul::StringUtility::toBoolean(properties["Initialize_GF"], false)) {
         InitializeGeoframe();  // the outcome does not depend on it
       }
     }
     if (message != nullptr) {
-      *message = (Utility::doesFileExist(configurationPath_) ? "Configuration read from "
+      *message = (gul::doesFileExist(configurationPath_) ? "Configuration read from "
                                                             : "No configuration file at ") +
                  configurationPath_;
     }
@@ -47,7 +47,7 @@ int RDXApplication::Initialize(std::string* message) {
 
 int RDXApplication::LoadConfigFile() {
   configurationPath_ =
-      Utility::GetSpecialFolderPath(Utility::SpecialFolderPath::UserProductAppData) +
+      gul::GetSpecialFolderPath(gul::SpecialFolderPath::UserProductAppData) +
       kConfigurationFile;
   // A missing or malformed file leaves the overrides empty: the system folders apply.
   folderOverrides_.LoadXml(configurationPath_, "//FolderPathOverride");
@@ -75,8 +75,8 @@ std::string RDXApplication::GetSpecialFolderPath(SpecialFolderNameEnum folder) {
       answer = overrides["DefaultLogs"];
     }
     if (answer.empty()) {
-      answer = Utility::GetSpecialFolderPath(
-          static_cast<Utility::SpecialFolderPath::SpecialFolder>(folder));
+      answer = gul::GetSpecialFolderPath(
+          static_cast<gul::SpecialFolderPath::SpecialFolder>(folder));
     }
     // An override may be written with Windows separators; either counts as the trailing one.
     if (answer.empty() || (answer.back() != '/' && answer.back() != '\\')) answer += '/';
@@ -139,9 +139,9 @@ extern "C" {
 QUORVAN::Rendix::Global::IRDXApplication* GetRDXApplicationObject() {
   if (auto* existing = gApplication.load()) return existing;
   try {
-    // A lock made afresh for each call, as the product has always done: it marks creation but
-    // does not keep concurrent first callers apart. Should two of them both create, one object
-    // is installed and the other dropped, so every caller gets the same one.
+    // The lock is made afresh for each call, so it keeps no callers apart; the exchange below
+    // does: should two first callers both create, one object is installed and the other
+    // deleted, so every caller gets the same one.
     std::mutex creation;
     std::lock_guard<std::mutex> entered(creation);
     if (gApplication.load() == nullptr) {

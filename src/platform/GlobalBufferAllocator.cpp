@@ -1,7 +1,8 @@
 // The process-wide buffer allocator and the plain process utilities.
-#include <rdx/application/ExportedFunctions.h>
+#include <rdx/platform/BufferAllocatorFunctions.h>
 #include <rdx/platform/DummyAllocator.h>
 #include <rdx/platform/SimpleBufferPool.h>
+#include <rdx/platform/UtilityFunctions.h>
 
 #include "platform/os/HostInfo.h"
 

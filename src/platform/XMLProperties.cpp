@@ -3,7 +3,7 @@
 
 #include <rdx/foundation/StringUtility.h>
 
-#include "platform/xml/XMLPropertiesInspector.h"
+#include "platform/XMLPropertiesState.h"
 #include "platform/xml/XmlDocument.h"
 
 #include <filesystem>
@@ -15,13 +15,6 @@ namespace {
 constexpr std::uint32_t kNoCount = 0xFFFFFFFF;
 constexpr const char* kGenericFailure = "Undefined error;  Exception caught";
 
-// One slot per document, shared by every copy of the XMLProperties that created it. `init`
-// puts a new document into the slot, so copies see what any of them loaded; nodes of the
-// previous document stay valid for whoever still holds them.
-struct DocumentSlot {
-  std::shared_ptr<rdx::xml::Document> document = std::make_shared<rdx::xml::Document>();
-};
-
 bool NamesExistingEntry(const std::string& source) {
   if (source.find('\0') != std::string::npos) return false;  // not a path the system can name
   std::error_code code;
@@ -29,15 +22,6 @@ bool NamesExistingEntry(const std::string& source) {
 }
 
 }  // namespace
-
-struct XMLProperties::Dom {
-  std::shared_ptr<DocumentSlot> slot = std::make_shared<DocumentSlot>();
-  rdx::xml::NodeRef current;
-  std::shared_ptr<rdx::xml::NodeList> nodeList;
-  // The text of the last failure. The status is only cleared on failure, so this is where
-  // the reason can still be read (by tests and diagnostics).
-  std::string lastFailure;
-};
 
 // Failures leave a cleared status behind and nothing else; callers go by the return value.
 void XMLProperties::Fail(const std::string& message) {
@@ -260,17 +244,3 @@ PropertyLookUp getNodeSetAsLookUp(XMLProperties& xml, const std::string& xpath) 
 }
 
 }  // namespace QUORVAN::Rendix::GeneralUtilityLib
-
-namespace rdx::xml {
-
-std::string XMLPropertiesInspector::LastFailure(
-    const QUORVAN::Rendix::GeneralUtilityLib::XMLProperties& properties) {
-  return properties.dom_->lastFailure;
-}
-
-std::uint64_t XMLPropertiesInspector::TreeWalks(
-    const QUORVAN::Rendix::GeneralUtilityLib::XMLProperties& properties) {
-  return properties.dom_->slot->document->IndexBuilds();
-}
-
-}  // namespace rdx::xml

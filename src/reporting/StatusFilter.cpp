@@ -7,7 +7,7 @@
 namespace QUORVAN::Rendix::Global {
 namespace {
 
-namespace Utility = QUORVAN::Rendix::GeneralUtilityLib;
+namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
 
 const char* const kSection = "//StatusFilter";
 
@@ -33,13 +33,13 @@ int StatusFilter::Initialize(const std::string& xml) {
     }
     const NameValueMap& lookup = settings;
     if (lookup.Exists("ExcludeMatch")) {
-      for (const std::string& pattern : Utility::split(lookup["ExcludeMatch"], ";,\r\n")) {
+      for (const std::string& pattern : gul::split(lookup["ExcludeMatch"], ";,\r\n")) {
         excludePatterns_[pattern];
       }
     }
     if (lookup.Exists("ExcludeIfMessageHasPipes")) {
       excludeIfMessageHasPipes_ =
-          Utility::StringUtility::toBoolean(lookup["ExcludeIfMessageHasPipes"], false);
+          gul::StringUtility::toBoolean(lookup["ExcludeIfMessageHasPipes"], false);
     }
     return 1;
   } catch (...) {
@@ -49,9 +49,9 @@ int StatusFilter::Initialize(const std::string& xml) {
 
 std::string StatusFilter::Clean(const std::string& statusXml) {
   try {
-    Utility::Status in;
+    gul::Status in;
     in.Append(statusXml);
-    Utility::Status out;
+    gul::Status out;
     EliminateUnwantedItems(in, out, excludePatterns_);
     if (out.items.empty()) return "";
     return out.ToString(nullptr);
@@ -60,16 +60,16 @@ std::string StatusFilter::Clean(const std::string& statusXml) {
   }
 }
 
-int StatusFilter::EliminateUnwantedItems(const Utility::Status& in, Utility::Status& out,
+int StatusFilter::EliminateUnwantedItems(const gul::Status& in, gul::Status& out,
                                          NameValueMap& patterns) {
-  for (const Utility::StatusItem& item : in.items) {
+  for (const gul::StatusItem& item : in.items) {
     if (item.id != 0) {
       out.Append(item);
       continue;
     }
     bool excluded = false;
     for (const auto& pattern : patterns) {
-      if (Utility::matchString(item.source, pattern.first, true).first != std::string::npos) {
+      if (gul::matchString(item.source, pattern.first, true).first != std::string::npos) {
         excluded = true;
         break;
       }

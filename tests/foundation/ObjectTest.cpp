@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,35 +53,47 @@ TEST(Object, ReportsGoToTheStatusReporterAsStatusXml) {
   object.Report("Src", "%d items", 5);
   EXPECT_EQ(object.SetErrorHandler(&errorHandler), 0);
   EXPECT_EQ(object.SetStatusReporter(&statusReporter), 0);
-  object.Report(nullptr, "%d items", 5);
-  object.Report("Src", nullptr);
-  object.Report("Long", "%s", std::string(6000, 'm').c_str());
-  object.Current().Append(0x10, "Could not open.", "Proxy.Open", "path");
-  object.ReportStatus();
-  object.ReportStatus();  // not cleared by reporting it
+  EXPECT_TRUE(statusReporter.lines.empty());
   Status other;
   other.Append(1, "other", "Elsewhere", "");
-  EXPECT_EQ(object.Report(other), 1);
-  EXPECT_EQ(object.GetStatus().items.size(), 1u);  // Report(status) leaves its own alone
-  Component(object).Report("Copy", "shares the reporter");
-
-  EXPECT_TRUE(errorHandler.lines.empty());
-  const auto& lines = statusReporter.lines;
-  ASSERT_EQ(lines.size(), 7u);
-  EXPECT_EQ(lines[1], "");  // a null format sends the empty status
-  EXPECT_EQ(lines[3], lines[4]);
-  const std::pair<std::size_t, StatusItem> items[] = {
-      {0, {0, "5 items", "", ""}},
-      {2, {0, std::string(4999, 'm'), "Long", ""}},
-      {3, {0x10, "Could not open.", "Proxy.Open", "path"}},
-      {5, {1, "other", "Elsewhere", ""}},
-      {6, {0, "shares the reporter", "Copy", ""}}};
-  for (const auto& [line, item] : items) {
-    SCOPED_TRACE(line);
+  const StatusItem own{0x10, "Could not open.", "Proxy.Open", "path"};
+  // Rows run in order on the one object; each sends one line, "" when no item is given.
+  const struct Row {
+    const char* name;
+    std::function<void()> report;
+    std::optional<StatusItem> item;
+  } rows[] = {
+      {"formatted", [&] { object.Report(nullptr, "%d items", 5); },
+       StatusItem{0, "5 items", "", ""}},
+      {"null format", [&] { object.Report("Src", nullptr); }, std::nullopt},
+      {"message cut", [&] { object.Report("Long", "%s", std::string(6000, 'm').c_str()); },
+       StatusItem{0, std::string(4999, 'm'), "Long", ""}},
+      {"own status",
+       [&] {
+         object.Current().Append(own.id, own.message, own.source, own.details);
+         object.ReportStatus();
+       },
+       own},
+      {"own status again: not cleared", [&] { object.ReportStatus(); }, own},
+      {"another status", [&] { EXPECT_EQ(object.Report(other), 1); }, other.items[0]},
+      {"through a copy", [&] { Component(object).Report("Copy", "shares the reporter"); },
+       StatusItem{0, "shares the reporter", "Copy", ""}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    statusReporter.lines.clear();
+    row.report();
+    ASSERT_EQ(statusReporter.lines.size(), 1u);
+    if (!row.item) {
+      EXPECT_EQ(statusReporter.lines[0], "");
+      continue;
+    }
     Status parsed;
-    ASSERT_TRUE(parsed.Append(lines[line]));
-    rdx::test::ExpectSameItems(parsed.items, {item});
+    ASSERT_TRUE(parsed.Append(statusReporter.lines[0]));
+    rdx::test::ExpectSameItems(parsed.items, {*row.item});
   }
+  EXPECT_EQ(object.GetStatus().items.size(), 1u);  // Report(status) left its own alone
+  EXPECT_TRUE(errorHandler.lines.empty());
 }
 
 }  // namespace

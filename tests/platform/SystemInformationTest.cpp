@@ -11,14 +11,12 @@
 
 #include <arpa/inet.h>
 
-#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <set>
 #include <sys/stat.h>
-#include <thread>
 #include <tuple>
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
@@ -39,20 +37,17 @@ TEST(RegistryValues, ReadFromTheStoreWithFallbacks) {
   rdx::test::IsolatedEnvironment env;
   EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");  // no store at all
   env.WriteRegistry(kProductKey,
-                    "# written by the installer\r\nVersion=5.2.0.17\r\nClientVersion=\r\n"
-                    "  Padded  =  kept as is \nversion=second line loses\nNoEquals\n"
-                    "Long=" + std::string(511, 'x') + "\nTooLong=" + std::string(512, 'x') +
-                    "\nNul=ab" + std::string(1, '\0') + "cd\n");
+                    "Version=5.2.0.17\r\nClientVersion=\r\nLong=" + std::string(511, 'x') +
+                    "\nTooLong=" + std::string(512, 'x') + "\n");
   EXPECT_EQ(GetRendixProductVersion(), "5.2.0.17");
   EXPECT_EQ(GetRendixClientVersion(), "0.0.0.0");  // present but empty
+  // How a value line is read is RegistryStoreTest's; here the key path and the 512-byte buffer.
   struct Row { const char* key; const char* name; std::string expected; };
   const Row rows[] = {
       {"SOFTWARE\\QUORVAN\\Rendix", "VERSION", "5.2.0.17"},
-      {"software/quorvan/rendix/", "padded", "  kept as is "},
+      {"software/quorvan/rendix/", "version", "5.2.0.17"},
       {"SOFTWARE\\QUORVAN\\Rendix", "Long", std::string(511, 'x')},
       {"SOFTWARE\\QUORVAN\\Rendix", "TooLong", ""},  // does not fit the 512-byte buffer
-      {"SOFTWARE\\QUORVAN\\Rendix", "Nul", "ab"},
-      {"SOFTWARE\\QUORVAN\\Rendix", "NoEquals", ""},
       {"SOFTWARE\\QUORVAN\\Missing", "Version", ""},
       {"SOFTWARE\\QUORVAN\\Rendix\\values", "Version", ""},  // the values file is no key
   };
@@ -142,29 +137,6 @@ TEST(CommonFilesFolder, OtherMachinesAreReadOverSsh) {
   }
   env.Set("RDX_SSH", env.Root() + "/bin/no-such-program");
   EXPECT_EQ(std::get<1>(CommonFilesOf("far-away")), 53);
-}
-
-TEST(LastError, IsPerThreadAndReadsAsWin32CodesAndTexts) {
-  using namespace rdx::os;
-  SetLastError(kErrorBrokenPipe);
-  std::uint32_t seenByOther = 99;
-  std::thread([&] { seenByOther = GetLastError(); }).join();
-  EXPECT_EQ(seenByOther, 0u);
-  EXPECT_EQ(GetLastError(), kErrorBrokenPipe);
-  const std::pair<int, std::uint32_t> rows[] = {{ENOENT, 2}, {EACCES, 5},  {EPIPE, 109},
-                                                {EBADF, 6},  {ENOSPC, 112}, {ECONNREFUSED, 10061}};
-  for (const auto& [errnoValue, code] : rows) {
-    EXPECT_EQ(SetLastErrorFromErrno(errnoValue), code) << errnoValue;
-    EXPECT_EQ(GetLastError(), code) << errnoValue;
-  }
-  EXPECT_NE(Win32FromErrno(EDOM), 0u) << "an unmapped failure must never read as success";
-  EXPECT_EQ(Win32ErrorText(31), std::strerror(EDOM));
-  EXPECT_EQ(Win32ErrorText(109), "The pipe has been ended.");
-  EXPECT_EQ(GetLastErrorText(-1), "Unknown error 4294967295");
-  SetLastError(0);
-  EXPECT_EQ(GetErrorString(), "");
-  SetLastError(1722);
-  EXPECT_EQ(GetErrorString(), "The RPC server is unavailable.");
 }
 
 TEST(SystemUtilities, DigestsAndIdentifiers) {

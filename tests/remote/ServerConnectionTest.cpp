@@ -152,7 +152,7 @@ TEST(ServerConnection, AnswersEachSequenceAsSpecifiedForItsRow) {
     }
     ASSERT_GE(answer.pdu.size(), kHeaderSize + 4);
     PduHeader header;
-    DecodeHeader(answer.pdu, header);
+    ASSERT_TRUE(DecodeHeader(answer.pdu, header));
     EXPECT_EQ(header.type, row.expect.type);
     EXPECT_EQ(header.flags, row.expect.flags);
     EXPECT_EQ(header.fragLength, answer.pdu.size());
@@ -189,10 +189,10 @@ TEST(ServerConnection, NegotiatesContextsAsAWindowsServerDoes) {
                    Element(3, EchoSyntax(), {FeatureOffer()})};
   const Bytes bind = EncodeBind(PduType::kBind, 5, body);
   PduHeader header;
-  DecodeHeader(bind, header);
+  ASSERT_TRUE(DecodeHeader(bind, header));
   ServerAnswer answer;
   connection.Handle(header, bind, answer);
-  DecodeHeader(answer.pdu, header);
+  ASSERT_TRUE(DecodeHeader(answer.pdu, header));
   BindAckBody ack;
   ASSERT_EQ(header.type, PduType::kBindAck);
   ASSERT_TRUE(DecodeBindAck(header, answer.pdu, ack));
@@ -223,7 +223,7 @@ TEST(ServerConnection, NegotiatesContextsAsAWindowsServerDoes) {
   std::swap(request[8], request[9]);
   std::swap(request[12], request[15]);
   std::swap(request[13], request[14]);
-  DecodeHeader(request, header);
+  ASSERT_TRUE(DecodeHeader(request, header));
   connection.Handle(header, request, answer);
   EXPECT_TRUE(answer.hasResponse);
   EXPECT_EQ(answer.callId, 6u);

@@ -1,5 +1,6 @@
 // The typed client stubs against the server stubs and a host's managers over loopback TCP:
-// the size protocol's second call, in data of several fragments, and failures.
+// the size protocol's second call and failures. (Stub data of many fragments, both ways:
+// RpcCallTest and BulkTransferTest; each parameter shape: NdrShapesTest.)
 
 #include <gtest/gtest.h>
 
@@ -25,20 +26,12 @@ const std::string kLongAnswer = [] {
 
 class Core : public QUORVAN::Rendix::ServerCore::IServerCoreManager {
  public:
-  std::string record;
-
   // The size protocol: the size needed when the caller's buffer is too small.
   std::int32_t QueryText(const char*, std::int32_t n, char* text) override {
     const auto needed = static_cast<std::int32_t>(kLongAnswer.size());
     if (n < needed) return needed;
     std::memcpy(text, kLongAnswer.data(), kLongAnswer.size());
     return 0;
-  }
-  std::int8_t AddServiceProvider(const char* session, const char* name, std::int32_t n,
-                                 const char* info, std::string& error) override {
-    record = std::string(session) + "," + name + "," + std::to_string(n) + "," +
-             std::string(info, std::size_t(n)) + "," + error;
-    return 1;
   }
 };
 
@@ -74,18 +67,6 @@ TEST_F(StubRoundTrip, SizeProtocolNeedsTheSecondCall) {
   second.back() = '\0';
   EXPECT_EQ(servercore::QueryText(binding_, "q", needed, second.data()), 0);
   EXPECT_EQ(std::string(second.data()), kLongAnswer);
-}
-
-TEST_F(StubRoundTrip, InDataOfSeveralFragments) {
-  // With its NUL, as the proxies send it; long answers are covered by the bulk tests.
-  const std::string info = kLongAnswer + kLongAnswer;
-  char error[] = "AAAA";
-  EXPECT_EQ(servercore::AddServiceProvider(binding_, "S", "p", std::int32_t(info.size() + 1),
-                                           info.c_str(), error),
-            1);
-  EXPECT_EQ(core_.record, "S,p," + std::to_string(info.size() + 1) + "," + info +
-                              std::string(1, '\0') + ",AAAA");
-
 }
 
 TEST_F(StubRoundTrip, FailuresRaiseWithTheirStatus) {

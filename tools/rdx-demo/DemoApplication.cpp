@@ -11,7 +11,7 @@
 
 namespace {
 
-namespace Utility = QUORVAN::Rendix::GeneralUtilityLib;
+namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
 using QUORVAN::Rendix::Global::IRDXApplication;
 using QUORVAN::Rendix::Global::StatusFilter;
 
@@ -29,7 +29,7 @@ const char* const kSampleConfiguration =
 void ShowApplication() {
   // The configuration folder follows XDG_DATA_HOME; point it at a scratch folder for the demo.
   const std::filesystem::path data =
-      std::filesystem::temp_directory_path() / ("rdx-demo-" + Utility::CreateUUID());
+      std::filesystem::temp_directory_path() / ("rdx-demo-" + gul::CreateUUID());
   const std::filesystem::path folder = data / "QUORVAN" / "Rendix";
   std::filesystem::create_directories(folder);
   std::ofstream(folder / "Global.RXConfig") << kSampleConfiguration;
@@ -46,7 +46,7 @@ void ShowApplication() {
   std::printf("logs folder (overridden): %s\n",
               app->GetSpecialFolderPath(IRDXApplication::UserLogs).c_str());
 
-  Utility::Status report;
+  gul::Status report;
   report.Append(0, "alive", "Reporter.Heartbeat", "");
   report.Append(0, "Opened session 42", "ServerProxy.OpenSession", "");
   report.Append(0, "tile 3|4 from cache", "TileCache.Lookup", "");

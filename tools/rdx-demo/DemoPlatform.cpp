@@ -9,19 +9,19 @@
 
 namespace {
 
-namespace Utility = QUORVAN::Rendix::GeneralUtilityLib;
+namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
 using QUORVAN::Rendix::Global::IBufferAllocator;
 
 void ShowMachine() {
-  std::printf("host name      : %s\n", Utility::GetHostName().c_str());
-  std::printf("FQDN           : %s\n", Utility::GetFullyQualifiedDomainName().c_str());
-  std::printf("IP address     : %s\n", Utility::GetIPAddress().c_str());
-  std::printf("user           : %s\n", Utility::GetTheUserName().c_str());
-  std::printf("program        : %s\n", Utility::GetRDXApplicationName().c_str());
-  std::printf("product version: %s (client %s)\n", Utility::GetRendixProductVersion().c_str(),
-              Utility::GetRendixClientVersion().c_str());
-  std::printf("common files   : %s\n", Utility::GetMachineCommonFilesFolder().c_str());
-  std::printf("new UUID       : %s\n", Utility::CreateUUID().c_str());
+  std::printf("host name      : %s\n", gul::GetHostName().c_str());
+  std::printf("FQDN           : %s\n", gul::GetFullyQualifiedDomainName().c_str());
+  std::printf("IP address     : %s\n", gul::GetIPAddress().c_str());
+  std::printf("user           : %s\n", gul::GetTheUserName().c_str());
+  std::printf("program        : %s\n", gul::GetRDXApplicationName().c_str());
+  std::printf("product version: %s (client %s)\n", gul::GetRendixProductVersion().c_str(),
+              gul::GetRendixClientVersion().c_str());
+  std::printf("common files   : %s\n", gul::GetMachineCommonFilesFolder().c_str());
+  std::printf("new UUID       : %s\n", gul::CreateUUID().c_str());
   std::size_t workingSet = 0;
   std::size_t privateBytes = 0;
   GetCurrentMemoryUsage(nullptr, &workingSet, &privateBytes);
@@ -29,8 +29,8 @@ void ShowMachine() {
 
   std::puts("special folders:");
   for (int value = 0; value <= 20; ++value) {
-    const auto folder = static_cast<Utility::SpecialFolderPath::SpecialFolder>(value);
-    std::printf("  %2d %s\n", value, Utility::GetSpecialFolderPath(folder).c_str());
+    const auto folder = static_cast<gul::SpecialFolderPath::SpecialFolder>(value);
+    std::printf("  %2d %s\n", value, gul::GetSpecialFolderPath(folder).c_str());
   }
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 // The process-wide allocator of large image buffers. Buffers are whole committed regions from
 // the system, never heap memory, so very large images do not fragment the heap. Get the
-// process's allocator with GetGlobalBufferAllocator (ExportedFunctions.h).
+// process's allocator with GetGlobalBufferAllocator (BufferAllocatorFunctions.h).
 //
 //   IBufferAllocator* allocator = GetGlobalBufferAllocator();
 //   void* pixels = allocator->Alloc(width * height * 4);

@@ -27,10 +27,6 @@
 #include <memory>
 #include <string>
 
-namespace rdx::xml {
-class XMLPropertiesInspector;
-}
-
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 
 class RDX_API XMLProperties {
@@ -108,7 +104,7 @@ class RDX_API XMLProperties {
   const Status& getStatus() const;
 
  private:
-  friend class rdx::xml::XMLPropertiesInspector;
+  friend struct XMLPropertiesTestPeer;
   struct Dom;  // the shared document and this object's cursor into it
 
   // Records `message` as the last failure and clears the status.

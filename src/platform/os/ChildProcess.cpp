@@ -9,70 +9,146 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <thread>
 
 extern char** environ;
 
 namespace rdx::os {
 
-ChildResult RunChild(const std::vector<std::string>& argv, std::size_t maxOutput,
-                     std::chrono::milliseconds timeout) {
-  ChildResult result;
-  if (argv.empty()) return result;
-  int pipeEnds[2];
-  if (pipe2(pipeEnds, O_CLOEXEC) != 0) return result;
-
+std::unique_ptr<ChildProcess> ChildProcess::Start(const std::vector<std::string>& argv,
+                                                  const std::vector<std::string>& extraEnvironment,
+                                                  Streams streams) {
+  const bool conversation = streams == Streams::kConversation;
+  int input[2] = {-1, -1};
+  int output[2];
+  if (argv.empty() || (conversation && pipe2(input, O_CLOEXEC) != 0)) return nullptr;
+  if (pipe2(output, O_CLOEXEC) != 0) {
+    if (conversation) {
+      close(input[0]);
+      close(input[1]);
+    }
+    return nullptr;
+  }
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, pipeEnds[1], 1);
-  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  if (conversation) {
+    posix_spawn_file_actions_adddup2(&actions, input[0], 0);
+    posix_spawn_file_actions_adddup2(&actions, output[1], 2);
+  } else {
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  }
+  posix_spawn_file_actions_adddup2(&actions, output[1], 1);
   std::vector<char*> args;
   for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
-  pid_t pid = -1;
-  const int spawnError = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(pipeEnds[1]);
-  if (spawnError != 0) {
-    close(pipeEnds[0]);
-    return result;
-  }
-  result.started = true;
+  std::vector<std::string> envText(extraEnvironment);
+  for (char** e = environ; *e != nullptr; ++e) envText.emplace_back(*e);
+  std::vector<char*> env;
+  for (std::string& entry : envText) env.push_back(entry.data());
+  env.push_back(nullptr);
 
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  char buffer[4096];
+  pid_t pid = -1;
+  const int spawned = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), env.data());
+  posix_spawn_file_actions_destroy(&actions);
+  if (conversation) close(input[0]);
+  close(output[1]);
+  if (spawned != 0) {
+    if (conversation) close(input[1]);
+    close(output[0]);
+    return nullptr;
+  }
+  std::unique_ptr<ChildProcess> child(new ChildProcess);
+  child->pid_ = pid;
+  child->inputFd_ = input[1];
+  child->outputFd_ = output[0];
+  return child;
+}
+
+ChildProcess::~ChildProcess() {
+  Stop(std::chrono::seconds(10));
+  close(outputFd_);
+}
+
+ChildProcess::Read ChildProcess::ReadSome(std::chrono::steady_clock::time_point deadline,
+                                          std::size_t limit) {
   for (;;) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
         deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) {
-      result.timedOut = true;
-      kill(pid, SIGKILL);
-      break;
-    }
-    pollfd waitFor {pipeEnds[0], POLLIN, 0};
-    const int ready = poll(&waitFor, 1, static_cast<int>(left.count()));
-    if (ready < 0 && errno == EINTR) continue;  // a signal is no reason to give up early
-    if (ready <= 0) continue;                   // the deadline is checked at the loop head
-    const ssize_t got = read(pipeEnds[0], buffer, sizeof buffer);
+    if (left.count() <= 0) return Read::kTimedOut;
+    pollfd ready{outputFd_, POLLIN, 0};
+    const int polled = poll(&ready, 1, static_cast<int>(left.count()));
+    if (polled <= 0) continue;  // a signal is no reason to give up early; the deadline decides
+    char chunk[4096];
+    const ssize_t got = read(outputFd_, chunk, sizeof chunk);
     if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;  // end of output: the child closed its side
-    const std::size_t room = maxOutput - result.output.size();
-    result.output.append(buffer, std::min(room, static_cast<std::size_t>(got)));
-    // Output past the limit is read and dropped so the child never blocks on a full pipe.
+    if (got <= 0) return Read::kEnded;  // every writer has gone
+    const std::size_t room = limit - std::min(limit, output_.size());
+    output_.append(chunk, std::min(room, static_cast<std::size_t>(got)));
+    return Read::kData;
   }
-  close(pipeEnds[0]);
-  // The child may outlive its output; it still gets only what is left of the deadline.
+}
+
+std::optional<std::string> ChildProcess::WaitForLine(const std::string& needle,
+                                                     std::chrono::milliseconds timeout) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (;;) {
+    for (std::size_t end; (end = output_.find('\n', searched_)) != std::string::npos;) {
+      std::string line = output_.substr(searched_, end - searched_);
+      searched_ = end + 1;
+      if (line.find(needle) != std::string::npos) return line;
+    }
+    if (ReadSome(deadline, output_.max_size()) != Read::kData) return std::nullopt;
+  }
+}
+
+bool ChildProcess::ReadToEnd(std::size_t maxOutput,
+                             std::chrono::steady_clock::time_point deadline) {
+  for (;;) {
+    const Read r = ReadSome(deadline, maxOutput);
+    if (r != Read::kData) return r == Read::kEnded;
+  }
+}
+
+int ChildProcess::Stop(std::chrono::milliseconds timeout) {
+  if (inputFd_ >= 0) close(inputFd_);
+  inputFd_ = -1;
+  if (exitStatus_) return *exitStatus_;
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
   int status = 0;
   for (;;) {
-    const pid_t done = waitpid(pid, &status, WNOHANG);
-    if (done == pid || (done < 0 && errno != EINTR)) break;
-    if (done == 0 && std::chrono::steady_clock::now() >= deadline && !result.timedOut) {
-      result.timedOut = true;
-      kill(pid, SIGKILL);
+    const pid_t done = waitpid(pid_, &status, WNOHANG);
+    if (done == pid_) break;
+    if (done < 0 && errno != EINTR) return *(exitStatus_ = -1);
+    if (std::chrono::steady_clock::now() >= deadline) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, &status, 0);
+      return *(exitStatus_ = -1);
     }
-    if (done == 0) usleep(result.timedOut ? 1000 : 10000);
+    // No child-exit notification to block on without owning SIGCHLD process-wide: poll.
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  if (!result.timedOut && WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  signalled_ = !WIFEXITED(status);
+  exitStatus_ = signalled_ ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  return *exitStatus_;
+}
+
+ChildResult RunChild(const std::vector<std::string>& argv, std::size_t maxOutput,
+                     std::chrono::milliseconds timeout) {
+  ChildResult result;
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  auto child = ChildProcess::Start(argv, {}, ChildProcess::Streams::kOutputOnly);
+  if (!child) return result;
+  result.started = true;
+  result.timedOut = !child->ReadToEnd(maxOutput, deadline);
+  // The child may outlive its output; it still gets only what is left of the deadline.
+  const auto left = std::max(std::chrono::milliseconds(0),
+                             std::chrono::duration_cast<std::chrono::milliseconds>(
+                                 deadline - std::chrono::steady_clock::now()));
+  const int status = child->Stop(result.timedOut ? std::chrono::milliseconds(0) : left);
+  if (status == -1) result.timedOut = true;
+  if (!result.timedOut && !child->Signalled()) result.exitCode = status;
+  result.output = child->Output();
   return result;
 }
 

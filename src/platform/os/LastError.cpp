@@ -112,18 +112,18 @@ constexpr std::pair<int, std::uint32_t> kErrnoMap[] = {
     {ENOMEM, kErrorNotEnoughMemory},
     {EEXIST, kErrorAlreadyExists},
     {EINVAL, kErrorInvalidParameter},
-    {ENAMETOOLONG, 206},
+    {ENAMETOOLONG, kErrorFilenameTooLong},
     {EPIPE, kErrorBrokenPipe},
     {ECONNRESET, kErrorBrokenPipe},
     {ENOSPC, kErrorDiskFull},
-    {EBUSY, 32},
-    {ETXTBSY, 32},
+    {EBUSY, kErrorSharingViolation},
+    {ETXTBSY, kErrorSharingViolation},
     {EAGAIN, kErrorPipeBusy},
     {ENOTCONN, kErrorPipeNotConnected},
     {EMSGSIZE, kErrorMoreData},
     {ETIMEDOUT, kErrorTimeout},
-    {ECONNREFUSED, 10061},
-    {EADDRINUSE, 10048},
+    {ECONNREFUSED, kWsaConnectionRefused},
+    {EADDRINUSE, kWsaAddressInUse},
     {EHOSTUNREACH, kErrorBadNetPath},
     {ENETUNREACH, kErrorBadNetPath},
 };
@@ -142,7 +142,7 @@ std::uint32_t Win32FromErrno(int errnoValue) noexcept {
     if (e == errnoValue) return code;
   }
   tLastUnmappedErrno = errnoValue;
-  return 31;
+  return kErrorDeviceNotFunctioning;
 }
 
 std::uint32_t SetLastErrorFromErrno(int errnoValue) noexcept {
@@ -163,7 +163,9 @@ std::string Win32ErrorText(std::uint32_t code) {
     }
   }
   if (lo < std::size(kTexts) && kTexts[lo].code == code) {
-    if (code == 31 && tLastUnmappedErrno != 0) return std::strerror(tLastUnmappedErrno);
+    if (code == kErrorDeviceNotFunctioning && tLastUnmappedErrno != 0) {
+      return std::strerror(tLastUnmappedErrno);
+    }
     return kTexts[lo].text;
   }
   char buffer[40];

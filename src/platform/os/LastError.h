@@ -6,28 +6,9 @@
 #include <cstdint>
 #include <string>
 
-namespace rdx::os {
+#include "platform/os/Win32Error.h"
 
-// Win32 codes the library produces or tests for.
-inline constexpr std::uint32_t kErrorSuccess = 0;
-inline constexpr std::uint32_t kErrorFileNotFound = 2;
-inline constexpr std::uint32_t kErrorPathNotFound = 3;
-inline constexpr std::uint32_t kErrorAccessDenied = 5;
-inline constexpr std::uint32_t kErrorInvalidHandle = 6;
-inline constexpr std::uint32_t kErrorNotEnoughMemory = 8;
-inline constexpr std::uint32_t kErrorOutOfMemory = 14;
-inline constexpr std::uint32_t kErrorBadNetPath = 53;
-inline constexpr std::uint32_t kErrorFileExists = 80;
-inline constexpr std::uint32_t kErrorInvalidParameter = 87;
-inline constexpr std::uint32_t kErrorBrokenPipe = 109;
-inline constexpr std::uint32_t kErrorDiskFull = 112;
-inline constexpr std::uint32_t kErrorPipeBusy = 231;
-inline constexpr std::uint32_t kErrorNoData = 232;
-inline constexpr std::uint32_t kErrorPipeNotConnected = 233;
-inline constexpr std::uint32_t kErrorMoreData = 234;
-inline constexpr std::uint32_t kErrorAlreadyExists = 183;
-inline constexpr std::uint32_t kErrorTimeout = 1460;
-inline constexpr std::uint32_t kRpcServerUnavailable = 1722;
+namespace rdx::os {
 
 // The calling thread's last error; 0 until something sets it.
 std::uint32_t GetLastError() noexcept;

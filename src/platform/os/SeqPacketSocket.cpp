@@ -21,7 +21,7 @@ bool MakeAddress(const std::string& path, sockaddr_un& address) {
   std::memset(&address, 0, sizeof address);
   address.sun_family = AF_UNIX;
   if (path.empty() || path.size() >= sizeof address.sun_path) {
-    SetLastError(path.empty() ? kErrorInvalidParameter : 206);
+    SetLastError(path.empty() ? kErrorInvalidParameter : kErrorFilenameTooLong);
     return false;
   }
   std::memcpy(address.sun_path, path.data(), path.size());

@@ -69,7 +69,7 @@ StreamSocket StreamSocket::ConnectTcp(const std::string& host, std::uint16_t por
   const int rc = ::getaddrinfo(host.empty() ? nullptr : host.c_str(), service.c_str(), &hints,
                                &found);
   if (rc != 0 || found == nullptr) {
-    SetLastError(11001);  // host not found
+    SetLastError(kWsaHostNotFound);
     return StreamSocket();
   }
   int lastErrno = ECONNREFUSED;

@@ -40,11 +40,6 @@ inline constexpr std::size_t kFaultSize = 32;
 inline constexpr std::uint16_t kTransportMaxFragment = 5840;
 inline constexpr std::uint16_t kMinFragment = 2048;
 
-// Fault statuses this run time sends or recognises, besides those of RpcRuntime.h.
-inline constexpr std::uint32_t kNcaUnknownInterface = 0x1c010003;
-inline constexpr std::uint32_t kNcaProtocolError = 0x1c01000b;
-inline constexpr std::uint32_t kFaultAccessDenied = 0x00000005;
-
 // bind_ack result values and rejection reasons.
 inline constexpr std::uint16_t kAcceptance = 0;
 inline constexpr std::uint16_t kProviderRejection = 2;
@@ -83,7 +78,7 @@ struct PduHeader {
 };
 
 // Decodes the common header from at least 16 bytes; false when fewer.
-bool DecodeHeader(std::span<const std::uint8_t> bytes, PduHeader& header);
+[[nodiscard]] bool DecodeHeader(std::span<const std::uint8_t> bytes, PduHeader& header);
 
 // Reads fields of one PDU in its byte order; every read past the end fails the reader.
 class WireReader {
@@ -164,13 +159,16 @@ struct FaultBody {
 };
 
 // Decoders: false when the body does not fit `frag_length` (the whole PDU is `pdu`).
-bool DecodeBind(const PduHeader& header, std::span<const std::uint8_t> pdu, BindBody& body);
-bool DecodeBindAck(const PduHeader& header, std::span<const std::uint8_t> pdu,
-                   BindAckBody& body);
-bool DecodeBindNak(const PduHeader& header, std::span<const std::uint8_t> pdu,
-                   std::uint16_t& reason);
-bool DecodeCall(const PduHeader& header, std::span<const std::uint8_t> pdu, CallBody& body);
-bool DecodeFault(const PduHeader& header, std::span<const std::uint8_t> pdu, FaultBody& body);
+[[nodiscard]] bool DecodeBind(const PduHeader& header, std::span<const std::uint8_t> pdu,
+                              BindBody& body);
+[[nodiscard]] bool DecodeBindAck(const PduHeader& header, std::span<const std::uint8_t> pdu,
+                                 BindAckBody& body);
+[[nodiscard]] bool DecodeBindNak(const PduHeader& header, std::span<const std::uint8_t> pdu,
+                                 std::uint16_t& reason);
+[[nodiscard]] bool DecodeCall(const PduHeader& header, std::span<const std::uint8_t> pdu,
+                              CallBody& body);
+[[nodiscard]] bool DecodeFault(const PduHeader& header, std::span<const std::uint8_t> pdu,
+                               FaultBody& body);
 
 std::vector<std::uint8_t> EncodeBind(PduType type, std::uint32_t callId, const BindBody& body);
 std::vector<std::uint8_t> EncodeBindAck(PduType type, std::uint32_t callId,

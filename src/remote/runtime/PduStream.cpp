@@ -65,7 +65,9 @@ PduStream::Result PduStream::Next(PduHeader& header, std::span<const std::uint8_
   }
   r = Fill(kHeaderSize, idleTimeoutMs, deadline, true);
   if (r != Result::kPdu) return r;
-  DecodeHeader(std::span<const std::uint8_t>(buffer_.data() + begin_, kHeaderSize), header);
+  if (!DecodeHeader(std::span<const std::uint8_t>(buffer_.data() + begin_, kHeaderSize), header)) {
+    return Result::kMalformed;
+  }
   if (header.fragLength < kHeaderSize) return Result::kMalformed;
   r = Fill(header.fragLength, idleTimeoutMs, deadline, true);
   if (r != Result::kPdu) return r;
@@ -103,7 +105,7 @@ os::IoResult PduStream::SendCall(PduType type, std::uint32_t callId, std::uint16
 bool PduStream::Planned(const FragmentRun& run, const std::uint8_t* bytes,
                         std::size_t stubSize, bool last) const {
   PduHeader header;
-  DecodeHeader(std::span(bytes, kHeaderSize), header);
+  if (!DecodeHeader(std::span(bytes, kHeaderSize), header)) return false;
   // Exactly what Next and the caller's checks would take as the next fragment of the call.
   const std::uint8_t flags = last ? kLastFragment : 0;
   return header.versionMajor == 5 && header.SupportedRepresentation() &&

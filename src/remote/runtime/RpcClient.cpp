@@ -73,33 +73,33 @@ std::unordered_set<Binding*> gHandles;
 std::uint32_t StatusFromNak(std::uint16_t reason) {
   switch (reason) {
     case kNakProtocolVersion:
-      return kStatusProtocolError;
+      return os::kRpcProtocolError;
     case 1:
     case kNakLocalLimitExceeded:
-      return kStatusServerTooBusy;
+      return os::kRpcServerTooBusy;
     case kNakAuthenticationType:
-      return kStatusUnknownAuthenticationService;
+      return os::kRpcUnknownAuthenticationService;
     case 9:
       return os::kErrorAccessDenied;
     default:
-      return kStatusCallFailedDidNotExecute;
+      return os::kRpcCallFailedDidNotExecute;
   }
 }
 
 void Connect(Binding& b) {
-  if (b.endpoint.empty()) Raise(kStatusNoEndpointMapper);
+  if (b.endpoint.empty()) Raise(os::kRpcNoEndpointMapper);
   if (b.protocolSequence == kTcpProtocol) {
     std::uint16_t port = 0;
-    if (!ParseTcpEndpoint(b.endpoint, port)) Raise(kStatusInvalidEndpointFormat);
+    if (!ParseTcpEndpoint(b.endpoint, port)) Raise(os::kRpcInvalidEndpointFormat);
     b.socket = os::StreamSocket::ConnectTcp(b.networkAddress, port);
   } else {
     std::string path;
-    if (!PipeSocketPath(b.endpoint, path)) Raise(kStatusInvalidEndpointFormat);
+    if (!PipeSocketPath(b.endpoint, path)) Raise(os::kRpcInvalidEndpointFormat);
     // Pipes of other machines cannot be reached from here.
-    if (!os::IsThisMachine(b.networkAddress)) Raise(kStatusServerUnavailable);
+    if (!os::IsThisMachine(b.networkAddress)) Raise(os::kRpcServerUnavailable);
     b.socket = os::StreamSocket::ConnectUnix(path);
   }
-  if (!b.socket.Valid()) Raise(kStatusServerUnavailable);
+  if (!b.socket.Valid()) Raise(os::kRpcServerUnavailable);
   b.stream = std::make_unique<PduStream>(b.socket);
 }
 
@@ -108,13 +108,13 @@ void ReadAnswer(Binding& b, std::uint32_t callId, std::uint32_t lostStatus, PduH
                 std::span<const std::uint8_t>& pdu) {
   for (;;) {
     const auto r = b.stream->Next(header, pdu, -1, INT_MAX);
-    if (r == PduStream::Result::kMalformed) Fail(b, kStatusProtocolError);
+    if (r == PduStream::Result::kMalformed) Fail(b, os::kRpcProtocolError);
     if (r != PduStream::Result::kPdu) Fail(b, lostStatus);
     if (header.versionMajor != 5 || !header.SupportedRepresentation()) {
-      Fail(b, kStatusProtocolError);
+      Fail(b, os::kRpcProtocolError);
     }
     if (header.type == PduType::kShutdown) continue;  // finish this call, reconnect later
-    if (header.callId != callId) Fail(b, kStatusProtocolError);
+    if (header.callId != callId) Fail(b, os::kRpcProtocolError);
     return;
   }
 }
@@ -134,25 +134,26 @@ std::uint16_t EnsureContext(Binding& b, const SyntaxId& syntax) {
   const std::uint32_t callId = b.nextCallId++;
   const auto request = EncodeBind(first ? PduType::kBind : PduType::kAlterContext, callId, body);
   // Until bind_ack arrives the association does not exist: every loss reads as 1722.
-  const std::uint32_t lost = first ? kStatusServerUnavailable : kStatusCallFailedDidNotExecute;
+  const std::uint32_t lost = first ? os::kRpcServerUnavailable : os::kRpcCallFailedDidNotExecute;
   if (b.stream->Send(request) != os::IoResult::kOk) Fail(b, lost);
   PduHeader header;
   std::span<const std::uint8_t> pdu;
   ReadAnswer(b, callId, lost, header, pdu);
   if (header.type == PduType::kBindNak) {
     std::uint16_t reason = 0;
-    DecodeBindNak(header, pdu, reason);
+    // A bind_nak too short to hold its reason reads as reason 0, not specified.
+    static_cast<void>(DecodeBindNak(header, pdu, reason));
     Fail(b, StatusFromNak(reason));
   }
   if (header.type == PduType::kFault) {
     FaultBody fault;
-    if (!DecodeFault(header, pdu, fault)) Fail(b, kStatusProtocolError);
+    if (!DecodeFault(header, pdu, fault)) Fail(b, os::kRpcProtocolError);
     Fail(b, StatusFromFault(fault.status));
   }
   const PduType expected = first ? PduType::kBindAck : PduType::kAlterContextResp;
   BindAckBody ack;
   if (header.type != expected || !DecodeBindAck(header, pdu, ack) || ack.results.empty()) {
-    Fail(b, kStatusProtocolError);
+    Fail(b, os::kRpcProtocolError);
   }
   if (first) {
     b.bound = true;
@@ -167,8 +168,117 @@ std::uint16_t EnsureContext(Binding& b, const SyntaxId& syntax) {
     return element.contextId;
   }
   // The connection stays bound: a later call for another interface may still succeed.
-  Raise(result.reason == kAbstractSyntaxNotSupported ? kStatusUnknownInterface
-                                                     : kStatusUnsupportedTransferSyntax);
+  Raise(result.reason == kAbstractSyntaxNotSupported ? os::kRpcUnknownInterface
+                                                     : os::kRpcUnsupportedTransferSyntax);
+}
+
+// The response stub data of one call, assembled in the binding's reply buffer. The buffer
+// keeps its size from call to call and `used` says how much of it is this answer, so warm
+// bytes are neither zeroed nor copied again.
+class ReplyAssembly {
+ public:
+  explicit ReplyAssembly(Binding& b) : b_(b), stub_(b.reply) {}
+
+  // Sizes the buffer for an answer announced as `allocHint` bytes, when it is smaller.
+  void Expect(std::uint32_t allocHint) {
+    const std::size_t hint = std::min<std::size_t>(allocHint, kReserveCeiling);
+    if (stub_.capacity() >= hint) return;
+    std::vector<std::uint8_t>().swap(stub_);  // nothing in it is needed
+    stub_.reserve(hint);
+    os::AdviseLargePages(stub_.data(), stub_.capacity());
+  }
+
+  // Makes `more` bytes writable at End(); an answer past the ceiling is a protocol error.
+  void MakeRoom(std::size_t more) {
+    if (more > kMaxResponseStub - used_) Fail(b_, os::kRpcProtocolError);
+    if (stub_.size() >= used_ + more) return;
+    if (stub_.capacity() < used_ + more) {
+      stub_.resize(used_);  // what lies beyond is stale: not worth copying
+      stub_.reserve(std::max(used_ + more, 2 * stub_.capacity()));
+    }
+    stub_.resize(used_ + more);
+  }
+
+  void Append(std::span<const std::uint8_t> bytes) {
+    MakeRoom(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), End());
+    used_ += bytes.size();
+  }
+
+  std::uint8_t* End() { return stub_.data() + used_; }
+  void Placed(std::size_t bytes) { used_ += bytes; }
+  std::span<const std::uint8_t> View() const { return {stub_.data(), used_}; }
+
+ private:
+  Binding& b_;
+  std::vector<std::uint8_t>& stub_;
+  std::size_t used_ = 0;
+};
+
+// After a first fragment of a large answer, the rest most likely comes in fragments of its
+// size: their stub data is read straight into place. Anything unexpected is left to the
+// caller's fragment loop. Room is made a slice at a time: an alloc_hint is only a hint, and
+// memory is not touched for bytes that may never come. Sets `last` when the answer ended.
+void ReceiveRunInPlace(Binding& b, std::uint32_t callId, const PduHeader& first,
+                       std::size_t firstStubBytes, std::size_t expected,
+                       ReplyAssembly& reply, bool& last) {
+  const std::size_t slice =
+      std::max<std::size_t>(1, kRunSlice / firstStubBytes) * firstStubBytes;
+  for (std::size_t left = expected - firstStubBytes; left > 0 && !last;) {
+    FragmentRun run;
+    run.callId = callId;
+    run.bigEndian = first.BigEndian();
+    run.fragLength = first.fragLength;
+    run.endsCall = left <= slice;
+    run.stubBytes = std::min(left, slice);
+    reply.MakeRoom(run.stubBytes);
+    std::size_t placed = 0;
+    const auto r = b.stream->ReceiveRun(run, reply.End(), placed, last, -1);
+    if (r != PduStream::Result::kPdu) Fail(b, os::kRpcCallFailed);
+    reply.Placed(placed);
+    if (placed < run.stubBytes) return;  // the rest goes the ordinary way
+    left -= placed;
+  }
+}
+
+// Reads the fragments answering call `callId` until the last one and returns the response
+// stub data, viewed in the binding's reply buffer; `bigEndian` is the integer order the
+// answer declared. Raises the status a fault stands for; fails on anything malformed.
+std::span<const std::uint8_t> ReceiveResponse(Binding& b, std::uint32_t callId,
+                                              bool& bigEndian) {
+  ReplyAssembly reply(b);
+  for (bool first = true;; first = false) {
+    PduHeader header;
+    std::span<const std::uint8_t> pdu;
+    ReadAnswer(b, callId, os::kRpcCallFailed, header, pdu);
+    if (first) {
+      bigEndian = header.BigEndian();
+    } else if (header.BigEndian() != bigEndian) {
+      Fail(b, os::kRpcProtocolError);  // one call's fragments share one representation
+    }
+    if (header.type == PduType::kFault) {
+      FaultBody fault;
+      if (!DecodeFault(header, pdu, fault)) Fail(b, os::kRpcProtocolError);
+      const std::uint32_t status = StatusFromFault(fault.status);
+      if (fault.status == kNcaProtocolError) Fail(b, status);
+      Raise(status);
+    }
+    CallBody body;
+    if (header.type != PduType::kResponse || !DecodeCall(header, pdu, body) ||
+        first != ((header.flags & kFirstFragment) != 0)) {
+      Fail(b, os::kRpcProtocolError);
+    }
+    if (first) reply.Expect(body.allocHint);
+    reply.Append(body.stub);
+    bool last = (header.flags & kLastFragment) != 0;
+    const std::size_t expected = std::min<std::size_t>(body.allocHint, kReserveCeiling);
+    if (first && !last && header.authLength == 0 && !body.stub.empty() &&
+        expected > body.stub.size() &&
+        header.fragLength == kCallHeaderSize + body.stub.size()) {
+      ReceiveRunInPlace(b, callId, header, body.stub.size(), expected, reply, last);
+    }
+    if (last) return reply.View();
+  }
 }
 
 void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
@@ -178,98 +288,36 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
   const std::uint32_t callId = b.nextCallId++;
   if (b.stream->SendCall(PduType::kRequest, callId, contextId, opnum, request,
                          b.fragmentSize) != os::IoResult::kOk) {
-    Fail(b, kStatusCallFailedDidNotExecute);
+    Fail(b, os::kRpcCallFailedDidNotExecute);
   }
-  // The reply buffer keeps its size from call to call and `used` says how much of it is
-  // this answer, so warm bytes are neither zeroed nor copied again.
-  std::vector<std::uint8_t>& stub = b.reply;
-  std::size_t used = 0;
-  auto room = [&](std::size_t more) {
-    if (more > kMaxResponseStub - used) Fail(b, kStatusProtocolError);
-    if (stub.size() >= used + more) return;
-    if (stub.capacity() < used + more) {
-      stub.resize(used);  // what lies beyond is stale: not worth copying
-      stub.reserve(std::max(used + more, 2 * stub.capacity()));
-    }
-    stub.resize(used + more);
-  };
-  bool first = true;
-  bool bigEndian = false;  // the answer's integer order, fixed by its first fragment
-  for (;;) {
-    PduHeader header;
-    std::span<const std::uint8_t> pdu;
-    ReadAnswer(b, callId, kStatusCallFailed, header, pdu);
-    if (first) {
-      bigEndian = header.BigEndian();
-    } else if (header.BigEndian() != bigEndian) {
-      Fail(b, kStatusProtocolError);  // one call's fragments share one representation
-    }
-    if (header.type == PduType::kFault) {
-      FaultBody fault;
-      if (!DecodeFault(header, pdu, fault)) Fail(b, kStatusProtocolError);
-      const std::uint32_t status = StatusFromFault(fault.status);
-      if (fault.status == kNcaProtocolError) Fail(b, status);
-      Raise(status);
-    }
-    CallBody body;
-    if (header.type != PduType::kResponse || !DecodeCall(header, pdu, body) ||
-        first != ((header.flags & kFirstFragment) != 0)) {
-      Fail(b, kStatusProtocolError);
-    }
-    const std::size_t hint = std::min<std::size_t>(body.allocHint, kReserveCeiling);
-    if (first && stub.capacity() < hint) {
-      std::vector<std::uint8_t>().swap(stub);  // nothing in it is needed
-      stub.reserve(hint);
-      os::AdviseLargePages(stub.data(), stub.capacity());
-    }
-    room(body.stub.size());
-    std::copy(body.stub.begin(), body.stub.end(), stub.begin() + std::ptrdiff_t(used));
-    used += body.stub.size();
-    bool last = (header.flags & kLastFragment) != 0;
-    if (first && !last && header.authLength == 0 && !body.stub.empty() &&
-        hint > body.stub.size() &&
-        header.fragLength == kCallHeaderSize + body.stub.size()) {
-      // The rest of a large answer most likely comes in fragments of this one's size: read
-      // their stub data straight into place. Anything unexpected is left to the loop.
-      // Room is made a slice at a time: an alloc_hint is only a hint, and memory is not
-      // touched for bytes that may never come.
-      const std::size_t capacity = body.stub.size();
-      const std::size_t slice = std::max<std::size_t>(1, kRunSlice / capacity) * capacity;
-      for (std::size_t left = hint - capacity; left > 0 && !last;) {
-        FragmentRun run;
-        run.callId = callId;
-        run.bigEndian = bigEndian;
-        run.fragLength = header.fragLength;
-        run.endsCall = left <= slice;
-        run.stubBytes = std::min(left, slice);
-        room(run.stubBytes);
-        std::size_t placed = 0;
-        const auto r = b.stream->ReceiveRun(run, stub.data() + used, placed, last, -1);
-        if (r != PduStream::Result::kPdu) Fail(b, kStatusCallFailed);
-        used += placed;
-        if (placed < run.stubBytes) break;  // the rest goes the ordinary way
-        left -= placed;
-      }
-    }
-    first = false;
-    if (last) {
-      read(std::span<const std::uint8_t>(stub.data(), used), bigEndian);
-      return;
-    }
-  }
+  bool bigEndian = false;
+  const std::span<const std::uint8_t> response = ReceiveResponse(b, callId, bigEndian);
+  read(response, bigEndian);
 }
 
 }  // namespace
 
 std::uint32_t StatusFromFault(std::uint32_t faultStatus) {
+  // Fault statuses (nca_s_...) by their DCE numbers, each with the Win32 status it reads as.
   static constexpr std::pair<std::uint32_t, std::uint32_t> kMap[] = {
-      {0x1c000001, 1767}, {0x1c000002, 1768}, {0x1c000003, 1769}, {0x1c000004, 1770},
-      {0x1c000005, 1771}, {0x1c000006, 1733}, {0x1c000007, 1734}, {0x1c000008, 1728},
-      {0x1c000009, 1727}, {0x1c00000a, 1727}, {0x1c00000b, 1726}, {0x1c00000c, 1727},
-      {0x1c00000d, 1818}, {0x1c00000e, 1768}, {0x1c00000f, 1771}, {0x1c000010, 1768},
-      {0x1c000012, 1726}, {0x1c00001a, 6},    {0x1c00001b, 1130}, {0x1c010001, 1820},
-      {0x1c010002, 1745}, {0x1c010003, 1717}, {0x1c010009, 1726}, {0x1c01000b, 1728},
-      {0x1c010013, 1130}, {0x1c010014, 1723}, {0x1c010017, 1732},
+      {0x1c000001, os::kRpcIntegerDivisionByZero}, {0x1c000002, os::kRpcAddressError},
+      {0x1c000003, os::kRpcFloatDivisionByZero},   {0x1c000004, os::kRpcFloatUnderflow},
+      {0x1c000005, os::kRpcFloatOverflow},         {0x1c000006, os::kRpcInvalidTag},
+      {0x1c000007, os::kRpcInvalidBound},          {0x1c000008, os::kRpcProtocolError},
+      {0x1c000009, os::kRpcCallFailedDidNotExecute},
+      {0x1c00000a, os::kRpcCallFailedDidNotExecute},
+      {0x1c00000b, os::kRpcCallFailed},
+      {0x1c00000c, os::kRpcCallFailedDidNotExecute},
+      {0x1c00000d, os::kRpcCallCancelled},         {0x1c00000e, os::kRpcAddressError},
+      {0x1c00000f, os::kRpcFloatOverflow},         {0x1c000010, os::kRpcAddressError},
+      {kFaultUnspecified, os::kRpcCallFailed},     {0x1c00001a, os::kErrorInvalidHandle},
+      {kFaultRemoteNoMemory, os::kErrorNotEnoughServerMemory},
+      {0x1c010001, os::kRpcCommunicationFailure},
+      {kFaultOperationRange, os::kRpcProcedureOutOfRange},
+      {kNcaUnknownInterface, os::kRpcUnknownInterface},
+      {0x1c010009, os::kRpcCallFailed},            {kNcaProtocolError, os::kRpcProtocolError},
+      {0x1c010013, os::kErrorNotEnoughServerMemory},
+      {0x1c010014, os::kRpcServerTooBusy},         {0x1c010017, os::kRpcUnsupportedUuidType},
   };
   for (const auto& [fault, status] : kMap) {
     if (fault == faultStatus) return status;
@@ -300,7 +348,7 @@ std::uint32_t FreeBinding(void*& handle) {
   auto* binding = static_cast<Binding*>(handle);
   {
     std::lock_guard lock(gHandlesMutex);
-    if (binding == nullptr || gHandles.erase(binding) == 0) return kStatusInvalidBinding;
+    if (binding == nullptr || gHandles.erase(binding) == 0) return os::kRpcInvalidBinding;
   }
   delete binding;
   handle = nullptr;
@@ -320,7 +368,7 @@ void CallRemote(void* bindingHandle, const SyntaxId& syntax, std::uint16_t opnum
   auto* binding = static_cast<Binding*>(bindingHandle);
   {
     std::lock_guard lock(gHandlesMutex);
-    if (binding == nullptr || gHandles.count(binding) == 0) Raise(kStatusInvalidBinding);
+    if (binding == nullptr || gHandles.count(binding) == 0) Raise(os::kRpcInvalidBinding);
   }
   std::lock_guard call(binding->callMutex);
   try {

@@ -17,6 +17,36 @@
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 namespace {
 
+// The exported names are a second spelling of the codes the run time uses; they must agree.
+constexpr bool Same(std::int32_t exported, std::uint32_t internal) {
+  return static_cast<std::uint32_t>(exported) == internal;
+}
+static_assert(Same(RPC_S_INVALID_STRING_BINDING, rdx::os::kRpcInvalidStringBinding) &&
+              Same(RPC_S_INVALID_BINDING, rdx::os::kRpcInvalidBinding) &&
+              Same(RPC_S_PROTSEQ_NOT_SUPPORTED, rdx::os::kRpcProtocolNotSupported) &&
+              Same(RPC_S_INVALID_RPC_PROTSEQ, rdx::os::kRpcInvalidProtocol) &&
+              Same(RPC_S_INVALID_STRING_UUID, rdx::os::kRpcInvalidUuid) &&
+              Same(RPC_S_INVALID_ENDPOINT_FORMAT, rdx::os::kRpcInvalidEndpointFormat) &&
+              Same(RPC_S_ALREADY_LISTENING, rdx::os::kRpcAlreadyListening) &&
+              Same(RPC_S_NOT_LISTENING, rdx::os::kRpcNotListening) &&
+              Same(RPC_S_UNKNOWN_IF, rdx::os::kRpcUnknownInterface) &&
+              Same(RPC_S_CANT_CREATE_ENDPOINT, rdx::os::kRpcCantCreateEndpoint) &&
+              Same(RPC_S_SERVER_UNAVAILABLE, rdx::os::kRpcServerUnavailable) &&
+              Same(RPC_S_SERVER_TOO_BUSY, rdx::os::kRpcServerTooBusy) &&
+              Same(RPC_S_CALL_FAILED, rdx::os::kRpcCallFailed) &&
+              Same(RPC_S_CALL_FAILED_DNE, rdx::os::kRpcCallFailedDidNotExecute) &&
+              Same(RPC_S_PROTOCOL_ERROR, rdx::os::kRpcProtocolError) &&
+              Same(RPC_S_UNSUPPORTED_TRANS_SYN, rdx::os::kRpcUnsupportedTransferSyntax) &&
+              Same(RPC_S_INVALID_BOUND, rdx::os::kRpcInvalidBound) &&
+              Same(RPC_S_DUPLICATE_ENDPOINT, rdx::os::kRpcDuplicateEndpoint) &&
+              Same(RPC_S_PROCNUM_OUT_OF_RANGE, rdx::os::kRpcProcedureOutOfRange) &&
+              Same(EPT_S_NOT_REGISTERED, rdx::os::kRpcNoEndpointMapper) &&
+              Same(RPC_X_NULL_REF_POINTER, rdx::os::kRpcNullRefPointer) &&
+              Same(RPC_X_ENUM_VALUE_OUT_OF_RANGE, rdx::os::kRpcEnumValueOutOfRange) &&
+              Same(RPC_X_BAD_STUB_DATA, rdx::os::kRpcBadStubData) &&
+              Same(RPC_S_ACCESS_DENIED, rdx::os::kErrorAccessDenied) &&
+              Same(RPC_S_OUT_OF_MEMORY, rdx::os::kErrorOutOfMemory));
+
 // Also used after a throw, so it throws nothing itself: the status is kept even when its text
 // cannot be.
 bool Failed(std::uint32_t status, std::string& errorText, std::int32_t& rpcStatus) noexcept {

@@ -11,6 +11,8 @@
 #include <span>
 #include <vector>
 
+#include "platform/os/Win32Error.h"
+
 namespace rdx::rpc {
 
 // An abstract syntax: interface UUID (in its NDR wire order, as it travels in a bind) and
@@ -21,36 +23,15 @@ struct SyntaxId {
   std::uint16_t versionMinor = 0;
 };
 
-// Fault statuses an interface answers with instead of a response; the run time sends others
-// of its own (unknown interface, protocol error).
-inline constexpr std::uint32_t kFaultOperationRange = 0x1c010002;  // nca_s_op_rng_error
-inline constexpr std::uint32_t kFaultBadStubData = 0x000006f7;     // RPC_X_BAD_STUB_DATA
+// DCE fault statuses, as a fault PDU carries them: those an interface answers with instead of a
+// response, and those the run time sends of its own.
+inline constexpr std::uint32_t kFaultAccessDenied = 0x00000005;
+inline constexpr std::uint32_t kFaultBadStubData = 0x000006f7;  // RPC_X_BAD_STUB_DATA
+inline constexpr std::uint32_t kFaultUnspecified = 0x1c000012;  // nca_s_fault_unspec
 inline constexpr std::uint32_t kFaultRemoteNoMemory = 0x1c00001b;  // nca_s_fault_remote_no_memory
-inline constexpr std::uint32_t kFaultUnspecified = 0x1c000012;     // nca_s_fault_unspec
-
-// Win32 RPC statuses the run time and the stubs return or raise.
-inline constexpr std::uint32_t kStatusInvalidStringBinding = 1700;
-inline constexpr std::uint32_t kStatusInvalidBinding = 1702;
-inline constexpr std::uint32_t kStatusProtocolNotSupported = 1703;
-inline constexpr std::uint32_t kStatusInvalidProtocol = 1704;
-inline constexpr std::uint32_t kStatusInvalidUuid = 1705;
-inline constexpr std::uint32_t kStatusInvalidEndpointFormat = 1706;
-inline constexpr std::uint32_t kStatusNotListening = 1715;
-inline constexpr std::uint32_t kStatusUnknownInterface = 1717;
-inline constexpr std::uint32_t kStatusCantCreateEndpoint = 1720;
-inline constexpr std::uint32_t kStatusServerUnavailable = 1722;
-inline constexpr std::uint32_t kStatusServerTooBusy = 1723;
-inline constexpr std::uint32_t kStatusCallFailed = 1726;
-inline constexpr std::uint32_t kStatusCallFailedDidNotExecute = 1727;
-inline constexpr std::uint32_t kStatusProtocolError = 1728;
-inline constexpr std::uint32_t kStatusUnsupportedTransferSyntax = 1730;
-inline constexpr std::uint32_t kStatusInvalidBound = 1734;
-inline constexpr std::uint32_t kStatusDuplicateEndpoint = 1740;
-inline constexpr std::uint32_t kStatusUnknownAuthenticationService = 1747;
-inline constexpr std::uint32_t kStatusNoEndpointMapper = 1753;
-inline constexpr std::uint32_t kStatusInternalError = 1766;
-inline constexpr std::uint32_t kStatusNullRefPointer = 1780;
-inline constexpr std::uint32_t kStatusBadStubData = 1783;
+inline constexpr std::uint32_t kFaultOperationRange = 0x1c010002;  // nca_s_op_rng_error
+inline constexpr std::uint32_t kNcaUnknownInterface = 0x1c010003;  // nca_s_unk_if
+inline constexpr std::uint32_t kNcaProtocolError = 0x1c01000b;  // nca_s_proto_error
 
 // What the server run time needs of a registered interface. The interface layer implements
 // it once per interface; StartRpcListener's `void* interfaceSpec` points at one.

@@ -10,10 +10,9 @@
 namespace rdx::rpc {
 namespace {
 
-constexpr std::uint32_t kAddressInUse = 10048;
-
 std::uint32_t ListenFailure() {
-  return os::GetLastError() == kAddressInUse ? kStatusDuplicateEndpoint : kStatusCantCreateEndpoint;
+  return os::GetLastError() == os::kWsaAddressInUse ? os::kRpcDuplicateEndpoint
+                                                    : os::kRpcCantCreateEndpoint;
 }
 
 }  // namespace
@@ -62,12 +61,12 @@ std::uint32_t RpcServer::UseEndpoint(const std::string& protocolSequence,
   }
   if (protocolSequence == kTcpProtocol) {
     std::uint16_t port = 0;
-    if (!ParseTcpEndpoint(endpoint, port)) return kStatusInvalidEndpointFormat;
+    if (!ParseTcpEndpoint(endpoint, port)) return os::kRpcInvalidEndpointFormat;
     std::uint16_t bound = 0;
     return UseTcpPort(port, bound);
   }
   std::string path;
-  if (!PipeSocketPath(endpoint, path)) return kStatusInvalidEndpointFormat;
+  if (!PipeSocketPath(endpoint, path)) return os::kRpcInvalidEndpointFormat;
   std::lock_guard lock(stateMutex_);
   for (const auto& e : endpoints_) {
     std::string other;
@@ -93,7 +92,7 @@ std::uint32_t RpcServer::UseEndpoint(const std::string& protocolSequence,
 void RpcServer::RegisterInterface(ServerInterface* entry) { registry_.Add(entry); }
 
 std::uint32_t RpcServer::UnregisterInterface(ServerInterface* entry) {
-  return registry_.Remove(entry) ? 0 : kStatusUnknownInterface;
+  return registry_.Remove(entry) ? 0 : os::kRpcUnknownInterface;
 }
 
 std::uint32_t RpcServer::Listen() {
@@ -113,12 +112,12 @@ std::uint32_t RpcServer::StopListening() {
   std::vector<std::unique_ptr<Endpoint>> closing;
   {
     std::lock_guard lock(stateMutex_);
-    if (!listening_ && endpoints_.empty()) return kStatusNotListening;
+    if (!listening_ && endpoints_.empty()) return os::kRpcNotListening;
     const bool wasListening = listening_;
     stopping_ = true;
     listening_ = false;
     closing.swap(endpoints_);
-    if (!wasListening && closing.empty()) return kStatusNotListening;
+    if (!wasListening && closing.empty()) return os::kRpcNotListening;
   }
   for (auto& e : closing) e->listener.Wake();
   for (auto& e : closing) {

@@ -34,7 +34,7 @@ char Lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned 
 }  // namespace
 
 std::uint32_t ComposeStringBinding(const StringBindingParts& parts, std::string& binding) {
-  if (!parts.objectUuid.empty() && !PlainUuid(parts.objectUuid)) return kStatusInvalidUuid;
+  if (!parts.objectUuid.empty() && !PlainUuid(parts.objectUuid)) return os::kRpcInvalidUuid;
   binding.clear();
   if (!parts.objectUuid.empty()) {
     binding = parts.objectUuid;
@@ -84,29 +84,29 @@ std::uint32_t ParseStringBinding(const std::string& binding, StringBindingParts&
     } else if ((stage == Stage::kEndpoint || stage == Stage::kOptions) && c == ']') {
       stage = Stage::kDone;
     } else if (stage == Stage::kDone) {
-      return kStatusInvalidStringBinding;
+      return os::kRpcInvalidStringBinding;
     } else {
       target->push_back(c);
     }
   }
   if (stage == Stage::kProtocol || stage == Stage::kEndpoint || stage == Stage::kOptions) {
-    return kStatusInvalidStringBinding;
+    return os::kRpcInvalidStringBinding;
   }
-  if (sawUuid && !PlainUuid(parts.objectUuid)) return kStatusInvalidUuid;
+  if (sawUuid && !PlainUuid(parts.objectUuid)) return os::kRpcInvalidUuid;
   if (parts.endpoint.rfind("endpoint=", 0) == 0) parts.endpoint.erase(0, 9);
   return 0;
 }
 
 std::uint32_t CheckProtocolSequence(const std::string& protocolSequence) {
   if (protocolSequence == kTcpProtocol || protocolSequence == kPipeProtocol) return 0;
-  if (protocolSequence.empty()) return kStatusInvalidProtocol;
+  if (protocolSequence.empty()) return os::kRpcInvalidProtocol;
   for (char c : protocolSequence) {
-    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_') return kStatusInvalidProtocol;
+    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '_') return os::kRpcInvalidProtocol;
   }
   const bool family = protocolSequence.rfind("ncacn_", 0) == 0 ||
                       protocolSequence.rfind("ncadg_", 0) == 0 ||
                       protocolSequence.rfind("ncalrpc", 0) == 0;
-  return family ? kStatusProtocolNotSupported : kStatusInvalidProtocol;
+  return family ? os::kRpcProtocolNotSupported : os::kRpcInvalidProtocol;
 }
 
 const char* ProtocolSequenceFor(const std::string& endpoint) {

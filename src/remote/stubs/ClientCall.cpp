@@ -43,9 +43,9 @@ std::span<const std::uint8_t> AsBytes(const char* text, std::size_t size) {
 
 std::uint32_t ClientCall::EncodeRequest(NdrWriter& request) {
   const auto params = operation_.Params();
-  if (args_.size() != params.size()) return kStatusInternalError;
+  if (args_.size() != params.size()) return os::kRpcInternalError;
   for (std::size_t i = 0; i < params.size(); ++i) {
-    if (!Fits(params[i].kind, args_[i])) return kStatusInternalError;
+    if (!Fits(params[i].kind, args_[i])) return os::kRpcInternalError;
   }
   // The size an array is correlated with, as the caller passed it.
   auto sizeOf = [&](const ParamShape& param) -> std::int32_t {
@@ -61,9 +61,9 @@ std::uint32_t ClientCall::EncodeRequest(NdrWriter& request) {
       case ParamKind::kInOutString: {
         const char* text = params[i].kind == ParamKind::kInString ? std::get<const char*>(arg)
                                                                    : std::get<char*>(arg);
-        if (text == nullptr) return kStatusNullRefPointer;
+        if (text == nullptr) return os::kRpcNullRefPointer;
         const std::size_t length = std::strlen(text);
-        if (length >= kMaxNdrCount) return kStatusInvalidBound;
+        if (length >= kMaxNdrCount) return os::kRpcInvalidBound;
         sent_[i] = static_cast<std::uint32_t>(length + 1);
         request.WriteString(std::string_view(text, length));
         break;
@@ -81,29 +81,29 @@ std::uint32_t ClientCall::EncodeRequest(NdrWriter& request) {
       case ParamKind::kInData: {
         const std::int32_t size = sizeOf(params[i]);
         const char* data = std::get<const char*>(arg);
-        if (size < 0) return kStatusInvalidBound;
-        if (data == nullptr && size > 0) return kStatusNullRefPointer;
+        if (size < 0) return os::kRpcInvalidBound;
+        if (data == nullptr && size > 0) return os::kRpcNullRefPointer;
         request.WriteConformantBytes(AsBytes(data, static_cast<std::size_t>(size)));
         break;
       }
       case ParamKind::kOutText:
       case ParamKind::kOutSized: {
         const std::int32_t size = sizeOf(params[i]);
-        if (size < 0) return kStatusInvalidBound;
-        if (OutPointer(arg) == nullptr && size > 0) return kStatusNullRefPointer;
+        if (size < 0) return os::kRpcInvalidBound;
+        if (OutPointer(arg) == nullptr && size > 0) return os::kRpcNullRefPointer;
         break;  // nothing travels out
       }
       case ParamKind::kInOutSize: {
         const std::int32_t* size = std::get<std::int32_t*>(arg);
-        if (size == nullptr) return kStatusNullRefPointer;
-        if (*size < 0) return kStatusInvalidBound;
+        if (size == nullptr) return os::kRpcNullRefPointer;
+        if (*size < 0) return os::kRpcInvalidBound;
         sent_[i] = static_cast<std::uint32_t>(*size);
         request.WriteI32(*size);
         break;
       }
       case ParamKind::kInOutDouble: {
         const double* value = std::get<double*>(arg);
-        if (value == nullptr) return kStatusNullRefPointer;
+        if (value == nullptr) return os::kRpcNullRefPointer;
         request.WriteDouble(*value);
         break;
       }
@@ -125,21 +125,21 @@ std::uint32_t ClientCall::DecodeResponse(std::span<const std::uint8_t> response,
       case ParamKind::kInOutString:
         // The answer goes back into the caller's buffer, whose room is what we sent.
         if (!reader.ReadString(bytes[i]) || bytes[i].size() > sent_[i]) {
-          return kStatusBadStubData;
+          return os::kRpcBadStubData;
         }
         break;
       case ParamKind::kOutText:
       case ParamKind::kOutSized:
-        if (!reader.ReadConformantBytes(bytes[i])) return kStatusBadStubData;
+        if (!reader.ReadConformantBytes(bytes[i])) return os::kRpcBadStubData;
         break;
       case ParamKind::kInOutSize:
         if (!reader.ReadI32(sizes[i]) || sizes[i] < 0 ||
             static_cast<std::uint32_t>(sizes[i]) > sent_[i]) {
-          return kStatusBadStubData;
+          return os::kRpcBadStubData;
         }
         break;
       case ParamKind::kInOutDouble:
-        if (!reader.ReadDouble(reals[i])) return kStatusBadStubData;
+        if (!reader.ReadDouble(reals[i])) return os::kRpcBadStubData;
         break;
       default:
         break;  // in-only parameters do not come back
@@ -148,10 +148,10 @@ std::uint32_t ClientCall::DecodeResponse(std::span<const std::uint8_t> response,
   std::int32_t value = 0;
   if (operation_.result == ResultKind::kSmall) {
     std::int8_t small = 0;
-    if (!reader.ReadI8(small)) return kStatusBadStubData;
+    if (!reader.ReadI8(small)) return os::kRpcBadStubData;
     value = small;
   } else if (operation_.result == ResultKind::kLong) {
-    if (!reader.ReadI32(value)) return kStatusBadStubData;
+    if (!reader.ReadI32(value)) return os::kRpcBadStubData;
   }
   // Arrays must have exactly the count they are correlated with: n for out-texts, the
   // returned *size for out-sized buffers.
@@ -159,11 +159,11 @@ std::uint32_t ClientCall::DecodeResponse(std::span<const std::uint8_t> response,
     const auto from = static_cast<std::size_t>(params[i].sizeFrom);
     if (params[i].kind == ParamKind::kOutText &&
         bytes[i].size() != static_cast<std::size_t>(std::get<std::int32_t>(args_[from]))) {
-      return kStatusBadStubData;
+      return os::kRpcBadStubData;
     }
     if (params[i].kind == ParamKind::kOutSized &&
         bytes[i].size() != static_cast<std::size_t>(sizes[from])) {
-      return kStatusBadStubData;
+      return os::kRpcBadStubData;
     }
   }
   for (std::size_t i = 0; i < params.size(); ++i) {
@@ -190,7 +190,7 @@ std::uint32_t ClientCall::DecodeResponse(std::span<const std::uint8_t> response,
 
 std::int32_t CallOperation(void* binding, const InterfaceShape& shape, std::uint16_t opnum,
                            std::span<const ClientArg> args) {
-  if (opnum >= shape.operations.size()) throw RpcException(kStatusInternalError);
+  if (opnum >= shape.operations.size()) throw RpcException(os::kRpcInternalError);
   ClientCall call(shape.operations[opnum], args);
   NdrWriter request;
   if (const std::uint32_t status = call.EncodeRequest(request); status != 0) {

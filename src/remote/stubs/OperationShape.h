@@ -1,6 +1,7 @@
 #pragma once
 // The parameter shapes of a remote operation, described as data: one table per interface,
-// indexed by operation number, that a single engine (StubEngine.h) marshals on both sides.
+// indexed by operation number, that one engine marshals on both sides (ClientCall.h for
+// proxies, ServerCall.h for servers).
 // The binding handle is never listed; it does not travel.
 
 #include <array>

@@ -16,7 +16,7 @@ std::atomic<void*> g_binding{nullptr};
 
 void* CurrentBinding() {
   void* binding = g_binding.load(std::memory_order_acquire);
-  if (binding == nullptr) throw RpcException(kStatusInvalidBinding);
+  if (binding == nullptr) throw RpcException(os::kRpcInvalidBinding);
   return binding;
 }
 

@@ -1,46 +1,13 @@
 #pragma once
-// A program started by an interoperability test (Impacket's server script), its standard
-// output and error in one pipe that the test reads while it waits for a line. The destructor
-// ends the child (standard input closed, then SIGKILL), so no test leaves one behind.
+// Tests start their peers (Impacket's server script, our own programs) with the library's
+// child-process runner; this header keeps the name they know it by.
 
-#include <chrono>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
+#include "platform/os/ChildProcess.h"
 
-namespace rdx::testing {
+namespace rdx::test {
+using os::ChildProcess;
+}  // namespace rdx::test
 
-class ChildProcess {
- public:
-  // Starts argv[0] (a path) with `extraEnvironment` ("NAME=value") added to ours. Null when
-  // it cannot be started.
-  static std::unique_ptr<ChildProcess> Start(const std::vector<std::string>& argv,
-                                             const std::vector<std::string>& extraEnvironment);
-  ~ChildProcess();
-  ChildProcess(const ChildProcess&) = delete;
-  ChildProcess& operator=(const ChildProcess&) = delete;
-
-  // The first output line containing `needle`, waiting at most `timeout`; nullopt on time-out
-  // or when the child's output ended first.
-  std::optional<std::string> WaitForLine(const std::string& needle,
-                                         std::chrono::milliseconds timeout);
-  // All output read so far.
-  const std::string& Output() const { return output_; }
-  // Closes the child's standard input (the script serves until it ends) and waits up to
-  // `timeout` for the exit; SIGKILL after that. The exit status, 128 + the signal number when
-  // a signal ended it, -1 when it had to be killed.
-  int Stop(std::chrono::milliseconds timeout);
-
- private:
-  ChildProcess() = default;
-
-  int pid_ = -1;
-  int inputFd_ = -1;
-  int outputFd_ = -1;
-  std::optional<int> exitStatus_;
-  std::string output_;
-  std::size_t searched_ = 0;  // lines before this offset did not hold the needle
-};
-
-}  // namespace rdx::testing
+namespace rdx {
+namespace testing = test;
+}  // namespace rdx

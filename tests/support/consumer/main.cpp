@@ -1,4 +1,5 @@
-// Uses the installed headers and library only: reads a status back from its XML form.
+// Uses the installed headers and library only (the umbrella header, so every public header
+// is compiled): reads a status back from its XML form.
 #include <rdx/RDXGlobalLib.h>
 
 #include <cstdio>
