@@ -41,9 +41,7 @@ std::string RefServerProcess::LogSinceLastMark() {
   return output.substr(begin, end - begin);
 }
 
-std::size_t RefServerProcess::CallsSinceLastMark(const std::string& operation) {
-  const std::string log = LogSinceLastMark();
-  const std::string needle = "ServiceProviderInterface." + operation + "(";
+std::size_t Count(const std::string& log, const std::string& needle) {
   std::size_t count = 0;
   for (std::size_t at = log.find(needle); at != std::string::npos;
        at = log.find(needle, at + 1)) {

@@ -24,8 +24,6 @@ class RefServerProcess {
   // Everything the server logged since the previous call (or the start): a marker call is
   // made and its line awaited, so the lines of every call answered before are in.
   std::string LogSinceLastMark();
-  // How many calls of `operation` ("GetServiceInfo") the log since the last mark holds.
-  std::size_t CallsSinceLastMark(const std::string& operation);
   // Ends the server at once (SIGKILL), as a crash would.
   void Kill();
 
@@ -39,6 +37,9 @@ class RefServerProcess {
 
 // The server's answer text of `operation` with --text-size `size`.
 std::string Answer(const std::string& operation, std::size_t size = 64);
+
+// How often `needle` occurs in `text` (calls of an operation in a log).
+std::size_t Count(const std::string& text, const std::string& needle);
 
 // An object's status as text, one line per item.
 template <typename Object>
