@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <vector>
 
 namespace {
@@ -145,77 +146,53 @@ TEST(ServiceStartPolling, IntervalIsATenthOfTheWaitHintWithinOneToTenSeconds) {
   EXPECT_EQ(WaitHintMs(UINT64_MAX), 0xFFFFFFFFu);  // "infinity"
 }
 
-// A clock that moves only when the loop sleeps, and a scripted list of statuses.
-struct FakeWorld {
-  std::vector<StartProbe::Status> statuses;  // returned by successive queries
-  std::size_t failAt = SIZE_MAX;             // query number that fails
-  std::size_t queries = 0;
-  std::uint32_t now = 0xFFFFF000;  // near the wrap, as GetTickCount can be
-  std::vector<std::uint32_t> sleeps;
-  std::vector<std::string> logs;
-
-  StartProbe Probe() {
+// The loop against scripted statuses and a clock that moves only when it sleeps, started near
+// the wrap as GetTickCount can be.
+TEST(ServiceStartPolling, LoopEndsOnRunningOnStalledWaitHintAndOnFailedQuery) {
+  using Status = StartProbe::Status;
+  const std::string stalled = "No progress made within the wait hint";
+  const struct {
+    const char* label;
+    std::vector<Status> statuses;  // the first is the loop's start, then successive queries
+    std::size_t failAt;            // query number that fails
+    std::vector<std::uint32_t> sleeps;
+    std::vector<std::string> logs;
+    std::uint32_t finalState;
+  } rows[] = {
+      {"running after two polls of a 30 s hint",
+       {{kStartPending, 0, 30000}, {kStartPending, 0, 30000}, {kRunning, 0, 30000}}, 9,
+       {3000, 3000}, {}, kRunning},
+      // 5000 ms passed is not "more than" the hint: a sixth sleep.
+      {"no progress within a 5 s hint", {{kStartPending, 0, 5000}}, 9,
+       std::vector<std::uint32_t>(6, 1000), {stalled}, kStartPending},
+      // 2 sleeps to pass 2000 ms, then 3 more after the progress.
+      {"a rising check point restarts the clock",
+       {{kStartPending, 0, 2000}, {kStartPending, 0, 2000}, {kStartPending, 1, 2000}}, 9,
+       std::vector<std::uint32_t>(5, 1000), {"The service is making progress...", stalled},
+       kStartPending},
+      {"a failed query", {{kStartPending, 0, 200000}}, 1, {10000, 10000}, {}, kStartPending},
+      {"stopped never sleeps", {{kStopped, 0, 30000}}, 0, {}, {}, kStopped},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.label);
+    std::size_t queries = 0;
+    std::uint32_t now = 0xFFFFF000;
+    std::vector<std::uint32_t> sleeps;
+    std::vector<std::string> logs;
     StartProbe probe;
-    probe.query = [this](StartProbe::Status& status) {
-      if (queries == failAt) return false;
-      status = statuses[std::min(queries++, statuses.size() - 1)];
+    probe.query = [&](Status& status) {
+      if (queries == row.failAt) return false;
+      status = row.statuses[std::min(++queries, row.statuses.size() - 1)];
       return true;
     };
-    probe.sleepMs = [this](std::uint32_t ms) {
-      sleeps.push_back(ms);
-      now += ms;
-    };
-    probe.tickCount = [this] { return now; };
-    probe.log = [this](const std::string& line) { logs.push_back(line); };
-    return probe;
-  }
-};
-
-TEST(ServiceStartPolling, LoopEndsOnRunningOnStalledWaitHintAndOnFailedQuery) {
-  {
-    SCOPED_TRACE("running after two polls of a 30 s hint");
-    FakeWorld world;
-    world.statuses = {{kStartPending, 0, 30000}, {kRunning, 0, 30000}};
-    StartProbe::Status status{kStartPending, 0, 30000};
-    WaitWhileStartPending(world.Probe(), status);
-    EXPECT_EQ(status.state, kRunning);
-    EXPECT_EQ(world.sleeps, (std::vector<std::uint32_t>{3000, 3000}));
-    EXPECT_TRUE(world.logs.empty());
-  }
-  {
-    SCOPED_TRACE("no progress: gives up once more than the 5 s hint has passed");
-    FakeWorld world;
-    world.statuses = {{kStartPending, 0, 5000}};
-    StartProbe::Status status{kStartPending, 0, 5000};
-    WaitWhileStartPending(world.Probe(), status);
-    EXPECT_EQ(world.sleeps, std::vector<std::uint32_t>(6, 1000));  // 5000 is not "more than"
-    EXPECT_EQ(world.logs, std::vector<std::string>{"No progress made within the wait hint"});
-    EXPECT_EQ(status.state, kStartPending);
-  }
-  {
-    SCOPED_TRACE("a rising check point restarts the wait-hint clock");
-    FakeWorld world;
-    world.statuses = {{kStartPending, 0, 2000}, {kStartPending, 1, 2000},
-                      {kStartPending, 1, 2000}, {kStartPending, 1, 2000},
-                      {kStartPending, 1, 2000}};
-    StartProbe::Status status{kStartPending, 0, 2000};
-    WaitWhileStartPending(world.Probe(), status);
-    EXPECT_EQ(world.sleeps.size(), 5u);  // 2 to pass 2000 ms, then 3 more after the progress
-    EXPECT_EQ(world.logs.front(), "The service is making progress...");
-    EXPECT_EQ(world.logs.back(), "No progress made within the wait hint");
-  }
-  {
-    SCOPED_TRACE("a failed query ends the loop; a stopped status never sleeps");
-    FakeWorld world;
-    world.statuses = {{kStartPending, 0, 200000}};
-    world.failAt = 1;
-    StartProbe::Status status{kStartPending, 0, 200000};
-    WaitWhileStartPending(world.Probe(), status);
-    EXPECT_EQ(world.sleeps, (std::vector<std::uint32_t>{10000, 10000}));
-    FakeWorld idle;
-    StartProbe::Status stopped{kStopped, 0, 30000};
-    WaitWhileStartPending(idle.Probe(), stopped);
-    EXPECT_TRUE(idle.sleeps.empty());
+    probe.sleepMs = [&](std::uint32_t ms) { sleeps.push_back(ms), now += ms; };
+    probe.tickCount = [&] { return now; };
+    probe.log = [&](const std::string& line) { logs.push_back(line); };
+    Status status = row.statuses.front();
+    WaitWhileStartPending(probe, status);
+    EXPECT_EQ(status.state, row.finalState);
+    EXPECT_EQ(sleeps, row.sleeps);
+    EXPECT_EQ(logs, row.logs);
   }
 }
 
@@ -239,30 +216,23 @@ TEST(ServiceStatusText, StatesBecomeNotifyMessages) {
 
 TEST(ServiceManager, EveryOperationNeedsInit) {
   WinServiceManager manager;
-  std::string error;
   std::uint32_t code = 77;
   std::vector<std::string> names;
-  EXPECT_FALSE(manager.StartTheService(0, nullptr, code, error));
-  EXPECT_EQ(error, "Init has not been done");
+  const std::function<bool(std::string&)> operations[] = {
+      [&](std::string& e) { return manager.StartTheService(0, nullptr, code, e); },
+      [&](std::string& e) { return manager.InstallService(e); },
+      [&](std::string& e) { return manager.UninstallService(e); },
+      [&](std::string& e) { return manager.StopTheService(e); },
+      [&](std::string& e) { return manager.ChangeServiceConfiguration(e); },
+      [&](std::string& e) { return manager.GetListOfServices(names, e, 48, 3); },
+      [&](std::string& e) { return manager.UninstallServiceStartsWith("x", e); },
+  };
+  for (const auto& operation : operations) {
+    std::string error;
+    EXPECT_FALSE(operation(error));
+    EXPECT_EQ(error, "Init has not been done");
+  }
   EXPECT_EQ(code, 77u);
-  error.clear();
-  EXPECT_FALSE(manager.InstallService(error));
-  EXPECT_EQ(error, "Init has not been done");
-  error.clear();
-  EXPECT_FALSE(manager.UninstallService(error));
-  EXPECT_EQ(error, "Init has not been done");
-  error.clear();
-  EXPECT_FALSE(manager.StopTheService(error));
-  EXPECT_EQ(error, "Init has not been done");
-  error.clear();
-  EXPECT_FALSE(manager.ChangeServiceConfiguration(error));
-  EXPECT_EQ(error, "Init has not been done");
-  error.clear();
-  EXPECT_FALSE(manager.GetListOfServices(names, error, 48, 3));
-  EXPECT_EQ(error, "Init has not been done");
-  error.clear();
-  EXPECT_FALSE(manager.UninstallServiceStartsWith("x", error));
-  EXPECT_EQ(error, "Init has not been done");
   EXPECT_EQ(manager.QueryState(), 0xFFFFFFFFu);
   EXPECT_EQ(manager.QueryExitCode(), 0xFFFFFFFFu);
   EXPECT_TRUE(manager.Close());
