@@ -281,6 +281,13 @@ TEST(ServiceOnSystemd, OddNamesRoundTripAndFailedInstallsLeaveNothing) {
     return files;
   };
   const std::vector<std::string> before = unitFiles();
+  // Root writes anywhere it may, so a read-only file system is what refuses it: the sandbox's
+  // /usr is this machine's, mounted read-only there. (Checked first, so that nothing could
+  // ever be written into the real /usr.)
+  const std::string readOnly = sandbox->Root() + "/usr/share";
+  struct statvfs info {};
+  ASSERT_EQ(statvfs(readOnly.c_str(), &info), 0);
+  ASSERT_NE(info.f_flag & ST_RDONLY, 0u);
   const struct {
     const char* label;
     std::string name;
@@ -298,6 +305,7 @@ TEST(ServiceOnSystemd, OddNamesRoundTripAndFailedInstallsLeaveNothing) {
        "The system cannot find the path specified."},
       {"missing unit folder", "RdxBad missing", kService, env.env.Root() + "/no/such",
        "The system cannot find the path specified."},
+      {"read-only unit folder", "RdxBad read-only", kService, readOnly, "Access is denied."},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.label);
@@ -310,19 +318,6 @@ TEST(ServiceOnSystemd, OddNamesRoundTripAndFailedInstallsLeaveNothing) {
     EXPECT_EQ(unitFiles(), before);
   }
   EXPECT_FALSE(fs::exists(env.env.Root() + "/no"));
-
-  // Root writes anywhere it may, so a read-only file system is what refuses it: the sandbox's
-  // /usr is this machine's, mounted read-only there. (Checked first, so that nothing could
-  // ever be written into the real /usr.)
-  const std::string readOnly = sandbox->Root() + "/usr/share";
-  struct statvfs info {};
-  ASSERT_EQ(statvfs(readOnly.c_str(), &info), 0);
-  ASSERT_NE(info.f_flag & ST_RDONLY, 0u);
-  env.env.Set("RDX_SYSTEMD_UNIT_DIR", readOnly);
-  ASSERT_TRUE(manager.Init("localhost", "RdxBad read-only", kService, error)) << error;
-  EXPECT_FALSE(manager.InstallService(error));
-  EXPECT_EQ(error, "Access is denied.");
-  EXPECT_EQ(manager.QueryState(), kNoState);
 }
 
 // This machine by any name (a failing OnStart on one of them), and another machine.
