@@ -26,9 +26,6 @@ namespace rdx::remote {
 class ServiceProviderProxyInspector {
  public:
   using Proxy = QUORVAN::Rendix::ServiceProvider::ServiceProviderProxy;
-  static int TryConnecting(Proxy& p, const std::string& host, const std::string& endpoint) {
-    return p.TryConnecting(host, endpoint);
-  }
   static bool ConnectionAlive(Proxy& p) { return p.ConnectionAlive(); }
   static bool InitCheck(Proxy& p) { return p.InitCheck(); }
   static std::string Session(const Proxy& p) { return p.sessionBuffer_; }
@@ -217,12 +214,6 @@ TEST(ServiceProviderProxy, InitTriesHostThenFqdnThenAddress) {
     EXPECT_EQ(Inspector::InitCheck(proxy), row.connects);
   }
 
-  // TryConnecting's three answers.
-  sp::ServiceProviderProxy proxy;
-  EXPECT_EQ(Inspector::TryConnecting(proxy, "127.0.0.1", port), 0);
-  EXPECT_EQ(Inspector::TryConnecting(proxy, "127.0.0.1", refusing.Endpoint()), 1);
-  EXPECT_EQ(Inspector::TryConnecting(proxy, broadcast, port), -1);
-  EXPECT_FALSE(Inspector::ConnectionAlive(proxy));
 }
 
 // The session buffer goes out as the caller's own memory: the metadata members name 4000
