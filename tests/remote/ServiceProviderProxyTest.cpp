@@ -213,7 +213,6 @@ TEST(ServiceProviderProxy, InitTriesHostThenFqdnThenAddress) {
     }
     EXPECT_EQ(Inspector::InitCheck(proxy), row.connects);
   }
-
 }
 
 // The session buffer goes out as the caller's own memory: the metadata members name 4000
