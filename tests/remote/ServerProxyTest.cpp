@@ -117,7 +117,7 @@ TEST(ServerProxy, EveryMemberReachesTheServerOverTcpAndPipe) {
   environment.Set("RDX_PIPE_DIR", environment.Root() + "/pipes");
   RefServerProcess server({"--pipe", "RefProxy"});
   ASSERT_TRUE(server.Started());
-  for (const std::string endpoint : {server.Endpoint(), std::string("\\pipe\\RefProxy")}) {
+  for (const std::string& endpoint : {server.Endpoint(), std::string("\\pipe\\RefProxy")}) {
     SCOPED_TRACE(endpoint);
     ExerciseEveryMember(server, endpoint);
   }
