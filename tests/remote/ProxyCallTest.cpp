@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "remote/runtime/ProxyCall.h"
+#include "remote/proxies/ProxyCall.h"
 
 namespace rdx::rpc::test {
 namespace {

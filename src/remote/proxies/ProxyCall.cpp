@@ -1,4 +1,4 @@
-#include "remote/runtime/ProxyCall.h"
+#include "remote/proxies/ProxyCall.h"
 
 #include <algorithm>
 
