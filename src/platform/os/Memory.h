@@ -13,6 +13,13 @@ void* CommitRegion(std::size_t size) noexcept;
 // Unmaps a region CommitRegion gave; false for null or an address it never gave.
 bool ReleaseRegion(void* address) noexcept;
 
+// Hands memory the allocator holds but no longer uses back to the system, so a server's
+// resident size falls again after large transfers end. Costs a walk over the free lists.
+void ReturnFreeMemory() noexcept;
+
+// Physical memory of this machine in bytes; 0 when unknown.
+std::uint64_t PhysicalMemoryBytes() noexcept;
+
 // CLOCK_MONOTONIC in nanoseconds, and its frequency in ticks per second.
 std::int64_t MonotonicTicks() noexcept;
 inline constexpr std::int64_t kMonotonicFrequency = 1000000000;

@@ -164,12 +164,14 @@ struct FaultBody {
 };
 
 // Decoders: false when the body does not fit `frag_length` (the whole PDU is `pdu`).
-bool DecodeBind(const PduHeader& header, std::span<const std::uint8_t> pdu, BindBody& body);
+[[nodiscard]] bool DecodeBind(const PduHeader& header, std::span<const std::uint8_t> pdu,
+                              BindBody& body);
 bool DecodeBindAck(const PduHeader& header, std::span<const std::uint8_t> pdu,
                    BindAckBody& body);
 bool DecodeBindNak(const PduHeader& header, std::span<const std::uint8_t> pdu,
                    std::uint16_t& reason);
-bool DecodeCall(const PduHeader& header, std::span<const std::uint8_t> pdu, CallBody& body);
+[[nodiscard]] bool DecodeCall(const PduHeader& header, std::span<const std::uint8_t> pdu,
+                              CallBody& body);
 bool DecodeFault(const PduHeader& header, std::span<const std::uint8_t> pdu, FaultBody& body);
 
 std::vector<std::uint8_t> EncodeBind(PduType type, std::uint32_t callId, const BindBody& body);
