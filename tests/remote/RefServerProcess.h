@@ -1,0 +1,60 @@
+#pragma once
+// rdx-refserver as a child process for tests that watch a whole server: its descriptors and
+// resident memory read from /proc, a descriptor limit of its own, its log in a file (so a
+// busy server never blocks on a full pipe). The destructor stops it (SIGTERM, then SIGKILL).
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace rdx::rpc::test {
+
+class RefServerProcess {
+ public:
+  struct Options {
+    std::vector<std::string> arguments;    // after --tcp PORT
+    std::vector<std::string> environment;  // "NAME=value", added to ours
+    unsigned long descriptorLimit = 0;     // soft and hard limit in the child; 0 keeps ours
+  };
+  // Starts the server on a free loopback port and waits until it listens; null on failure.
+  static std::unique_ptr<RefServerProcess> Start(const Options& options);
+  ~RefServerProcess();
+  RefServerProcess(const RefServerProcess&) = delete;
+  RefServerProcess& operator=(const RefServerProcess&) = delete;
+
+  std::uint16_t Port() const { return port_; }
+  std::string Endpoint() const { return std::to_string(port_); }
+  // Descriptors the server holds open now; 0 when it cannot be read.
+  std::size_t OpenDescriptors() const;
+  // Its resident set (VmRSS) in bytes; 0 when it cannot be read.
+  std::uint64_t ResidentBytes() const;
+  // Whether it still runs.
+  bool Running();
+  // SIGTERM, then the exit status (-1 when it had to be killed).
+  int Stop();
+  std::string Log() const;
+
+ private:
+  RefServerProcess() = default;
+  int pid_ = -1;
+  std::uint16_t port_ = 0;
+  std::string logPath_;
+  bool exited_ = false;
+  int exitStatus_ = -1;
+};
+
+// Polls `condition` every 20 ms until it holds or `bound` has passed; its last answer.
+template <typename Condition>
+bool WaitFor(Condition condition, std::chrono::milliseconds bound = std::chrono::seconds(30)) {
+  const auto deadline = std::chrono::steady_clock::now() + bound;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() >= deadline) return condition();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return true;
+}
+
+}  // namespace rdx::rpc::test
