@@ -12,6 +12,19 @@
 
 namespace rdx::rpc::test {
 
+// AddressSanitizer keeps freed memory in quarantine, so resident sizes say nothing there.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool kResidentSizeMeaningful = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+inline constexpr bool kResidentSizeMeaningful = false;
+#else
+inline constexpr bool kResidentSizeMeaningful = true;
+#endif
+#else
+inline constexpr bool kResidentSizeMeaningful = true;
+#endif
+
 class RefServerProcess {
  public:
   struct Options {
