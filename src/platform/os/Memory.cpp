@@ -84,6 +84,10 @@ std::int64_t MonotonicTicks() noexcept {
 
 void ReturnFreeMemory() noexcept { ::malloc_trim(0); }
 
+void MapLargeBlocksApart(std::size_t bytes) noexcept {
+  ::mallopt(M_MMAP_THRESHOLD, static_cast<int>(bytes));
+}
+
 std::uint64_t PhysicalMemoryBytes() noexcept {
   const long pages = ::sysconf(_SC_PHYS_PAGES);
   const long pageSize = ::sysconf(_SC_PAGESIZE);

@@ -17,6 +17,11 @@ bool ReleaseRegion(void* address) noexcept;
 // resident size falls again after large transfers end. Costs a walk over the free lists.
 void ReturnFreeMemory() noexcept;
 
+// Has the allocator map every block of `bytes` or more on its own, so freeing one gives it
+// back to the system at once instead of leaving it in a thread's heap (where glibc never
+// trims it). Fixes the threshold that glibc otherwise raises after each large free.
+void MapLargeBlocksApart(std::size_t bytes) noexcept;
+
 // Physical memory of this machine in bytes; 0 when unknown.
 std::uint64_t PhysicalMemoryBytes() noexcept;
 

@@ -120,12 +120,22 @@ StreamSocket StreamSocket::ConnectUnix(const std::string& path) {
   return StreamSocket(fd);
 }
 
-IoResult StreamSocket::SendAll(const void* data, std::size_t size, int timeoutMs) {
+IoResult StreamSocket::SendAll(const void* data, std::size_t size) {
   const ConstBuffer one{data, size};
-  return SendAll(std::span<const ConstBuffer>(&one, 1), timeoutMs);
+  return SendAll(std::span<const ConstBuffer>(&one, 1));
 }
 
-IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers, int timeoutMs) {
+void StreamSocket::SetSendTimeout(int timeoutMs) noexcept {
+  if (fd_ < 0) return;
+  timeval limit{};
+  if (timeoutMs > 0) {
+    limit.tv_sec = timeoutMs / 1000;
+    limit.tv_usec = (timeoutMs % 1000) * 1000;
+  }
+  ::setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+}
+
+IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers) {
   if (fd_ < 0) return IoResult::kError;
   constexpr std::size_t kMaxVectors = 512;
   iovec vectors[kMaxVectors];
@@ -145,23 +155,12 @@ IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers, int timeout
     msghdr message{};
     message.msg_iov = vectors;
     message.msg_iovlen = count;
-    // With a time-out the write never blocks; poll does the bounded waiting instead.
-    const int flags = MSG_NOSIGNAL | (timeoutMs >= 0 ? MSG_DONTWAIT : 0);
-    const ssize_t sent = ::sendmsg(fd_, &message, flags);
+    const ssize_t sent = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
     if (sent < 0) {
       if (errno == EINTR) continue;
-      if (timeoutMs >= 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-        pollfd p{fd_, POLLOUT, 0};
-        const int ready = ::poll(&p, 1, timeoutMs);
-        if (ready == 0) {
-          SetLastErrorFromErrno(ETIMEDOUT);
-          return IoResult::kTimeout;
-        }
-        if (ready < 0 && errno != EINTR) {
-          SetLastErrorFromErrno(errno);
-          return IoResult::kError;
-        }
-        continue;  // writable, or the peer went away: sendmsg says which
+      if (errno == EAGAIN || errno == EWOULDBLOCK) {  // the send time-out passed untouched
+        SetLastErrorFromErrno(ETIMEDOUT);
+        return IoResult::kTimeout;
       }
       SetLastErrorFromErrno(errno);
       return (errno == EPIPE || errno == ECONNRESET) ? IoResult::kClosed : IoResult::kError;

@@ -40,10 +40,13 @@ class StreamSocket {
   static StreamSocket ConnectUnix(const std::string& path);
 
   // Writes every byte of every buffer (partial writes resumed); never raises SIGPIPE.
-  // `timeoutMs` >= 0 bounds each wait for the peer to take more bytes: kTimeout when it
-  // takes none for that long (what was written stays written). < 0 waits without limit.
-  IoResult SendAll(std::span<const ConstBuffer> buffers, int timeoutMs = -1);
-  IoResult SendAll(const void* data, std::size_t size, int timeoutMs = -1);
+  // kTimeout when a send time-out is set and the peer took nothing for that long (what was
+  // written stays written).
+  IoResult SendAll(std::span<const ConstBuffer> buffers);
+  IoResult SendAll(const void* data, std::size_t size);
+  // Bounds every later write's wait for the peer to take bytes; `timeoutMs` <= 0 waits
+  // without limit. Kept in the kernel, so writes stay single blocking calls.
+  void SetSendTimeout(int timeoutMs) noexcept;
 
   // Reads between 1 and `size` bytes into `data`. `timeoutMs` < 0 waits without limit.
   IoResult Receive(void* data, std::size_t size, std::size_t& received, int timeoutMs);

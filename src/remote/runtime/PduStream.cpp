@@ -74,13 +74,13 @@ PduStream::Result PduStream::Next(PduHeader& header, std::span<const std::uint8_
   return Result::kPdu;
 }
 
-os::IoResult PduStream::Send(std::span<const std::uint8_t> pdu, int timeoutMs) {
-  return socket_.SendAll(pdu.data(), pdu.size(), timeoutMs);
+os::IoResult PduStream::Send(std::span<const std::uint8_t> pdu) {
+  return socket_.SendAll(pdu.data(), pdu.size());
 }
 
 os::IoResult PduStream::SendCall(PduType type, std::uint32_t callId, std::uint16_t contextId,
                                  std::uint16_t opnum, std::span<const std::uint8_t> stub,
-                                 std::uint16_t fragmentSize, int timeoutMs) {
+                                 std::uint16_t fragmentSize) {
   const FragmentPlan plan =
       PlanFragments(type, callId, contextId, opnum, stub.size(), fragmentSize);
   const std::size_t count = plan.offsets.size() - 1;
@@ -94,7 +94,7 @@ os::IoResult PduStream::SendCall(PduType type, std::uint32_t callId, std::uint16
       buffers.push_back({plan.headers.data() + i * kCallHeaderSize, kCallHeaderSize});
       buffers.push_back({stub.data() + plan.offsets[i], plan.offsets[i + 1] - plan.offsets[i]});
     }
-    const os::IoResult r = socket_.SendAll(buffers, timeoutMs);
+    const os::IoResult r = socket_.SendAll(buffers);
     if (r != os::IoResult::kOk) return r;
   }
   return os::IoResult::kOk;

@@ -39,13 +39,13 @@ class PduStream {
   [[nodiscard]] Result Next(PduHeader& header, std::span<const std::uint8_t>& pdu,
                             int idleTimeoutMs, int pduTimeoutMs);
 
-  // Sends `stub` as request or response fragments of at most `fragmentSize` bytes. With
-  // `timeoutMs` >= 0, kTimeout when the peer takes no byte for that long.
+  // Sends `stub` as request or response fragments of at most `fragmentSize` bytes; kTimeout
+  // when the socket's send time-out passes.
   [[nodiscard]] os::IoResult SendCall(PduType type, std::uint32_t callId,
                                       std::uint16_t contextId, std::uint16_t opnum,
                                       std::span<const std::uint8_t> stub,
-                                      std::uint16_t fragmentSize, int timeoutMs = -1);
-  [[nodiscard]] os::IoResult Send(std::span<const std::uint8_t> pdu, int timeoutMs = -1);
+                                      std::uint16_t fragmentSize);
+  [[nodiscard]] os::IoResult Send(std::span<const std::uint8_t> pdu);
 
   // Bulk transfers: reads the fragments of `run` that come exactly as planned (well-formed,
   // ours, no auth trailer), their stub bytes straight into `stub` (room for run.stubBytes),

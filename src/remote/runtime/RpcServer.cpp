@@ -19,6 +19,10 @@ std::uint32_t ListenFailure() {
   return os::GetLastError() == kAddressInUse ? kStatusDuplicateEndpoint : kStatusCantCreateEndpoint;
 }
 
+// Blocks from this size up are mapped on their own: the PDU buffer of a busy connection and
+// every larger one.
+constexpr std::size_t kMappedApart = 256 * 1024;
+
 // The PDU time-out from the environment (milliseconds, 1 to a day), else the default.
 int PduTimeoutFromEnvironment() {
   const char* text = std::getenv(kPduTimeoutVariable);
@@ -112,6 +116,9 @@ std::uint32_t RpcServer::UnregisterInterface(ServerInterface* entry) {
 
 std::uint32_t RpcServer::Listen() {
   os::RaiseDescriptorLimit();
+  // Request and answer buffers come and go with connections: mapped apart, they go back to
+  // the system when freed. Warm ones that repeated transfers need are kept on purpose.
+  os::MapLargeBlocksApart(kMappedApart);
   std::lock_guard lock(stateMutex_);
   stopping_ = false;
   listening_ = true;
@@ -203,13 +210,15 @@ void RpcServer::Finish(Connection* connection) {
 
 void RpcServer::Serve(Connection* connection, const std::string& secondaryAddress) {
   const int pduTimeoutMs = pduTimeoutMs_;
+  // A client that stops reading its answer is cut off like one that stops sending.
+  connection->socket.SetSendTimeout(pduTimeoutMs);
   PduStream stream(connection->socket);
   if (connection->refusing) {
     PduHeader header;
     std::span<const std::uint8_t> pdu;
     if (stream.Next(header, pdu, std::min(kRefusalWaitMs, pduTimeoutMs), pduTimeoutMs) ==
         PduStream::Result::kPdu) {
-      (void)stream.Send(ServerConnection::Refusal(header), pduTimeoutMs);
+      (void)stream.Send(ServerConnection::Refusal(header));
     }
     Finish(connection);
     return;
@@ -238,13 +247,10 @@ void RpcServer::Serve(Connection* connection, const std::string& secondaryAddres
       if (r != PduStream::Result::kPdu) break;
       state.Handle(header, pdu, answer);
       heldLargeBuffers = heldLargeBuffers || state.MemoryHeld() > kFreelyKept;
-      // A client that stops reading its answer is cut off like one that stops sending.
-      if (!answer.pdu.empty() && stream.Send(answer.pdu, pduTimeoutMs) != os::IoResult::kOk) {
-        break;
-      }
+      if (!answer.pdu.empty() && stream.Send(answer.pdu) != os::IoResult::kOk) break;
       if (answer.hasResponse &&
           stream.SendCall(PduType::kResponse, answer.callId, answer.contextId, 0, answer.stub,
-                          state.FragmentSize(), pduTimeoutMs) != os::IoResult::kOk) {
+                          state.FragmentSize()) != os::IoResult::kOk) {
         break;
       }
       if (answer.close) break;
