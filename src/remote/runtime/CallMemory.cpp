@@ -11,7 +11,8 @@ std::size_t Index(CallMemory::Slot slot) { return static_cast<std::size_t>(slot)
 
 bool CallMemory::Charge(Slot slot, std::size_t bytes) noexcept {
   std::size_t& held = held_[Index(slot)];
-  if (budget_ == nullptr) return true;
+  // Most calls change nothing: the shared counter is not touched then.
+  if (budget_ == nullptr || bytes == held) return true;
   if (bytes <= held) {
     budget_->Give(held - bytes);
   } else if (!budget_->Take(bytes - held)) {
@@ -23,7 +24,7 @@ bool CallMemory::Charge(Slot slot, std::size_t bytes) noexcept {
 
 void CallMemory::Count(Slot slot, std::size_t bytes) noexcept {
   std::size_t& held = held_[Index(slot)];
-  if (budget_ == nullptr) return;
+  if (budget_ == nullptr || bytes == held) return;
   if (bytes <= held) {
     budget_->Give(held - bytes);
   } else {
