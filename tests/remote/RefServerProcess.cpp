@@ -59,7 +59,9 @@ std::unique_ptr<RefServerProcess> RefServerProcess::Start(const Options& options
       ::dup2(log, 1);
       ::dup2(log, 2);
       if (options.descriptorLimit != 0) {
-        const rlimit limit{options.descriptorLimit, options.descriptorLimit};
+        const rlimit limit{options.softDescriptorLimit != 0 ? options.softDescriptorLimit
+                                                            : options.descriptorLimit,
+                           options.descriptorLimit};
         if (::setrlimit(RLIMIT_NOFILE, &limit) != 0) ::_exit(126);
       }
       ::execve(args[0], args.data(), env.data());

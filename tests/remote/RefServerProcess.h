@@ -30,7 +30,8 @@ class RefServerProcess {
   struct Options {
     std::vector<std::string> arguments;    // after --tcp PORT
     std::vector<std::string> environment;  // "NAME=value", added to ours
-    unsigned long descriptorLimit = 0;     // soft and hard limit in the child; 0 keeps ours
+    unsigned long descriptorLimit = 0;     // hard (and soft) limit in the child; 0 keeps ours
+    unsigned long softDescriptorLimit = 0;  // a lower soft limit; 0: the hard one
   };
   // Starts the server on a free loopback port and waits until it listens; null on failure.
   static std::unique_ptr<RefServerProcess> Start(const Options& options);
@@ -38,6 +39,7 @@ class RefServerProcess {
   RefServerProcess(const RefServerProcess&) = delete;
   RefServerProcess& operator=(const RefServerProcess&) = delete;
 
+  int Pid() const { return pid_; }
   std::uint16_t Port() const { return port_; }
   std::string Endpoint() const { return std::to_string(port_); }
   // Descriptors the server holds open now; 0 when it cannot be read.

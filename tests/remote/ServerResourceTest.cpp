@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <sstream>
 #include <string>
 
 #include <rdx/remote/IServiceProviderManager.h>
@@ -143,6 +145,23 @@ TEST(ServerResources, ServesAgainOnceDescriptorsRunOutAndAreFreed) {
     EXPECT_EQ(serviceprovider::Ping(binding.h), 1);
   }
   EXPECT_TRUE(server->Running());
+}
+
+TEST(ServerResources, ListeningRaisesTheSoftDescriptorLimitToTheHardOne) {
+  RefServerProcess::Options options;
+  options.descriptorLimit = 2048;
+  options.softDescriptorLimit = 256;
+  auto server = RefServerProcess::Start(options);
+  ASSERT_NE(server, nullptr);
+  std::ifstream limits("/proc/" + std::to_string(server->Pid()) + "/limits");
+  std::string line;
+  while (std::getline(limits, line) && line.rfind("Max open files", 0) != 0) {
+  }
+  std::istringstream fields(line.substr(std::strlen("Max open files")));
+  std::string soft, hard;
+  fields >> soft >> hard;
+  EXPECT_EQ(soft, "2048");
+  EXPECT_EQ(hard, "2048");
 }
 
 TEST(ServerResources, ConnectionsOverTheLimitAndEndedOnesLeaveNothingBehind) {
