@@ -305,6 +305,20 @@ TEST(ServerResources, CallsBeyondTheBudgetFailAsOutOfMemoryAndTheConnectionStays
   EXPECT_EQ(small.Used(), 0u);
   ASSERT_TRUE(client.Call(0, {4, 5}));
   EXPECT_EQ(client.NextResponse(), (Bytes{4, 5}));
+  // Kept or dropped, a request is held to the request limit: refused, and the connection ends.
+  // (Fragments with an honest-looking alloc_hint, so only the running count can catch it.)
+  Bytes tooLong = Fragment(kFirstFragment, 5816);
+  while (tooLong.size() / 5840 * 5816 <= kMaxRequestStub) {
+    const Bytes more = Fragment(tooLong.size() / 5840 * 5816 + 5816 > kMaxRequestStub
+                                    ? kLastFragment
+                                    : 0,
+                                5816);
+    tooLong.insert(tooLong.end(), more.begin(), more.end());
+  }
+  ASSERT_TRUE(client.Send(tooLong));
+  EXPECT_EQ(client.NextFault(), kFaultAccessDenied);
+  EXPECT_TRUE(WaitFor([&] { return server.Server().ConnectionCount() == 0; }));
+  EXPECT_EQ(small.Used(), 0u);
 }
 
 TEST(ServerResources, ResidentMemoryReturnsOnceSilentClientsAreCutOff) {

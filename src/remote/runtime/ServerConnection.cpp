@@ -325,18 +325,21 @@ void ServerConnection::HandleRequest(const PduHeader& header, std::span<const st
     opnum_ = body.opnum;
     std::memcpy(drep_, header.drep, 4);
     stub_.clear();
+    received_ = 0;
     overBudget_ = false;
   } else if (!assembling_ || header.callId != callId_ ||
              std::memcmp(drep_, header.drep, 4) != 0) {
     ProtocolError(assembling_ ? callId_ : header.callId, true, answer);
     return;
   }
-  if (body.stub.size() > kMaxRequestStub - stub_.size()) {
+  // Counted apart from stub_, which holds nothing once the budget has refused the call.
+  if (body.stub.size() > kMaxRequestStub - received_) {
     answer.pdu = EncodeFault(callId_, 0, kFaultAccessDenied, false);
     answer.close = true;
     ReleaseRequest();
     return;
   }
+  received_ += body.stub.size();
   Append(body.stub);
   if (last) Complete(answer);
 }

@@ -111,6 +111,7 @@ class ServerConnection {
   std::uint8_t drep_[4] = {};
   std::vector<std::uint8_t> stub_;  // its capacity is what memory_ counts for the request
   bool overBudget_ = false;         // the budget refused this request: its bytes are dropped
+  std::size_t received_ = 0;        // stub bytes of this request so far, kept or dropped
   CallMemory memory_;
 };
 
