@@ -144,27 +144,27 @@ TEST(BulkTransfer, KeptBuffersStayWithinTheirPool) {
   small.reserve(kFreelyKept);
   smallHolder.Settle(small);
   EXPECT_GE(small.capacity(), kFreelyKept);  // kept, and free of charge
-  EXPECT_EQ(pool.Kept(), 0u);
+  EXPECT_EQ(pool.Used(), 0u);
 
   first.reserve(2 * kMiB);
   firstHolder.Settle(first);
   EXPECT_GE(first.capacity(), 2 * kMiB);
-  EXPECT_EQ(pool.Kept(), first.capacity());
+  EXPECT_EQ(pool.Used(), first.capacity());
 
   second.reserve(2 * kMiB);
   secondHolder.Settle(second);  // no room left: freed after its call
   EXPECT_EQ(second.capacity(), 0u);
-  EXPECT_EQ(pool.Kept(), first.capacity());
+  EXPECT_EQ(pool.Used(), first.capacity());
 
   firstHolder.Drop(first);
   EXPECT_EQ(first.capacity(), 0u);
-  EXPECT_EQ(pool.Kept(), 0u);
+  EXPECT_EQ(pool.Used(), 0u);
   {
     KeepAllowance shortLived(pool);
     shortLived.Settle(second = Bytes(2 * kMiB));
-    EXPECT_EQ(pool.Kept(), second.capacity());
+    EXPECT_EQ(pool.Used(), second.capacity());
   }
-  EXPECT_EQ(pool.Kept(), 0u);  // handed back when its holder ends
+  EXPECT_EQ(pool.Used(), 0u);  // handed back when its holder ends
 }
 
 // Fills the buffer as the reference server does, so every answer is checkable.

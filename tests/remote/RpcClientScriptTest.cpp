@@ -82,15 +82,15 @@ class ScriptedServer {
     std::span<const std::uint8_t> pdu;
     if (stream.Next(header, pdu, 10'000, 10'000) != PduStream::Result::kPdu) return;
     if (!script.bindAnswer) return;
-    stream.Send(*script.bindAnswer);
+    if (stream.Send(*script.bindAnswer) != os::IoResult::kOk) return;
     // Read the whole request (it may come in fragments) before answering.
     do {
       if (stream.Next(header, pdu, 10'000, 10'000) != PduStream::Result::kPdu) return;
     } while ((header.flags & kLastFragment) == 0);
     if (!script.requestAnswer) return;
-    stream.Send(*script.requestAnswer);
+    if (stream.Send(*script.requestAnswer) != os::IoResult::kOk) return;
     // Hold the connection until the client has read everything and gone.
-    stream.Next(header, pdu, 10'000, 10'000);
+    (void)stream.Next(header, pdu, 10'000, 10'000);
   }
 
   os::StreamListener listener_;

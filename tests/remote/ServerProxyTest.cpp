@@ -140,7 +140,7 @@ TEST(ServerProxy, EveryMemberReachesTheServerOverTcpAndPipe) {
   EXPECT_EQ(proxy->GetServiceInfo("Ortho", "Imagery"), "");
   // The session id is whichever the last Init was given.
   EXPECT_THAT(proxy->GetStatus().items.at(0).ToTextString(nullptr),
-              testing::MatchesRegex("\\[ServerCore\\.ServerProxy\\.GetServiceInfo : 008F13\\] "
+              ::testing::MatchesRegex("\\[ServerCore\\.ServerProxy\\.GetServiceInfo : 008F13\\] "
                                     "Error: \\(S[0-9]+\\) : Failed to get service info for "
                                     "'Ortho' on 'Imagery'"));
   EXPECT_FALSE(proxy->AddServiceProvider("Imagery", "<Info/>"));

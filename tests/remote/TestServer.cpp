@@ -10,14 +10,15 @@ namespace rdx::rpc::test {
 
 using namespace QUORVAN::Rendix;
 
-TestServer::TestServer(std::vector<ServerInterface*> interfaces, std::size_t maxConnections)
+TestServer::TestServer(std::vector<ServerInterface*> interfaces, std::size_t maxConnections,
+                       ByteBudget* budget)
     : interfaces_(std::move(interfaces)), server_(std::make_unique<RpcServer>()) {
-  Start(maxConnections);
+  Start(maxConnections, budget);
 }
 
 TestServer::TestServer(ServerCore::IServerCoreManager* core,
                        ServiceProvider::IServiceProviderManager* provider,
-                       ServerCore::IServerAutoBindManager* autoBind)
+                       ServerCore::IServerAutoBindManager* autoBind, ByteBudget* budget)
     : server_(std::make_unique<RpcServer>()) {
   for (void* description : {ServerCore::CreateServerCoreInterfaceSpec(core),
                      ServiceProvider::CreateServiceProviderInterfaceSpec(provider),
@@ -26,11 +27,12 @@ TestServer::TestServer(ServerCore::IServerCoreManager* core,
     owned_.push_back(description);
     interfaces_.push_back(static_cast<ServerInterface*>(description));
   }
-  Start(0);
+  Start(0, budget);
 }
 
-void TestServer::Start(std::size_t maxConnections) {
+void TestServer::Start(std::size_t maxConnections, ByteBudget* budget) {
   if (maxConnections != 0) server_->SetLimits(300, maxConnections);
+  if (budget != nullptr) server_->SetMemoryBudget(*budget);
   for (ServerInterface* entry : interfaces_) server_->RegisterInterface(entry);
   if (server_->UseTcpPort(0, port_) != 0 || server_->Listen() != 0) {
     for (void* description : owned_) ServerCore::DestroyServerCoreInterfaceSpec(description);

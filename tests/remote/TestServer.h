@@ -19,12 +19,15 @@ namespace rdx::rpc::test {
 
 class TestServer {
  public:
-  // `interfaces` are borrowed; `maxConnections` 0 keeps the server's own limit.
-  explicit TestServer(std::vector<ServerInterface*> interfaces, std::size_t maxConnections = 0);
+  // `interfaces` are borrowed; `maxConnections` 0 keeps the server's own limit (otherwise
+  // PDUs time out after 300 ms). `budget` (borrowed) replaces the process's call budget.
+  explicit TestServer(std::vector<ServerInterface*> interfaces, std::size_t maxConnections = 0,
+                      ByteBudget* budget = nullptr);
   // The three real interfaces with these managers (borrowed; null leaves one out).
   TestServer(QUORVAN::Rendix::ServerCore::IServerCoreManager* core,
              QUORVAN::Rendix::ServiceProvider::IServiceProviderManager* provider,
-             QUORVAN::Rendix::ServerCore::IServerAutoBindManager* autoBind);
+             QUORVAN::Rendix::ServerCore::IServerAutoBindManager* autoBind,
+             ByteBudget* budget = nullptr);
   ~TestServer();
   TestServer(const TestServer&) = delete;
   TestServer& operator=(const TestServer&) = delete;
@@ -34,7 +37,7 @@ class TestServer {
   std::string Endpoint() const { return std::to_string(port_); }
 
  private:
-  void Start(std::size_t maxConnections);
+  void Start(std::size_t maxConnections, ByteBudget* budget);
 
   std::vector<ServerInterface*> interfaces_;
   std::vector<void*> owned_;  // interface descriptions made for the managers

@@ -2,7 +2,9 @@
 
 #include "platform/os/LastError.h"
 
+#include <malloc.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <ctime>
@@ -78,6 +80,19 @@ std::int64_t MonotonicTicks() noexcept {
   timespec ts {};
   clock_gettime(CLOCK_MONOTONIC, &ts);
   return static_cast<std::int64_t>(ts.tv_sec) * kMonotonicFrequency + ts.tv_nsec;
+}
+
+void ReturnFreeMemory() noexcept { ::malloc_trim(0); }
+
+void MapLargeBlocksApart(std::size_t bytes) noexcept {
+  ::mallopt(M_MMAP_THRESHOLD, static_cast<int>(bytes));
+}
+
+std::uint64_t PhysicalMemoryBytes() noexcept {
+  const long pages = ::sysconf(_SC_PHYS_PAGES);
+  const long pageSize = ::sysconf(_SC_PAGESIZE);
+  if (pages <= 0 || pageSize <= 0) return 0;
+  return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
 }
 
 }  // namespace rdx::os

@@ -13,6 +13,18 @@ void* CommitRegion(std::size_t size) noexcept;
 // Unmaps a region CommitRegion gave; false for null or an address it never gave.
 bool ReleaseRegion(void* address) noexcept;
 
+// Hands memory the allocator holds but no longer uses back to the system, so a server's
+// resident size falls again after large transfers end. Costs a walk over the free lists.
+void ReturnFreeMemory() noexcept;
+
+// Has the allocator map every block of `bytes` or more on its own, so freeing one gives it
+// back to the system at once instead of leaving it in a thread's heap (where glibc never
+// trims it). Fixes the threshold that glibc otherwise raises after each large free.
+void MapLargeBlocksApart(std::size_t bytes) noexcept;
+
+// Physical memory of this machine in bytes; 0 when unknown.
+std::uint64_t PhysicalMemoryBytes() noexcept;
+
 // CLOCK_MONOTONIC in nanoseconds, and its frequency in ticks per second.
 std::int64_t MonotonicTicks() noexcept;
 inline constexpr std::int64_t kMonotonicFrequency = 1000000000;

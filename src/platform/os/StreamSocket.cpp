@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -124,6 +125,16 @@ IoResult StreamSocket::SendAll(const void* data, std::size_t size) {
   return SendAll(std::span<const ConstBuffer>(&one, 1));
 }
 
+void StreamSocket::SetSendTimeout(int timeoutMs) noexcept {
+  if (fd_ < 0) return;
+  timeval limit{};
+  if (timeoutMs > 0) {
+    limit.tv_sec = timeoutMs / 1000;
+    limit.tv_usec = (timeoutMs % 1000) * 1000;
+  }
+  ::setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+}
+
 IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers) {
   if (fd_ < 0) return IoResult::kError;
   constexpr std::size_t kMaxVectors = 512;
@@ -147,6 +158,10 @@ IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers) {
     const ssize_t sent = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
     if (sent < 0) {
       if (errno == EINTR) continue;
+      if (errno == EAGAIN || errno == EWOULDBLOCK) {  // the send time-out passed untouched
+        SetLastErrorFromErrno(ETIMEDOUT);
+        return IoResult::kTimeout;
+      }
       SetLastErrorFromErrno(errno);
       return (errno == EPIPE || errno == ECONNRESET) ? IoResult::kClosed : IoResult::kError;
     }
@@ -339,18 +354,18 @@ StreamSocket StreamListener::Accept() {
     pollfd p[2] = {{fd_, POLLIN, 0}, {wakeRead_, POLLIN, 0}};
     const int ready = ::poll(p, 2, -1);
     if (ready < 0) {
-      if (errno == EINTR) continue;
-      SetLastErrorFromErrno(errno);
-      return StreamSocket();
+      if (errno != EINTR) Backoff();  // out of kernel memory, say: try again shortly
+      continue;
     }
     if (p[1].revents != 0) return StreamSocket();
     if (p[0].revents == 0) continue;
     const int client = ::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC);
     if (client < 0) {
-      // Transient failures (a client that gave up, descriptor shortage) must not end
-      // the listener; back off briefly on the latter.
+      // Nothing ends the listener but Wake: a client that gave up is skipped, and a
+      // shortage of descriptors or memory lasts only until connections end, so wait a
+      // little instead of spinning on a connection that cannot be taken yet.
       if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-        ::poll(nullptr, 0, 10);
+        Backoff();
       }
       continue;
     }
@@ -360,11 +375,24 @@ StreamSocket StreamListener::Accept() {
   return StreamSocket();
 }
 
+void StreamListener::Backoff() noexcept {
+  constexpr int kBackoffMs = 10;
+  pollfd p{wakeRead_, POLLIN, 0};
+  ::poll(&p, 1, kBackoffMs);
+}
+
 void StreamListener::Wake() noexcept {
   if (wakeWrite_ >= 0) {
     const char byte = 1;
     [[maybe_unused]] const ssize_t n = ::write(wakeWrite_, &byte, 1);
   }
+}
+
+void RaiseDescriptorLimit() noexcept {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= limit.rlim_max) return;
+  limit.rlim_cur = limit.rlim_max;
+  ::setrlimit(RLIMIT_NOFILE, &limit);  // refused beyond the kernel's own ceiling: keep ours
 }
 
 std::size_t MaxSocketPathLength() noexcept { return sizeof(sockaddr_un{}.sun_path) - 1; }

@@ -40,8 +40,13 @@ class StreamSocket {
   static StreamSocket ConnectUnix(const std::string& path);
 
   // Writes every byte of every buffer (partial writes resumed); never raises SIGPIPE.
+  // kTimeout when a send time-out is set and the peer took nothing for that long (what was
+  // written stays written).
   IoResult SendAll(std::span<const ConstBuffer> buffers);
   IoResult SendAll(const void* data, std::size_t size);
+  // Bounds every later write's wait for the peer to take bytes; `timeoutMs` <= 0 waits
+  // without limit. Kept in the kernel, so writes stay single blocking calls.
+  void SetSendTimeout(int timeoutMs) noexcept;
 
   // Reads between 1 and `size` bytes into `data`. `timeoutMs` < 0 waits without limit.
   IoResult Receive(void* data, std::size_t size, std::size_t& received, int timeoutMs);
@@ -78,19 +83,26 @@ class StreamListener {
   bool Valid() const noexcept { return fd_ >= 0; }
   std::uint16_t Port() const noexcept { return port_; }
 
-  // Waits for the next connection; invalid once Wake has been called or on failure.
+  // Waits for the next connection; invalid only once Wake has been called (or the listener
+  // is invalid). Failures of accept itself, descriptor shortage included, are waited out.
   StreamSocket Accept();
   // Makes a present or future Accept return at once; safe from any thread.
   void Wake() noexcept;
 
  private:
   void Release() noexcept;
+  // Sleeps a little after a failed accept; returns early when woken.
+  void Backoff() noexcept;
   int fd_ = -1;
   int wakeRead_ = -1;
   int wakeWrite_ = -1;
   std::uint16_t port_ = 0;
   std::string unixPath_;  // removed again when the listener closes
 };
+
+// Raises this process's soft limit on open descriptors to its hard limit, so a server
+// holding thousands of connections is not stopped by a low default. Best effort.
+void RaiseDescriptorLimit() noexcept;
 
 // Longest path a Unix-domain socket can have.
 std::size_t MaxSocketPathLength() noexcept;

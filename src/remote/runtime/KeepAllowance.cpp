@@ -1,23 +1,14 @@
 #include "remote/runtime/KeepAllowance.h"
 
+#include <algorithm>
+
 namespace rdx::rpc {
 
-KeepPool& KeepPool::Process() noexcept {
+KeepPool& ProcessKeepPool() noexcept {
   // Never destroyed: connection threads may still give back while static destructors run.
-  static KeepPool* const pool = new KeepPool(kProcessKeepLimit);
+  static KeepPool* const pool =
+      new KeepPool(std::min(kProcessKeepLimit, ProcessCallBudget().Limit() / 2));
   return *pool;
-}
-
-bool KeepPool::Take(std::size_t bytes) noexcept {
-  std::size_t kept = kept_.load(std::memory_order_relaxed);
-  do {
-    if (bytes > limit_ - kept) return false;
-  } while (!kept_.compare_exchange_weak(kept, kept + bytes, std::memory_order_relaxed));
-  return true;
-}
-
-void KeepPool::Give(std::size_t bytes) noexcept {
-  kept_.fetch_sub(bytes, std::memory_order_relaxed);
 }
 
 void KeepAllowance::Settle(std::vector<std::uint8_t>& bytes) noexcept {

@@ -4,39 +4,30 @@
 // connection or binding keeps above a small size is charged to a shared pool with a fixed
 // limit; a buffer the pool has no room for is freed after its call, as before.
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+#include "remote/runtime/ByteBudget.h"
 
 namespace rdx::rpc {
 
 // Buffers up to this capacity are always kept and never charged: idle connections hold
 // about this much anyway.
 inline constexpr std::size_t kFreelyKept = 1024 * 1024;
-// What all connections and bindings of a process may keep beyond that, together.
+// What all connections and bindings of a process may keep beyond that, together; never more
+// than half the call budget, so warm buffers of idle connections cannot starve live calls.
 inline constexpr std::size_t kProcessKeepLimit = 512u * 1024 * 1024;
 
-class KeepPool {
- public:
-  explicit constexpr KeepPool(std::size_t limit) noexcept : limit_(limit) {}
-  // The pool every server connection and client binding of this process draws on.
-  static KeepPool& Process() noexcept;
+using KeepPool = ByteBudget;
 
-  // Takes `bytes` from the pool; false, taking nothing, when that would pass the limit.
-  [[nodiscard]] bool Take(std::size_t bytes) noexcept;
-  void Give(std::size_t bytes) noexcept;
-  std::size_t Kept() const noexcept { return kept_.load(std::memory_order_relaxed); }
-
- private:
-  const std::size_t limit_;
-  std::atomic<std::size_t> kept_{0};
-};
+// The pool every server connection and client binding of this process draws on.
+KeepPool& ProcessKeepPool() noexcept;
 
 // The charge one holder (a connection, a binding) has against a pool for one buffer.
 class KeepAllowance {
  public:
-  explicit KeepAllowance(KeepPool& pool = KeepPool::Process()) noexcept : pool_(pool) {}
+  explicit KeepAllowance(KeepPool& pool = ProcessKeepPool()) noexcept : pool_(pool) {}
   ~KeepAllowance() { pool_.Give(charged_); }
   KeepAllowance(const KeepAllowance&) = delete;
   KeepAllowance& operator=(const KeepAllowance&) = delete;

@@ -36,21 +36,23 @@ class PduStream {
   // first byte when `idleTimeoutMs` < 0, then at most `pduTimeoutMs` for the whole PDU.
   // kMalformed when frag_length is below 16; `header` is filled for every result but
   // kClosed/kTimeout/kError.
-  Result Next(PduHeader& header, std::span<const std::uint8_t>& pdu, int idleTimeoutMs,
-              int pduTimeoutMs);
+  [[nodiscard]] Result Next(PduHeader& header, std::span<const std::uint8_t>& pdu,
+                            int idleTimeoutMs, int pduTimeoutMs);
 
-  // Sends `stub` as request or response fragments of at most `fragmentSize` bytes.
-  os::IoResult SendCall(PduType type, std::uint32_t callId, std::uint16_t contextId,
-                        std::uint16_t opnum, std::span<const std::uint8_t> stub,
-                        std::uint16_t fragmentSize);
-  os::IoResult Send(std::span<const std::uint8_t> pdu);
+  // Sends `stub` as request or response fragments of at most `fragmentSize` bytes; kTimeout
+  // when the socket's send time-out passes.
+  [[nodiscard]] os::IoResult SendCall(PduType type, std::uint32_t callId,
+                                      std::uint16_t contextId, std::uint16_t opnum,
+                                      std::span<const std::uint8_t> stub,
+                                      std::uint16_t fragmentSize);
+  [[nodiscard]] os::IoResult Send(std::span<const std::uint8_t> pdu);
 
   // Bulk transfers: reads the fragments of `run` that come exactly as planned (well-formed,
   // ours, no auth trailer), their stub bytes straight into `stub` (room for run.stubBytes),
   // with gathered reads and no copy. Stops at the first fragment that differs in any way,
   // leaving it whole to Next. `placed` receives the stub bytes placed, `last` whether the
   // call's last fragment was among them. Waits at most `timeoutMs` (< 0: no limit) per read.
-  Result ReceiveRun(const FragmentRun& run, std::uint8_t* stub, std::size_t& placed,
+  [[nodiscard]] Result ReceiveRun(const FragmentRun& run, std::uint8_t* stub, std::size_t& placed,
                     bool& last, int timeoutMs);
 
   // Whether bytes of a PDU not yet complete have arrived (a timeout then was not idleness).

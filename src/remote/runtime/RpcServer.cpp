@@ -1,8 +1,11 @@
 #include "remote/runtime/RpcServer.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <utility>
 
 #include "platform/os/LastError.h"
+#include "platform/os/Memory.h"
 #include "remote/runtime/KeepAllowance.h"
 #include "remote/runtime/PduStream.h"
 #include "remote/runtime/StringBinding.h"
@@ -15,12 +18,27 @@ std::uint32_t ListenFailure() {
                                                     : os::kRpcCantCreateEndpoint;
 }
 
+// Blocks from this size up are mapped on their own: the PDU buffer of a busy connection and
+// every larger one.
+constexpr std::size_t kMappedApart = 256 * 1024;
+
+// The PDU time-out from the environment (milliseconds, 1 to a day), else the default.
+int PduTimeoutFromEnvironment() {
+  const char* text = std::getenv(kPduTimeoutVariable);
+  if (text == nullptr || *text == '\0') return kPduTimeoutMs;
+  char* end = nullptr;
+  const long value = std::strtol(text, &end, 10);
+  return *end == '\0' && value > 0 && value <= 86'400'000 ? static_cast<int>(value)
+                                                          : kPduTimeoutMs;
+}
+
 }  // namespace
 
 RpcServer::RpcServer()
     : limiter_(kMaxConcurrentCalls),
-      pduTimeoutMs_(kPduTimeoutMs),
-      maxConnections_(kMaxConnections) {}
+      pduTimeoutMs_(PduTimeoutFromEnvironment()),
+      maxConnections_(kMaxConnections),
+      budget_(&ProcessCallBudget()) {}
 
 RpcServer::~RpcServer() { StopListening(); }
 
@@ -96,6 +114,10 @@ std::uint32_t RpcServer::UnregisterInterface(ServerInterface* entry) {
 }
 
 std::uint32_t RpcServer::Listen() {
+  os::RaiseDescriptorLimit();
+  // Request and answer buffers come and go with connections: mapped apart, they go back to
+  // the system when freed. Warm ones that repeated transfers need are kept on purpose.
+  os::MapLargeBlocksApart(kMappedApart);
   std::lock_guard lock(stateMutex_);
   stopping_ = false;
   listening_ = true;
@@ -124,105 +146,124 @@ std::uint32_t RpcServer::StopListening() {
     if (e->acceptor.joinable()) e->acceptor.join();
   }
   closing.clear();  // closes the listening sockets and removes pipe socket files
-  // No acceptor runs any more, so the list only shrinks from here.
-  std::list<std::unique_ptr<Connection>> ending;
+  // No acceptor runs any more, so the list only shrinks from here: each connection thread
+  // leaves it as it ends.
+  std::thread last;
   {
-    std::lock_guard lock(connectionsMutex_);
+    std::unique_lock lock(connectionsMutex_);
     for (auto& c : connections_) c->socket.Shutdown();
-    ending.swap(connections_);
-    liveConnections_ = 0;
+    connectionsEnded_.wait(lock, [&] { return connections_.empty(); });
+    last = std::move(finishedWorker_);
   }
-  for (auto& c : ending) {
-    if (c->worker.joinable()) c->worker.join();
-  }
+  if (last.joinable()) last.join();  // it joined the one before it, and so on
   return 0;
 }
 
-void RpcServer::ReapFinished() {
-  std::list<std::unique_ptr<Connection>> finished;
-  {
-    std::lock_guard lock(connectionsMutex_);
-    for (auto it = connections_.begin(); it != connections_.end();) {
-      if ((*it)->done) {
-        finished.splice(finished.end(), connections_, it++);
-      } else {
-        ++it;
-      }
-    }
-  }
-  for (auto& c : finished) {
-    if (c->worker.joinable()) c->worker.join();
-  }
+std::size_t RpcServer::ConnectionCount() const {
+  std::lock_guard lock(connectionsMutex_);
+  return connections_.size();
 }
 
 void RpcServer::AcceptLoop(Endpoint* endpoint) {
   for (;;) {
     os::StreamSocket socket = endpoint->listener.Accept();
     if (!socket.Valid() || stopping_) return;
-    ReapFinished();
+    std::lock_guard lock(connectionsMutex_);
+    const bool overLimit = served_ >= maxConnections_;
+    // A flood over the limit gets closed at once rather than a thread each.
+    if (overLimit && refusing_ >= kMaxRefusing) continue;
     auto connection = std::make_unique<Connection>();
     connection->socket = std::move(socket);
+    connection->refusing = overLimit;
     Connection* raw = connection.get();
-    std::lock_guard lock(connectionsMutex_);
-    ++liveConnections_;
     connections_.push_back(std::move(connection));
+    raw->self = std::prev(connections_.end());
+    ++(overLimit ? refusing_ : served_);
     const std::string secondary = endpoint->secondaryAddress;
     try {
       raw->worker = std::thread([this, raw, secondary] { Serve(raw, secondary); });
     } catch (...) {
       // No thread to serve it: the client sees the connection close.
-      raw->socket.Shutdown();
-      raw->done = true;
-      --liveConnections_;
+      --(overLimit ? refusing_ : served_);
+      connections_.erase(raw->self);
+      if (connections_.empty()) connectionsEnded_.notify_all();
     }
   }
 }
 
+void RpcServer::Finish(Connection* connection) {
+  std::unique_ptr<Connection> self;
+  std::thread previous;
+  {
+    std::lock_guard lock(connectionsMutex_);
+    // Closed under the lock: StopListening shuts sockets down under it, never a reused one.
+    connection->socket.Close();
+    --(connection->refusing ? refusing_ : served_);
+    self = std::move(*connection->self);
+    connections_.erase(connection->self);
+    previous = std::exchange(finishedWorker_, std::move(self->worker));
+    if (connections_.empty()) connectionsEnded_.notify_all();
+  }
+  if (previous.joinable()) previous.join();
+}
+
 void RpcServer::Serve(Connection* connection, const std::string& secondaryAddress) {
-  bool overLimit;
-  {
-    std::lock_guard lock(connectionsMutex_);
-    overLimit = liveConnections_ > maxConnections_;
-  }
+  const int pduTimeoutMs = pduTimeoutMs_;
+  // A client that stops reading its answer is cut off like one that stops sending.
+  connection->socket.SetSendTimeout(pduTimeoutMs);
   PduStream stream(connection->socket);
-  ServerConnection state(registry_, secondaryAddress, &limiter_);
-  ServerAnswer answer;
-  KeepAllowance allowance;  // for answer.stub, which is kept from call to call
-  PduHeader header;
-  std::span<const std::uint8_t> pdu;
-  for (;;) {
-    // Idle connections are kept as long as the client likes; only a started PDU is timed.
-    // A large kept answer buffer goes back after a while without calls.
-    PduStream::Result r =
-        stream.Next(header, pdu, allowance.Charged() ? kKeptIdleMs : -1, pduTimeoutMs_);
-    if (r == PduStream::Result::kTimeout && allowance.Charged() && !stream.Started()) {
-      allowance.Drop(answer.stub);
-      r = stream.Next(header, pdu, -1, pduTimeoutMs_);
+  if (connection->refusing) {
+    PduHeader header;
+    std::span<const std::uint8_t> pdu;
+    if (stream.Next(header, pdu, std::min(kRefusalWaitMs, pduTimeoutMs), pduTimeoutMs) ==
+        PduStream::Result::kPdu) {
+      (void)stream.Send(ServerConnection::Refusal(header));
     }
-    if (r != PduStream::Result::kPdu) break;
-    if (overLimit) {
-      stream.Send(ServerConnection::Refusal(header));
-      break;
-    }
-    state.Handle(header, pdu, answer);
-    if (!answer.pdu.empty() && stream.Send(answer.pdu) != os::IoResult::kOk) break;
-    if (answer.hasResponse &&
-        stream.SendCall(PduType::kResponse, answer.callId, answer.contextId, 0, answer.stub,
-                        state.FragmentSize()) != os::IoResult::kOk) {
-      break;
-    }
-    if (answer.close) break;
-    // Cleared while the client is still reading the answer, not when the next call needs
-    // it: Dispatch takes a kept answer buffer as zeros.
-    std::fill(answer.stub.begin(), answer.stub.end(), std::uint8_t{0});
-    allowance.Settle(answer.stub);
+    Finish(connection);
+    return;
   }
-  connection->socket.Shutdown();
+  bool heldLargeBuffers = false;
   {
-    std::lock_guard lock(connectionsMutex_);
-    if (liveConnections_ > 0) --liveConnections_;
-  }
-  connection->done = true;
+    ServerConnection state(registry_, secondaryAddress, &limiter_, budget_);
+    ServerAnswer answer;
+    KeepAllowance allowance;  // for answer.stub, which is kept from call to call
+    PduHeader header;
+    std::span<const std::uint8_t> pdu;
+    for (;;) {
+      // Idle connections are kept as long as the client likes; only a started PDU, or the
+      // next fragment of a request being reassembled, is timed. A large kept answer buffer
+      // goes back after a while without calls.
+      const bool assembling = state.Assembling();
+      const int idleMs = assembling ? pduTimeoutMs : allowance.Charged() ? kKeptIdleMs : -1;
+      PduStream::Result r = stream.Next(header, pdu, idleMs, pduTimeoutMs);
+      if (r == PduStream::Result::kTimeout && !assembling && allowance.Charged() &&
+          !stream.Started()) {
+        allowance.Drop(answer.stub);
+        state.AnswerSettled(answer);
+        os::ReturnFreeMemory();
+        r = stream.Next(header, pdu, -1, pduTimeoutMs);
+      }
+      if (r != PduStream::Result::kPdu) break;
+      state.Handle(header, pdu, answer);
+      heldLargeBuffers = heldLargeBuffers || state.MemoryHeld() > kFreelyKept;
+      if (!answer.pdu.empty() && stream.Send(answer.pdu) != os::IoResult::kOk) break;
+      if (answer.hasResponse &&
+          stream.SendCall(PduType::kResponse, answer.callId, answer.contextId, 0, answer.stub,
+                          state.FragmentSize()) != os::IoResult::kOk) {
+        break;
+      }
+      if (answer.close) break;
+      // Cleared while the client is still reading the answer, not when the next call needs
+      // it: Dispatch takes a kept answer buffer as zeros.
+      std::fill(answer.stub.begin(), answer.stub.end(), std::uint8_t{0});
+      allowance.Settle(answer.stub);
+      state.AnswerSettled(answer);
+    }
+    connection->socket.Shutdown();
+  }  // every buffer of the connection is freed here
+  // Large buffers may sit in the allocator's free lists; the system gets them back now.
+  if (heldLargeBuffers) os::ReturnFreeMemory();
+  Finish(connection);
 }
 
 }  // namespace rdx::rpc

@@ -4,6 +4,7 @@
 // listener functions drive the process-wide instance; tests make their own.
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <list>
 #include <memory>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "platform/os/StreamSocket.h"
+#include "remote/runtime/ByteBudget.h"
 #include "remote/runtime/ServerConnection.h"
 
 namespace rdx::rpc {
@@ -21,10 +23,18 @@ namespace rdx::rpc {
 inline constexpr std::ptrdiff_t kMaxConcurrentCalls = 1234;
 // Connections beyond this are refused with bind_nak "local limit exceeded".
 inline constexpr std::size_t kMaxConnections = 4000;
-// A PDU that has started must be complete within this time, or the sender is cut off.
+// A PDU that has started must be complete within this time, or the sender is cut off; so
+// must the next fragment of a request being reassembled, and a client that takes no byte of
+// an answer for this long is cut off too. $RDX_RPC_PDU_TIMEOUT_MS overrides it.
 inline constexpr int kPduTimeoutMs = 60'000;
+inline constexpr const char* kPduTimeoutVariable = "RDX_RPC_PDU_TIMEOUT_MS";
 // A connection idle this long gives back a large answer buffer it kept.
 inline constexpr int kKeptIdleMs = 5'000;
+// A connection over the limit gets this long (at most the PDU time-out) to send its bind
+// before it is closed unanswered; at most this many wait for that at once, beyond them a
+// connection over the limit is closed at once.
+inline constexpr int kRefusalWaitMs = 5'000;
+inline constexpr std::size_t kMaxRefusing = 64;
 
 class RpcServer {
  public:
@@ -38,30 +48,37 @@ class RpcServer {
   // Opens an endpoint of "ncacn_ip_tcp" (decimal port 1-65535) or "ncacn_np" (\pipe\NAME).
   // Returns 0 (also when this server already holds it), 1703 unknown protocol sequence,
   // 1706 bad endpoint, 1740 endpoint taken, 1720 other failures.
-  std::uint32_t UseEndpoint(const std::string& protocolSequence, const std::string& endpoint);
+  [[nodiscard]] std::uint32_t UseEndpoint(const std::string& protocolSequence,
+                                          const std::string& endpoint);
   // As above for TCP, port 0 picking a free port; `bound` receives the port.
-  std::uint32_t UseTcpPort(std::uint16_t port, std::uint16_t& bound);
+  [[nodiscard]] std::uint32_t UseTcpPort(std::uint16_t port, std::uint16_t& bound);
 
   // `entry` is borrowed until unregistered and every call on it has ended.
   void RegisterInterface(ServerInterface* entry);
   // 1717 when it was not registered; null unregisters every interface.
-  std::uint32_t UnregisterInterface(ServerInterface* entry);
+  [[nodiscard]] std::uint32_t UnregisterInterface(ServerInterface* entry);
 
   // Starts accepting on every open endpoint without blocking; a host publishing several
   // interfaces may call it once per interface, so an active server just takes on new
-  // endpoints and returns 0.
-  std::uint32_t Listen();
-  // Closes every endpoint and connection and waits for running calls; 1715 when not
-  // listening.
+  // endpoints and returns 0. Raises the process's descriptor limit to its hard limit.
+  [[nodiscard]] std::uint32_t Listen();
+  // Closes every endpoint and connection and waits for running calls and every connection
+  // thread; 1715 when not listening.
   std::uint32_t StopListening();
   bool Listening() const noexcept { return listening_; }
+  // Connections open now, refused ones still waiting for their bind_nak included. A
+  // connection's socket is closed and its thread ended before it stops counting here.
+  [[nodiscard]] std::size_t ConnectionCount() const;
 
-  // Tighter limits for tests: the time a started PDU may take, and the connections served
-  // at once. Set before Listen.
+  // Tighter limits for tests: the time a started PDU (and a stalled answer) may take, and
+  // the connections served at once. Set before Listen.
   void SetLimits(int pduTimeoutMs, std::size_t maxConnections) {
     pduTimeoutMs_ = pduTimeoutMs;
     maxConnections_ = maxConnections;
   }
+  // The budget request and answer buffers are charged to (borrowed; by default the
+  // process's). Set before Listen.
+  void SetMemoryBudget(ByteBudget& budget) noexcept { budget_ = &budget; }
 
  private:
   struct Endpoint {
@@ -72,14 +89,17 @@ class RpcServer {
     std::thread acceptor;
   };
   struct Connection {
-    os::StreamSocket socket;
+    os::StreamSocket socket;  // closed by its thread, under connectionsMutex_
     std::thread worker;
-    std::atomic<bool> done{false};
+    bool refusing = false;  // over the limit: answered with bind_nak, then closed
+    std::list<std::unique_ptr<Connection>>::iterator self;
   };
 
   void AcceptLoop(Endpoint* endpoint);
   void Serve(Connection* connection, const std::string& secondaryAddress);
-  void ReapFinished();
+  // A connection's last act: closes its socket, leaves the list and joins the thread that
+  // ended before it, so no ended thread waits for the next accept to be collected.
+  void Finish(Connection* connection);
 
   InterfaceRegistry registry_;
   CallLimiter limiter_;
@@ -90,11 +110,16 @@ class RpcServer {
   std::atomic<bool> listening_{false};
   std::atomic<bool> stopping_{false};
 
-  std::mutex connectionsMutex_;  // guards connections_; never held while a call runs
+  mutable std::mutex connectionsMutex_;  // guards the members up to finishedWorker_; never
+                                         // held while a call runs or a thread is joined
   std::list<std::unique_ptr<Connection>> connections_;
-  std::size_t liveConnections_ = 0;
+  std::size_t served_ = 0;    // connections within the limit
+  std::size_t refusing_ = 0;  // connections over it, waiting for their bind
+  std::thread finishedWorker_;  // the last connection thread to end, not yet joined
+  std::condition_variable connectionsEnded_;  // connections_ became empty
   int pduTimeoutMs_;
   std::size_t maxConnections_;
+  ByteBudget* budget_;
 };
 
 }  // namespace rdx::rpc

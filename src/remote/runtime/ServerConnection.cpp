@@ -69,9 +69,57 @@ bool InterfaceRegistry::Contains(const ServerInterface* entry) const {
   return std::find(entries_.begin(), entries_.end(), entry) != entries_.end();
 }
 
+namespace {
+
+// A request buffer up to this size stays with an idle connection; larger ones go back.
+constexpr std::size_t kKeptRequestBuffer = 64 * 1024;
+
+}  // namespace
+
 ServerConnection::ServerConnection(const InterfaceRegistry& registry,
-                                   std::string secondaryAddress, CallLimiter* limiter)
-    : registry_(registry), secondaryAddress_(std::move(secondaryAddress)), limiter_(limiter) {}
+                                   std::string secondaryAddress, CallLimiter* limiter,
+                                   ByteBudget* budget)
+    : registry_(registry),
+      secondaryAddress_(std::move(secondaryAddress)),
+      limiter_(limiter),
+      memory_(budget) {}
+
+void ServerConnection::AnswerSettled(const ServerAnswer& answer) noexcept {
+  memory_.Count(CallMemory::Slot::kAnswer, answer.stub.capacity());
+}
+
+void ServerConnection::ReleaseRequest() noexcept {
+  assembling_ = false;
+  overBudget_ = false;
+  stub_.clear();
+  if (stub_.capacity() > kKeptRequestBuffer) std::vector<std::uint8_t>().swap(stub_);
+  memory_.Count(CallMemory::Slot::kRequest, stub_.capacity());
+}
+
+void ServerConnection::Append(std::span<const std::uint8_t> stub) {
+  if (overBudget_) return;
+  const std::size_t needed = stub_.size() + stub.size();  // at most kMaxRequestStub
+  if (needed > stub_.capacity()) {
+    // Doubling as insert would, but never past the request limit, and charged first.
+    const std::size_t grown = std::min(std::max(needed, 2 * stub_.capacity()), kMaxRequestStub);
+    bool room = memory_.Charge(CallMemory::Slot::kRequest, grown);
+    if (room) {
+      try {
+        stub_.reserve(grown);
+      } catch (const std::bad_alloc&) {
+        room = false;
+      }
+    }
+    if (!room) {
+      overBudget_ = true;
+      std::vector<std::uint8_t>().swap(stub_);
+      memory_.Count(CallMemory::Slot::kRequest, 0);
+      return;
+    }
+    memory_.Count(CallMemory::Slot::kRequest, stub_.capacity());
+  }
+  stub_.insert(stub_.end(), stub.begin(), stub.end());
+}
 
 std::vector<std::uint8_t> ServerConnection::Refusal(const PduHeader& header) {
   return EncodeBindNak(header.callId, kNakLocalLimitExceeded);
@@ -81,8 +129,7 @@ void ServerConnection::ProtocolError(std::uint32_t callId, bool didNotExecute,
                                      ServerAnswer& answer) {
   answer.pdu = EncodeFault(callId, 0, kNcaProtocolError, didNotExecute);
   answer.close = true;
-  assembling_ = false;
-  stub_.clear();
+  ReleaseRequest();
 }
 
 void ServerConnection::Handle(const PduHeader& header, std::span<const std::uint8_t> pdu,
@@ -124,10 +171,7 @@ void ServerConnection::Handle(const PduHeader& header, std::span<const std::uint
       return;
     case PduType::kOrphaned:
       // The client abandons the call being reassembled; anything else is already answered.
-      if (assembling_ && header.callId == callId_) {
-        assembling_ = false;
-        stub_.clear();
-      }
+      if (assembling_ && header.callId == callId_) ReleaseRequest();
       return;
     default:  // co_cancel: our managers cannot be cancelled, the call completes normally
       return;
@@ -260,8 +304,7 @@ void ServerConnection::HandleRequest(const PduHeader& header, std::span<const st
   if (header.authLength != 0) {
     answer.pdu = EncodeFault(header.callId, 0, kFaultAccessDenied, false);
     answer.close = true;
-    assembling_ = false;
-    stub_.clear();
+    ReleaseRequest();
     return;
   }
   const bool first = (header.flags & kFirstFragment) != 0;
@@ -282,39 +325,48 @@ void ServerConnection::HandleRequest(const PduHeader& header, std::span<const st
     opnum_ = body.opnum;
     std::memcpy(drep_, header.drep, 4);
     stub_.clear();
+    received_ = 0;
+    overBudget_ = false;
   } else if (!assembling_ || header.callId != callId_ ||
              std::memcmp(drep_, header.drep, 4) != 0) {
     ProtocolError(assembling_ ? callId_ : header.callId, true, answer);
     return;
   }
-  if (body.stub.size() > kMaxRequestStub - stub_.size()) {
+  // Counted apart from stub_, which holds nothing once the budget has refused the call.
+  if (body.stub.size() > kMaxRequestStub - received_) {
     answer.pdu = EncodeFault(callId_, 0, kFaultAccessDenied, false);
     answer.close = true;
-    assembling_ = false;
-    stub_.clear();
+    ReleaseRequest();
     return;
   }
-  stub_.insert(stub_.end(), body.stub.begin(), body.stub.end());
+  received_ += body.stub.size();
+  Append(body.stub);
   if (last) Complete(answer);
 }
 
 void ServerConnection::Complete(ServerAnswer& answer) {
   assembling_ = false;
+  if (overBudget_) {  // never reassembled, so never run
+    ReleaseRequest();
+    answer.pdu = EncodeFault(callId_, contextId_, kFaultRemoteNoMemory, false);
+    return;
+  }
   const auto context = contexts_.find(contextId_);
   if (context == contexts_.end() || !registry_.Contains(context->second.entry)) {
     answer.pdu = EncodeFault(callId_, 0, kNcaUnknownInterface, true);
-    stub_.clear();
+    ReleaseRequest();
     return;
   }
   ServerInterface* entry = context->second.entry;
   if (opnum_ >= entry->OperationCount()) {
     answer.pdu = EncodeFault(callId_, contextId_, kFaultOperationRange, true);
-    stub_.clear();
+    ReleaseRequest();
     return;
   }
   std::uint32_t status = 0;
   if (limiter_ != nullptr) limiter_->acquire();
   try {
+    const CallMemory::Scope charged(memory_);  // the stubs charge out-arrays to this connection
     status = entry->Dispatch(opnum_, stub_, (drep_[0] & 0xF0) == 0, answer.stub);
   } catch (const std::bad_alloc&) {
     status = kFaultRemoteNoMemory;
@@ -322,10 +374,11 @@ void ServerConnection::Complete(ServerAnswer& answer) {
     status = kFaultUnspecified;
   }
   if (limiter_ != nullptr) limiter_->release();
-  stub_.clear();
-  if (stub_.capacity() > 64 * 1024) stub_.shrink_to_fit();  // idle connections stay small
+  ReleaseRequest();  // idle connections stay small
+  memory_.Count(CallMemory::Slot::kScratch, 0);
+  if (status != 0) answer.stub.clear();
+  memory_.Count(CallMemory::Slot::kAnswer, answer.stub.capacity());
   if (status != 0) {
-    answer.stub.clear();
     const bool notExecuted = status == kFaultOperationRange || status == kNcaUnknownInterface;
     answer.pdu = EncodeFault(callId_, contextId_, status, notExecuted);
     return;

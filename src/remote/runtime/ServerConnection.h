@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "remote/runtime/ByteBudget.h"
+#include "remote/runtime/CallMemory.h"
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/RpcRuntime.h"
 
@@ -50,17 +52,25 @@ struct ServerAnswer {
 
 class ServerConnection {
  public:
-  // `registry` and `limiter` (may be null) are borrowed. `secondaryAddress` is the text the
-  // bind_ack carries: the port over TCP, the pipe name over pipes.
+  // `registry`, `limiter` and `budget` (both may be null: no limit) are borrowed.
+  // `secondaryAddress` is the text the bind_ack carries: the port over TCP, the pipe name
+  // over pipes. Request and answer buffers are charged to `budget`; a call that would pass
+  // it is answered with nca_s_fault_remote_no_memory and the connection stays.
   ServerConnection(const InterfaceRegistry& registry, std::string secondaryAddress,
-                   CallLimiter* limiter = nullptr);
+                   CallLimiter* limiter = nullptr, ByteBudget* budget = nullptr);
 
   // Handles one PDU of exactly frag_length bytes.
   void Handle(const PduHeader& header, std::span<const std::uint8_t> pdu, ServerAnswer& answer);
   // Answer for a first PDU when the server has no room for another connection.
-  static std::vector<std::uint8_t> Refusal(const PduHeader& header);
+  [[nodiscard]] static std::vector<std::uint8_t> Refusal(const PduHeader& header);
+  // The answer buffer's storage changed outside Handle (kept or freed after sending).
+  void AnswerSettled(const ServerAnswer& answer) noexcept;
 
-  std::uint16_t FragmentSize() const noexcept { return fragmentSize_; }
+  [[nodiscard]] std::uint16_t FragmentSize() const noexcept { return fragmentSize_; }
+  // Whether a request has started and its further fragments are awaited.
+  [[nodiscard]] bool Assembling() const noexcept { return assembling_; }
+  // What this connection's buffers count against the budget now.
+  [[nodiscard]] std::size_t MemoryHeld() const noexcept { return memory_.Held(); }
 
  private:
   struct Context {
@@ -75,6 +85,11 @@ class ServerConnection {
   void HandleRequest(const PduHeader& header, std::span<const std::uint8_t> pdu,
                      ServerAnswer& answer);
   void Complete(ServerAnswer& answer);
+  // Appends a request fragment's stub data, charging growth to the budget; once the budget
+  // refuses, the rest of the call is read and dropped.
+  void Append(std::span<const std::uint8_t> stub);
+  // Ends the request being reassembled and gives back its storage beyond a small buffer.
+  void ReleaseRequest() noexcept;
   // Decides one context element; `seen` holds ids earlier in the same list.
   ContextResult Decide(const ContextElement& element, const std::vector<std::uint16_t>& seen,
                        Context& accepted) const;
@@ -94,7 +109,10 @@ class ServerConnection {
   std::uint16_t contextId_ = 0;
   std::uint16_t opnum_ = 0;
   std::uint8_t drep_[4] = {};
-  std::vector<std::uint8_t> stub_;
+  std::vector<std::uint8_t> stub_;  // its capacity is what memory_ counts for the request
+  bool overBudget_ = false;         // the budget refused this request: its bytes are dropped
+  std::size_t received_ = 0;        // stub bytes of this request so far, kept or dropped
+  CallMemory memory_;
 };
 
 }  // namespace rdx::rpc

@@ -7,6 +7,7 @@
 
 #include "platform/os/LargePages.h"
 #include "remote/ndr/NdrReader.h"
+#include "remote/runtime/CallMemory.h"
 
 namespace rdx::rpc {
 namespace {
@@ -99,6 +100,7 @@ std::uint32_t ServerCall::CheckCorrelations() {
         const std::size_t room = total + requestSize_ + 16 * kMaxParams;
         if (answer_.capacity() < room) {
           std::vector<std::uint8_t>().swap(answer_);  // nothing in it is worth copying
+          if (!ChargeAnswerRoom(room)) return kFaultRemoteNoMemory;
           answer_.reserve(room);  // advised before the first byte is touched
           os::AdviseLargePages(answer_.data(), answer_.capacity());
         }
@@ -106,6 +108,7 @@ std::uint32_t ServerCall::CheckCorrelations() {
         // zeroed from the run time (see Dispatch), the rest from resize.
         answer_.resize(total);
       } else {
+        if (!ChargeCallScratch(static_cast<std::size_t>(size))) return kFaultRemoteNoMemory;
         args_[i].buffer.assign(static_cast<std::size_t>(size), 0);
       }
     } catch (const std::bad_alloc&) {
