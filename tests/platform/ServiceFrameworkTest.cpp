@@ -110,7 +110,10 @@ TEST(ServiceByHand, RunsInTheForegroundIgnoresPauseAndStopsOnSigterm) {
 
   kill(pid, SIGTERM);
   EXPECT_EQ(ExitStatusOf(pid), 0);
-  const std::vector<std::string> lines = Record(record);
+  // systemd sends SIGCONT (continue, control 3) along with every stop, at a moment of its own.
+  std::vector<std::string> lines = Record(record);
+  std::erase(lines, std::string("control 3"));
+  ASSERT_GE(lines.size(), 3u);
   EXPECT_EQ(std::vector(lines.end() - 3, lines.end()),
             (std::vector<std::string>{"control 1", "stop", "exit 0"}));
 }
@@ -214,7 +217,10 @@ TEST(ServiceOnSystemd, InstallStartPauseStopReconfigureListUninstall) {
 
   ASSERT_TRUE(manager.StopTheService(error)) << error;
   ASSERT_TRUE(Eventually([&] { return manager.QueryState() == 1u; }));
-  const std::vector<std::string> lines = Record(record);
+  // systemd sends SIGCONT (continue, control 3) along with every stop, at a moment of its own.
+  std::vector<std::string> lines = Record(record);
+  std::erase(lines, std::string("control 3"));
+  ASSERT_GE(lines.size(), 3u);
   EXPECT_EQ(std::vector(lines.end() - 3, lines.end()),
             (std::vector<std::string>{"control 1", "stop", "exit 0"}));
   EXPECT_EQ(manager.QueryExitCode(), 0u);
