@@ -22,6 +22,9 @@ ctest --preset default
 
 $full || exit 0
 
+step "API reference (Doxygen; warnings fail)"
+cmake --build --preset default --target docs
+
 step "AddressSanitizer and UndefinedBehaviorSanitizer"
 cmake --preset sanitize
 cmake --build --preset sanitize

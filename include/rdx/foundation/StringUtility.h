@@ -34,6 +34,7 @@ RDX_API bool isEqual(const std::string& a, const std::string& b, bool ignoreCase
 /// isEqual: true when |a - b| <= tolerance (the bound counts as equal).
 RDX_API bool isEqual(double a, double b, double tolerance);
 
+///@{
 /// toULong / toLong / toDouble: the truly empty string gives defaultValue; otherwise blanks are
 /// trimmed and the rest must parse whole as a decimal floating-point number ("1e3", " -2.9 "),
 /// else defaultValue. Blanks only give 0. No hexadecimal: "0x10" gives defaultValue. The
@@ -42,6 +43,7 @@ RDX_API bool isEqual(double a, double b, double tolerance);
 RDX_API std::uint32_t toULong(const std::string& s, std::uint32_t defaultValue);
 RDX_API std::int32_t toLong(const std::string& s, std::int32_t defaultValue);
 RDX_API double toDouble(const std::string& s, double defaultValue);
+///@}
 
 /// toBoolean: trimmed and upper-cased, "ON" is true and "OFF" false; otherwise the first
 /// character decides ('1','T','Y' true; '0','F','N' false); anything else gives defaultValue.
