@@ -32,9 +32,10 @@ set(CPACK_DEBIAN_PACKAGE_DEPENDS
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
   ${PROJECT_SOURCE_DIR}/packaging/postinst
   ${PROJECT_SOURCE_DIR}/packaging/prerm
-  ${PROJECT_SOURCE_DIR}/packaging/postrm)
+  ${PROJECT_SOURCE_DIR}/packaging/postrm
+  ${PROJECT_SOURCE_DIR}/packaging/triggers)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-# A shlibs file and the ldconfig trigger, as Debian library packages carry them.
+# A shlibs file, as Debian library packages carry (the ldconfig trigger is packaging/triggers).
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 # Installed programs and the library without their debugging sections, as Debian ships them.

@@ -31,6 +31,8 @@ for lib in libpugixml1v5 libssl3 libuuid1 libsystemd0; do
   expect_match "$depends" "(^|, )$lib( |,|$)" "Depends"
 done
 dpkg-deb --control "$deb" "$work/control"
+grep -qx 'activate-noawait ldconfig' "$work/control/triggers" ||
+  fail "no ldconfig trigger: the linker cache would not learn about the library"
 for script in postinst prerm postrm; do
   [ -x "$work/control/$script" ] || fail "maintainer script $script missing or not executable"
   sh -n "$work/control/$script" || fail "maintainer script $script does not parse"
