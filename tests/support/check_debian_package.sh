@@ -63,7 +63,7 @@ root=$work/root
 dpkg -x "$deb" "$root"
 libdir=$(dirname "$(find "$root/usr/lib" -name 'libRDXGlobalLib.so.1' | head -n 1)")
 # Nothing in the package may point back into the tree it was built from.
-if grep -rIl -e "$build" -e "$source" "$root/usr/lib" "$root/usr/include" >"$work/leaks"; then
+if grep -rIlF -e "$build" -e "$source" "$root/usr/lib" "$root/usr/include" >"$work/leaks"; then
   fail "build or source paths in: $(cat "$work/leaks")"
 fi
 
