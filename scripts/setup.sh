@@ -10,6 +10,7 @@ packages=(
   libclang-rt-14-dev
   systemd systemd-container dbus
   python3 python3-impacket tshark
+  doxygen
 )
 
 missing=()

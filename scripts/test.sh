@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds the library and runs every test. With CI=true (or --full) it then builds again with
-# AddressSanitizer and UndefinedBehaviorSanitizer and runs the tests under them, runs the
+# Builds the library and runs every test. With CI=true (or --full) it then builds the API
+# reference (Doxygen; a warning fails), builds again with AddressSanitizer and
+# UndefinedBehaviorSanitizer and runs the tests under them, runs the
 # reporting tests under ThreadSanitizer, builds with clang to keep it warning-free, and runs
 # each fuzz target for a bounded time.
 set -euo pipefail
@@ -21,6 +22,9 @@ cmake --build --preset default
 ctest --preset default
 
 $full || exit 0
+
+step "API reference (Doxygen; warnings fail)"
+cmake --build --preset default --target docs
 
 step "AddressSanitizer and UndefinedBehaviorSanitizer"
 cmake --preset sanitize

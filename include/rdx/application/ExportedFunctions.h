@@ -1,16 +1,17 @@
 #pragma once
-// The library's plain exported functions, callable by name from any process that loads it:
-// the application object, and (through the platform headers below) the process-wide buffer
-// allocator and three utilities.
-//
-//   IRDXApplication* app = GetRDXApplicationObject();
-//   std::string message;
-//   app->Initialize(&message);
-//   ...
-//   DestroyRDXApplicationObject();
+/// \file
+/// The library's plain exported functions, callable by name from any process that loads it:
+/// the application object, and (through the platform headers below) the process-wide buffer
+/// allocator and three utilities.
+///
+///   IRDXApplication* app = GetRDXApplicationObject();
+///   std::string message;
+///   app->Initialize(&message);
+///   ...
+///   DestroyRDXApplicationObject();
 
 #include <rdx/Export.h>
-// Kept here too so callers of the allocator and the utilities need this header only.
+/// Kept here too so callers of the allocator and the utilities need this header only.
 #include <rdx/platform/BufferAllocatorFunctions.h>
 #include <rdx/platform/UtilityFunctions.h>
 
@@ -20,10 +21,10 @@ class IRDXApplication;
 
 extern "C" {
 
-// The process's one application object, created on the first call; null when it cannot be
-// created. Concurrent first callers all get the same object.
+/// The process's one application object, created on the first call; null when it cannot be
+/// created. Concurrent first callers all get the same object.
 RDX_API QUORVAN::Rendix::Global::IRDXApplication* GetRDXApplicationObject();
-// Deletes the application object for every caller; the next Get makes a new, empty one.
+/// Deletes the application object for every caller; the next Get makes a new, empty one.
 RDX_API void DestroyRDXApplicationObject();
 
 }  // extern "C"

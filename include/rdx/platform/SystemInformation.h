@@ -21,65 +21,65 @@
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 
 
-// This machine's host name; "" on failure.
+/// This machine's host name; "" on failure.
 RDX_API std::string GetHostName();
-// The resolver's canonical (fully qualified) name of this host; "" when it has none.
+/// The resolver's canonical (fully qualified) name of this host; "" when it has none.
 RDX_API std::string GetFullyQualifiedDomainName();
-// The first address the resolver lists for this host, as numeric text (IPv4 or IPv6); "".
+/// The first address the resolver lists for this host, as numeric text (IPv4 or IPv6); "".
 RDX_API std::string GetIPAddress();
-// Always true; neither argument is looked at (callers rely on host checks never failing).
+/// Always true; neither argument is looked at (callers rely on host checks never failing).
 RDX_API bool ValidateThisHostname(const std::string& host, std::string& errorText);
-// Login name of the effective user; "" when unknown.
+/// Login name of the effective user; "" when unknown.
 RDX_API std::string GetTheUserName();
 
-// The value `valueName` of the key `keyPath` in this machine's registry store, up to its first
-// NUL; "" when the key or value is missing, unreadable or longer than 511 bytes.
+/// The value `valueName` of the key `keyPath` in this machine's registry store, up to its first
+/// NUL; "" when the key or value is missing, unreadable or longer than 511 bytes.
 RDX_API std::string GetRegistryValue(const std::string& keyPath, const std::string& valueName);
-// Product key value "Version"; "0.0.0.0" when empty or missing.
+/// Product key value "Version"; "0.0.0.0" when empty or missing.
 RDX_API std::string GetRendixProductVersion();
-// Product key value "ClientVersion"; "0.0.0.0" when empty or missing.
+/// Product key value "ClientVersion"; "0.0.0.0" when empty or missing.
 RDX_API std::string GetRendixClientVersion();
 
-// The machine's common program files folder ("/opt/"), ending in "/".
+/// The machine's common program files folder ("/opt/"), ending in "/".
 RDX_API std::string GetMachineCommonFilesFolder();
-// Product key value "CommonHome" of `machine`, blanks chopped, "\" turned into "/", ending in
-// "/". This machine (empty name, "localhost", "127...", its own name, FQDN or address) is read
-// locally; another one over SSH (batch mode, the user's keys; $RDX_SSH names another client
-// program taking ssh's arguments), from the store at its default root or the remote
-// $RDX_REGISTRY_ROOT, within 30 seconds. On failure "" with errorCode
-// set: 53 and "The machine '<machine>' is not reachable.", 5 and the access-denied text, else
-// the code of the failing step and its system text.
+/// Product key value "CommonHome" of `machine`, blanks chopped, "\" turned into "/", ending in
+/// "/". This machine (empty name, "localhost", "127...", its own name, FQDN or address) is read
+/// locally; another one over SSH (batch mode, the user's keys; $RDX_SSH names another client
+/// program taking ssh's arguments), from the store at its default root or the remote
+/// $RDX_REGISTRY_ROOT, within 30 seconds. On failure "" with errorCode
+/// set: 53 and "The machine '<machine>' is not reachable.", 5 and the access-denied text, else
+/// the code of the failing step and its system text.
 RDX_API std::string GetRendixCommonFilesFolder(const std::string& machine, std::int32_t& errorCode,
                                                std::string& errorText);
-// The folder of `which` (see SpecialFolderPath.h), ending in "/"; "" for values outside 0-20.
+/// The folder of `which` (see SpecialFolderPath.h), ending in "/"; "" for values outside 0-20.
 RDX_API std::string GetSpecialFolderPath(SpecialFolderPath::SpecialFolder which);
-// A system folder by its shell number (5 documents, 26 roaming data, 28 local data, 35 common
-// data, 38 and 43 program files, 40 home), ending in "/"; "" for others.
+/// A system folder by its shell number (5 documents, 26 roaming data, 28 local data, 35 common
+/// data, 38 and 43 program files, 40 home), ending in "/"; "" for others.
 RDX_API std::string getShellFolder(int folderId);
 
-// Creates every missing level of `path` ("\" or "/" separators), in order, and stops at the
-// first failure (false). The first level of a relative or "//server" path is taken as given.
+/// Creates every missing level of `path` ("\" or "/" separators), in order, and stops at the
+/// first failure (false). The first level of a relative or "//server" path is taken as given.
 RDX_API bool createDirectory(const std::string& path);
-// Bytes free to the caller on the file system holding the folder part of `path` (up to its
-// last separator); 18446744073709551615 when that cannot be told. `status` is not written.
+/// Bytes free to the caller on the file system holding the folder part of `path` (up to its
+/// last separator); 18446744073709551615 when that cannot be told. `status` is not written.
 RDX_API std::uint64_t getAvailableSpace(const std::string& path, Status& status);
-// (doesFileExist is with the string utilities, <rdx/foundation/StringUtility.h>.)
-// A fresh random UUID: 36 lower-case characters with hyphens.
+/// (doesFileExist is with the string utilities, <rdx/foundation/StringUtility.h>.)
+/// A fresh random UUID: 36 lower-case characters with hyphens.
 RDX_API std::string CreateUUID();
 
-// The system's text for a Win32-style error code, blanks chopped.
+/// The system's text for a Win32-style error code, blanks chopped.
 RDX_API std::string GetLastErrorText(std::int32_t code);
-// GetLastErrorText of the calling thread's last error; "" when it is 0.
+/// GetLastErrorText of the calling thread's last error; "" when it is 0.
 RDX_API std::string GetErrorString();
 
-// The MD5 digest of `text` and its terminating NUL (so it differs from a plain MD5 of the
-// text) in a malloc'ed 16-byte buffer; nothing happens for a null text or on failure.
-// Release the digest with destroy_hash.
+/// The MD5 digest of `text` and its terminating NUL (so it differs from a plain MD5 of the
+/// text) in a malloc'ed 16-byte buffer; nothing happens for a null text or on failure.
+/// Release the digest with destroy_hash.
 RDX_API void make_hash(const char* text, unsigned char** digest, std::int32_t* digestLength);
-// Frees a digest of make_hash when both pointers are non-null; *digest is not reset.
+/// Frees a digest of make_hash when both pointers are non-null; *digest is not reset.
 RDX_API void destroy_hash(unsigned char** digest);
 
-// The running executable's file name (the part after the last "/").
+/// The running executable's file name (the part after the last "/").
 RDX_API std::string GetRDXApplicationName();
 
 }  // namespace QUORVAN::Rendix::GeneralUtilityLib

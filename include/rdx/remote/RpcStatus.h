@@ -1,6 +1,4 @@
 #pragma once
-// Win32 RPC status codes the library produces or tests for; GetLastErrorText gives their
-// standard texts.
 
 #include <cstdint>
 
@@ -8,6 +6,9 @@
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 
+///@{
+/// Win32 RPC status codes the library produces or tests for; GetLastErrorText gives their
+/// standard texts.
 inline constexpr std::int32_t RPC_S_OK = 0;
 inline constexpr std::int32_t RPC_S_ACCESS_DENIED = 5;
 inline constexpr std::int32_t RPC_S_OUT_OF_MEMORY = 14;
@@ -34,5 +35,6 @@ inline constexpr std::int32_t EPT_S_NOT_REGISTERED = 1753;
 inline constexpr std::int32_t RPC_X_NULL_REF_POINTER = 1780;
 inline constexpr std::int32_t RPC_X_ENUM_VALUE_OUT_OF_RANGE = 1781;
 inline constexpr std::int32_t RPC_X_BAD_STUB_DATA = 1783;
+///@}
 
 }  // namespace QUORVAN::Rendix::GeneralUtilityLib
