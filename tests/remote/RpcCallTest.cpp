@@ -8,6 +8,8 @@
 #include <future>
 #include <thread>
 
+#include <sys/stat.h>
+
 #include <rdx/platform/SystemInformation.h>
 #include <rdx/remote/RpcExceptionFrame.h>
 #include <rdx/remote/RpcHandle.h>
@@ -183,7 +185,13 @@ TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
   std::int32_t status = 77;
   ASSERT_TRUE(gul::StartRpcListener(&echo, std::to_string(port), "ncacn_ip_tcp", text, status))
       << text;
+  // A strict umask of the listening process does not keep other local users out.
+  const mode_t umaskBefore = ::umask(077);
   ASSERT_TRUE(gul::StartRpcListener(&echo, "\\pipe\\RdxTest", "ncacn_np", text, status)) << text;
+  ::umask(umaskBefore);
+  EXPECT_EQ(std::filesystem::status(folder / "rdxtest").permissions() &
+                std::filesystem::perms::all,
+            static_cast<std::filesystem::perms>(0666));
   EXPECT_EQ(text, "kept");
   EXPECT_EQ(status, 77);
   {

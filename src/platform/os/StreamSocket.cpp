@@ -335,6 +335,8 @@ StreamListener StreamListener::ListenUnix(const std::string& path) {
       return listener;
     }
   }
+  // Every local caller may connect, whatever the umask of the process that listens.
+  (void)::chmod(path.c_str(), 0666);
   int pipeEnds[2];
   if (::listen(fd, SOMAXCONN) != 0 || ::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0) {
     SetLastErrorFromErrno(errno);
