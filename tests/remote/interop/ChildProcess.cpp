@@ -83,6 +83,10 @@ std::optional<std::string> ChildProcess::WaitForLine(const std::string& needle,
   }
 }
 
+bool ChildProcess::Signal(int signal) {
+  return !exitStatus_ && kill(pid_, signal) == 0;
+}
+
 int ChildProcess::Stop(std::chrono::milliseconds timeout) {
   if (inputFd_ >= 0) close(inputFd_);
   inputFd_ = -1;

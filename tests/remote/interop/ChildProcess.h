@@ -31,6 +31,9 @@ class ChildProcess {
   // `timeout` for the exit; SIGKILL after that. The exit status, 128 + the signal number when
   // a signal ended it, -1 when it had to be killed.
   int Stop(std::chrono::milliseconds timeout);
+  // Sends `signal` to the running child (a program that serves until SIGTERM); false once it
+  // has been waited for.
+  bool Signal(int signal);
 
  private:
   ChildProcess() = default;
