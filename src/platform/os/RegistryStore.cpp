@@ -238,10 +238,12 @@ RegistryListing ListRegistryKey(const std::string& root, const std::string& keyP
   std::string path;
   std::string text;
   listing.code = ReadValuesFile(key.value, path, text);
-  for (auto& [name, value] : ValueLines(text)) {
-    const bool seen = std::any_of(listing.values.begin(), listing.values.end(),
-                                  [&](const auto& earlier) { return SameName(earlier.first, name); });
-    if (!seen) listing.values.emplace_back(name, value.substr(0, value.find('\0')));
+  for (const auto& line : ValueLines(text)) {
+    const bool seen = std::any_of(
+        listing.values.begin(), listing.values.end(),
+        [&line](const auto& earlier) { return SameName(earlier.first, line.first); });
+    // Values end at a NUL, as they read through GetRegistryValue.
+    if (!seen) listing.values.emplace_back(line.first, line.second.substr(0, line.second.find('\0')));
   }
   return listing;
 }
