@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <string>
 

@@ -5,6 +5,7 @@
 #include <rdx/remote/ProxyForManager.h>
 #include <rdx/remote/ServiceProviderProxy.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <iostream>

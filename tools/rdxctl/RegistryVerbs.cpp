@@ -3,6 +3,7 @@
 #include <rdx/platform/SystemInformation.h>
 
 #include <cctype>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>

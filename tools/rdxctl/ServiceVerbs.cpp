@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>

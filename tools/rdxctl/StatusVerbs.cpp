@@ -6,6 +6,7 @@
 #include <iostream>
 #include <iterator>
 #include <sstream>
+#include <memory>
 #include <string>
 
 #include "Output.h"
