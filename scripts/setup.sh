@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ clang lld pkg-config git
   libpugixml-dev libssl-dev uuid-dev libsystemd-dev
-  libgtest-dev libgmock-dev libbenchmark-dev libspdlog-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libspdlog-dev libcli11-dev
   libclang-rt-14-dev
   systemd systemd-container dbus
   python3 python3-impacket tshark

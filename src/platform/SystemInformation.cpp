@@ -68,6 +68,30 @@ std::string GetRegistryValue(const std::string& keyPath, const std::string& valu
   }
 }
 
+std::int32_t SetRegistryValue(const std::string& keyPath, const std::string& valueName,
+                              const std::string& value) {
+  try {
+    return static_cast<std::int32_t>(
+        rdx::os::WriteRegistryValue(rdx::os::RegistryRoot(), keyPath, valueName, value));
+  } catch (...) {
+    return 14;  // only an allocation can throw here
+  }
+}
+
+std::int32_t ListRegistryKey(const std::string& keyPath, std::vector<std::string>& subkeys,
+                             std::vector<std::pair<std::string, std::string>>& values) {
+  try {
+    rdx::os::RegistryListing listing = rdx::os::ListRegistryKey(rdx::os::RegistryRoot(), keyPath);
+    if (listing.code == 0) {
+      subkeys = std::move(listing.subkeys);
+      values = std::move(listing.values);
+    }
+    return static_cast<std::int32_t>(listing.code);
+  } catch (...) {
+    return 14;
+  }
+}
+
 std::string GetRendixProductVersion() {
   try {
     return VersionOrDefault(rdx::platform::ProductValue("Version"));

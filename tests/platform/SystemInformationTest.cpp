@@ -14,6 +14,8 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <functional>
 #include <set>
 #include <sys/stat.h>
@@ -97,6 +99,54 @@ TEST(RegistryValues, AnythingButARegularFileReadsAsMissingWithoutWaiting) {
   EXPECT_EQ(version, "0.0.0.0");
   EXPECT_EQ(documents, env.Root() + "/home/Documents/");
   EXPECT_FALSE(loaded);
+}
+
+TEST(RegistryValues, WritesReplaceTheLineReadersSeeAndListingsFollowTheStore) {
+  rdx::test::IsolatedEnvironment env;
+  // A hand-written file: a comment line, a duplicate name (the first one wins) and blanks.
+  env.WriteRegistry("SOFTWARE\\QUORVAN\\Rendix", "# kept\n Version = 1.0\nversion=2.0\nHome=/opt\n");
+  std::filesystem::create_directories(env.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/Zeta");
+  std::filesystem::create_directories(env.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/Alpha");
+
+  EXPECT_EQ(SetRegistryValue("software/quorvan/RENDIX", "VERSION", "3.0"), 0);
+  EXPECT_EQ(GetRegistryValue("SOFTWARE\\QUORVAN\\Rendix", "Version"), "3.0");
+  std::ifstream file(env.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/values");
+  std::stringstream text;
+  text << file.rdbuf();
+  EXPECT_EQ(text.str(), "# kept\n Version =3.0\nversion=2.0\nHome=/opt\n");
+
+  std::vector<std::string> subkeys;
+  std::vector<std::pair<std::string, std::string>> values;
+  ASSERT_EQ(ListRegistryKey("SOFTWARE\\QUORVAN\\Rendix", subkeys, values), 0);
+  EXPECT_EQ(subkeys, (std::vector<std::string>{"Alpha", "Zeta"}));
+  EXPECT_EQ(values, (std::vector<std::pair<std::string, std::string>>{{"Version", "3.0"},
+                                                                       {"Home", "/opt"}}));
+
+  // New keys are created level by level; a value with blanks around it keeps them.
+  EXPECT_EQ(SetRegistryValue("SOFTWARE\\New\\Deep", "Name", "  spaced  "), 0);
+  EXPECT_EQ(GetRegistryValue("SOFTWARE/New/Deep", "Name"), "  spaced  ");
+
+  const struct {
+    const char* name;
+    const char* value;
+  } refused[] = {{"", "x"}, {"  ", "x"}, {"A=B", "x"}, {"Line\nBreak", "x"}, {"Ok", "a\nb"},
+                 {"Ok", "a\rb"}};
+  for (const auto& r : refused) {
+    SCOPED_TRACE(r.name);
+    EXPECT_EQ(SetRegistryValue("SOFTWARE\\QUORVAN\\Rendix", r.name, r.value), 87);
+  }
+  EXPECT_EQ(SetRegistryValue("SOFTWARE\\..\\..\\escape", "Name", "x"), 87);
+  EXPECT_FALSE(std::filesystem::exists(env.Root() + "/escape"));
+  EXPECT_EQ(ListRegistryKey("SOFTWARE\\Missing", subkeys, values), 2);
+
+  // A store that may not be written: the write fails with its code and nothing changes.
+  if (geteuid() != 0) {
+    std::filesystem::permissions(env.Root() + "/registry/SOFTWARE/QUORVAN/Rendix",
+                                 std::filesystem::perms::owner_write,
+                                 std::filesystem::perm_options::remove);
+    EXPECT_EQ(SetRegistryValue("SOFTWARE\\QUORVAN\\Rendix", "Version", "4.0"), 5);
+    EXPECT_EQ(GetRegistryValue("SOFTWARE\\QUORVAN\\Rendix", "Version"), "3.0");
+  }
 }
 
 TEST(CommonFilesFolder, ThisMachineIsReadLocally) {

@@ -17,6 +17,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 
@@ -35,6 +37,15 @@ RDX_API std::string GetTheUserName();
 /// The value `valueName` of the key `keyPath` in this machine's registry store, up to its first
 /// NUL; "" when the key or value is missing, unreadable or longer than 511 bytes.
 RDX_API std::string GetRegistryValue(const std::string& keyPath, const std::string& valueName);
+/// Sets the value `valueName` of `keyPath` in this machine's registry store, creating missing
+/// keys. 0, or a Win32 code: 87 for an empty name, a name with "=" or a line break, or a value
+/// with a line break; 5 when the store may not be written.
+RDX_API std::int32_t SetRegistryValue(const std::string& keyPath, const std::string& valueName,
+                                      const std::string& value);
+/// The subkey names (sorted) and the values (in stored order) of `keyPath`. 0, or a Win32
+/// code: 2 when the key is missing, 5 when it cannot be read.
+RDX_API std::int32_t ListRegistryKey(const std::string& keyPath, std::vector<std::string>& subkeys,
+                                     std::vector<std::pair<std::string, std::string>>& values);
 /// Product key value "Version"; "0.0.0.0" when empty or missing.
 RDX_API std::string GetRendixProductVersion();
 /// Product key value "ClientVersion"; "0.0.0.0" when empty or missing.

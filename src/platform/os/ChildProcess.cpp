@@ -110,6 +110,8 @@ bool ChildProcess::ReadToEnd(std::size_t maxOutput,
   }
 }
 
+bool ChildProcess::Signal(int signal) { return !exitStatus_ && kill(pid_, signal) == 0; }
+
 int ChildProcess::Stop(std::chrono::milliseconds timeout) {
   if (inputFd_ >= 0) close(inputFd_);
   inputFd_ = -1;

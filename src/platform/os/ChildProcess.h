@@ -42,6 +42,9 @@ class ChildProcess {
   // for the exit; SIGKILL after that. The exit status, 128 + the signal number when a signal
   // ended it, -1 when it had to be killed.
   int Stop(std::chrono::milliseconds timeout);
+  // Sends `signal` to the child (a program that serves until SIGTERM); false once it has
+  // been reaped or the signal cannot be sent.
+  bool Signal(int signal);
   // True once Stop saw the child end by a signal.
   bool Signalled() const { return signalled_; }
 

@@ -2,14 +2,17 @@
 
 #include "platform/os/FileSystem.h"
 #include "platform/os/LastError.h"
+#include "platform/os/TextFiles.h"
 
 #include <rdx/foundation/StringUtility.h>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <algorithm>
 #include <cstdlib>
 #include <vector>
 
@@ -63,6 +66,37 @@ std::string TrimRight(std::string text) {
     text.pop_back();
   }
   return text;
+}
+
+std::string TrimName(std::string name) {
+  while (!name.empty() && (name.front() == ' ' || name.front() == '\t')) name.erase(0, 1);
+  return TrimRight(std::move(name));
+}
+
+// The "values" lines of a text: name (trimmed) and value, each line as FindRegistryValue reads it.
+std::vector<std::pair<std::string, std::string>> ValueLines(const std::string& text) {
+  std::vector<std::pair<std::string, std::string>> lines;
+  std::size_t lineStart = 0;
+  while (lineStart < text.size()) {
+    std::size_t lineEnd = text.find('\n', lineStart);
+    if (lineEnd == std::string::npos) lineEnd = text.size();
+    const std::string line = text.substr(lineStart, lineEnd - lineStart);
+    lineStart = lineEnd + 1;
+    const std::size_t equals = line.find('=');
+    if (equals == std::string::npos) continue;
+    std::string value = line.substr(equals + 1);
+    if (!value.empty() && value.back() == '\r') value.pop_back();
+    lines.emplace_back(TrimName(line.substr(0, equals)), value);
+  }
+  return lines;
+}
+
+std::uint32_t ReadValuesFile(const std::string& keyFolder, std::string& path, std::string& text) {
+  const RegistryRead file = FindEntry(keyFolder, "values");
+  path = file.code == 0 ? file.value : keyFolder + "/values";
+  if (file.code != 0) return file.code == kErrorFileNotFound ? 0 : file.code;
+  const std::uint32_t code = ReadRegularFile(path, kMaxRegistryFileBytes, text);
+  return code == kErrorFileNotFound ? 0 : code;
 }
 
 }  // namespace
@@ -134,6 +168,84 @@ RegistryRead ReadRegistryValue(const std::string& root, const std::string& keyPa
     return file;
   }
   return FindRegistryValue(text, valueName, capacity);
+}
+
+std::uint32_t WriteRegistryValue(const std::string& root, const std::string& keyPath,
+                                 const std::string& valueName, const std::string& value) {
+  const std::string name = TrimName(valueName);
+  if (name.empty() || name.find_first_of("=\r\n") != std::string::npos ||
+      value.find_first_of("\r\n") != std::string::npos) {
+    return kErrorInvalidParameter;
+  }
+  std::string folder = root;
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  if (!PathExists(folder) && mkdir(folder.c_str(), 0755) != 0) return Win32FromErrno(errno);
+  for (const std::string& level : KeyLevels(keyPath)) {
+    if (level == "." || level == "..") return kErrorInvalidParameter;
+    const RegistryRead next = FindEntry(folder, level);
+    if (next.code == 0) {
+      folder = next.value;
+      continue;
+    }
+    if (next.code != kErrorFileNotFound) return next.code;
+    folder += "/" + level;
+    if (mkdir(folder.c_str(), 0755) != 0) return Win32FromErrno(errno);
+  }
+  std::string path;
+  std::string text;
+  if (const std::uint32_t code = ReadValuesFile(folder, path, text); code != 0) return code;
+  // Rewrites only the first line of the name (the one readers see); other lines stay as written.
+  std::string updated;
+  bool replaced = false;
+  std::size_t lineStart = 0;
+  while (lineStart < text.size()) {
+    std::size_t lineEnd = text.find('\n', lineStart);
+    if (lineEnd == std::string::npos) lineEnd = text.size();
+    const std::string line = text.substr(lineStart, lineEnd - lineStart);
+    lineStart = lineEnd + 1;
+    const std::size_t equals = line.find('=');
+    if (!replaced && equals != std::string::npos && SameName(TrimName(line.substr(0, equals)), name)) {
+      updated += line.substr(0, equals + 1) + value + "\n";
+      replaced = true;
+    } else {
+      updated += line + "\n";
+    }
+  }
+  if (!replaced) updated += name + "=" + value + "\n";
+  return ReplaceTextFile(path, updated);
+}
+
+RegistryListing ListRegistryKey(const std::string& root, const std::string& keyPath) {
+  RegistryListing listing;
+  const RegistryRead key = FindRegistryKey(root, keyPath);
+  listing.code = key.code;
+  if (key.code != 0) return listing;
+  DIR* dir = opendir(key.value.c_str());
+  if (dir == nullptr) {
+    listing.code = Win32FromErrno(errno);
+    return listing;
+  }
+  while (const dirent* entry = readdir(dir)) {
+    const std::string entryName = entry->d_name;
+    if (entryName == "." || entryName == "..") continue;
+    struct stat info {};
+    if (stat((key.value + "/" + entryName).c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+      listing.subkeys.push_back(entryName);
+    }
+  }
+  closedir(dir);
+  std::sort(listing.subkeys.begin(), listing.subkeys.end());
+  std::string path;
+  std::string text;
+  listing.code = ReadValuesFile(key.value, path, text);
+  for (const auto& line : ValueLines(text)) {
+    const bool seen = std::any_of(
+        listing.values.begin(), listing.values.end(),
+        [&line](const auto& earlier) { return SameName(earlier.first, line.first); });
+    // Values end at a NUL, as they read through GetRegistryValue.
+    if (!seen) listing.values.emplace_back(line.first, line.second.substr(0, line.second.find('\0')));
+  }
+  return listing;
 }
 
 }  // namespace rdx::os

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace rdx::os {
 
@@ -33,5 +35,23 @@ inline constexpr std::size_t kMaxRegistryFileBytes = 1 << 20;
 // Both steps on this machine's store: open the key, read its "values" file, find the value.
 [[nodiscard]] RegistryRead ReadRegistryValue(const std::string& root, const std::string& keyPath,
                                              const std::string& valueName, std::size_t capacity);
+
+// Sets `valueName` of `keyPath` to `value`, creating missing key levels (existing levels are
+// matched without case). The first line of that name is replaced, else one is appended; the
+// file is replaced whole, so readers see the old or the new values. 0, 87 for an empty name,
+// a name holding "=" or a line break, or a value holding a line break; else the failing
+// step's code.
+[[nodiscard]] std::uint32_t WriteRegistryValue(const std::string& root, const std::string& keyPath,
+                                               const std::string& valueName,
+                                               const std::string& value);
+
+struct RegistryListing {
+  std::uint32_t code = 0;                                   // as RegistryRead
+  std::vector<std::string> subkeys;                         // sorted by name
+  std::vector<std::pair<std::string, std::string>> values;  // in file order, first of a name
+};
+
+// The subkeys and values of `keyPath`; code 2 when the key is missing.
+[[nodiscard]] RegistryListing ListRegistryKey(const std::string& root, const std::string& keyPath);
 
 }  // namespace rdx::os

@@ -13,6 +13,11 @@ if(TARGET remote_tests AND TARGET rdx-refserver)
     RDX_SYSTEM_PYTHON="${rdx_system_python}"
     RDX_REFSERVER="$<TARGET_FILE:rdx-refserver>")
 endif()
+# The command-line client's tests run the built program against rdx-refserver.
+if(TARGET remote_tests AND TARGET rdxctl)
+  add_dependencies(remote_tests rdxctl)
+  target_compile_definitions(remote_tests PRIVATE RDXCTL="$<TARGET_FILE:rdxctl>")
+endif()
 
 if(TARGET rdx-refserver AND EXISTS ${rdx_system_python})
   add_test(NAME Interop.ImpacketClientAgainstRefServer
