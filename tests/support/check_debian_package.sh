@@ -113,6 +113,11 @@ status=0
 help=$(LD_LIBRARY_PATH="$libdir" timeout 20 "$root/usr/bin/rdx-refserver" --help 2>&1) || status=$?
 [ "$status" -eq 2 ] || fail "rdx-refserver --help exited $status: $help"
 expect_match "$help" 'usage: rdx-refserver --tcp PORT' "rdx-refserver usage"
+# The command-line client runs from where the package put it, finding the library beside it
+# on its own.
+help=$(env -u LD_LIBRARY_PATH timeout 20 "$root/usr/bin/rdxctl" --help 2>&1) ||
+  fail "rdxctl --help from the unpacked package: $help"
+expect_match "$help" 'rdxctl' "rdxctl usage"
 
 # Install and remove with dpkg into a scratch root and database. The maintainer scripts run
 # outside a chroot, so systemctl and systemd-tmpfiles are stand-ins that record their calls.
