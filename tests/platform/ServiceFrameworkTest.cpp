@@ -97,11 +97,11 @@ TEST(ServiceByHand, RunsInTheForegroundIgnoresPauseAndStopsOnSigterm) {
   EXPECT_EQ(Record(record).front(), "start 4 " + kService + "|--record|" + record +
                                                 "|two words");
 
-  for (const auto& [signal, control] : {std::pair{SIGTSTP, "control 2"},
-                                        std::pair{SIGCONT, "control 3"},
-                                        std::pair{SIGHUP, "control 4"}}) {
+  for (const auto& row : {std::pair{SIGTSTP, "control 2"}, std::pair{SIGCONT, "control 3"},
+                          std::pair{SIGHUP, "control 4"}}) {
+    const char* const control = row.second;
     SCOPED_TRACE(control);
-    kill(pid, signal);
+    kill(pid, row.first);
     ASSERT_TRUE(Eventually([&] { return Has(Record(record), control); }));
     EXPECT_NE(ProcessState(pid), 'T');  // not suspended
     EXPECT_EQ(waitpid(pid, nullptr, WNOHANG), 0);  // still running
