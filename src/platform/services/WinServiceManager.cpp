@@ -18,6 +18,12 @@ namespace {
 
 namespace svc = rdx::services;
 
+// Every operation that needs the manager's connection answers alike without one.
+bool NotInitialized(std::string& errorText) {
+  errorText = "Init has not been done";
+  return false;
+}
+
 constexpr std::uint32_t kServiceExists = 1073;
 constexpr std::uint32_t kServiceDoesNotExist = 1060;
 constexpr std::uint32_t kServiceAlreadyRunning = 1056;
@@ -114,10 +120,7 @@ void WinServiceManager::SetBinaryPath(const std::string& binaryPath) { myBinaryP
 
 bool WinServiceManager::InstallService(std::string& errorText) {
   try {
-    if (!myManager) {
-      errorText = "Init has not been done";
-      return false;
-    }
+    if (!myManager) return NotInitialized(errorText);
     svc::ServiceControl& control = *myManager;
     const auto unit = svc::UnitNameOf(myServiceName);
     if (!unit) return Fail(kInvalidName, errorText);
@@ -186,10 +189,7 @@ bool WinServiceManager::RemoveUnit(const std::string& serviceName, std::string& 
 
 bool WinServiceManager::UninstallService(std::string& errorText) {
   try {
-    if (!myManager) {
-      errorText = "Init has not been done";
-      return false;
-    }
+    if (!myManager) return NotInitialized(errorText);
     return RemoveUnit(myServiceName, errorText, true);
   } catch (...) {
     errorText = "Fatal Error";
@@ -231,10 +231,7 @@ bool WinServiceManager::UninstallServiceStartsWith(const std::string& prefix,
 bool WinServiceManager::StartTheService(int /*argc*/, char** /*argv*/, std::uint32_t& errorCode,
                                         std::string& errorText) {
   try {
-    if (!myManager) {
-      errorText = "Init has not been done";
-      return false;
-    }
+    if (!myManager) return NotInitialized(errorText);
     rdx::os::SystemdBus& bus = *myManager->bus;
     std::string unit;
     rdx::os::UnitProperties properties;
@@ -286,10 +283,7 @@ bool WinServiceManager::StartTheService(int /*argc*/, char** /*argv*/, std::uint
 
 bool WinServiceManager::StopTheService(std::string& errorText) {
   try {
-    if (!myManager) {
-      errorText = "Init has not been done";
-      return false;
-    }
+    if (!myManager) return NotInitialized(errorText);
     std::string unit;
     rdx::os::UnitProperties properties;
     std::uint32_t code = OpenUnit(*myManager, myServiceName, unit, properties);
@@ -328,10 +322,7 @@ std::uint32_t WinServiceManager::QueryExitCode() {
 
 bool WinServiceManager::ChangeServiceConfiguration(std::string& errorText) {
   try {
-    if (!myManager) {
-      errorText = "Init has not been done";
-      return false;
-    }
+    if (!myManager) return NotInitialized(errorText);
     svc::ServiceControl& control = *myManager;
     const auto unit = svc::UnitNameOf(myServiceName);
     if (!unit) return Fail(kInvalidName, errorText);
@@ -361,10 +352,7 @@ bool WinServiceManager::ChangeServiceConfiguration(std::string& errorText) {
 bool WinServiceManager::GetListOfServices(std::vector<std::string>& names, std::string& errorText,
                                           std::uint32_t serviceType, std::uint32_t serviceState) {
   try {
-    if (!myManager) {
-      errorText = "Init has not been done";
-      return false;
-    }
+    if (!myManager) return NotInitialized(errorText);
     std::vector<rdx::os::UnitListEntry> units;
     const std::uint32_t code = myManager->bus->ListUnits("*.service", units);
     if (code != 0) return Fail(code, errorText);
