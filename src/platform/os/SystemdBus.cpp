@@ -19,6 +19,10 @@ constexpr const char* kManager = "org.freedesktop.systemd1.Manager";
 constexpr const char* kUnit = "org.freedesktop.systemd1.Unit";
 constexpr const char* kService = "org.freedesktop.systemd1.Service";
 
+// A reload re-runs the generators, each allowed the manager's default 90 s: the call gets room
+// for that instead of sd-bus's 25 s, which a busy machine can exceed.
+constexpr std::uint64_t kReloadTimeoutUSec = 2ull * 90 * 1000 * 1000;
+
 constexpr std::uint32_t kServiceDoesNotExist = 1060;
 constexpr std::uint32_t kServiceDisabled = 1058;
 
@@ -110,8 +114,10 @@ struct SystemdBus::Impl {
     return Settle(r, result.error);
   }
 
-  // Calls a Manager method taking a string array (plus the booleans) on one unit name.
-  std::uint32_t CallOnUnitFile(const char* method, const std::string& unit, bool enable) {
+  // Builds a Manager call with `append` and sends it, waiting up to `timeoutUSec` (0: sd-bus's
+  // default) for the answer.
+  template <typename Append>
+  std::uint32_t CallBuilt(const char* method, std::uint64_t timeoutUSec, Append append) {
     if (bus == nullptr) {
       SetLastError(kErrorInvalidHandle);
       return kErrorInvalidHandle;
@@ -120,13 +126,21 @@ struct SystemdBus::Impl {
     sd_bus_message* call = nullptr;
     int r = sd_bus_message_new_method_call(bus, &call, kDestination, kManagerPath, kManager,
                                            method);
-    if (r >= 0) r = sd_bus_message_append(call, "as", 1, unit.c_str());
-    // runtime=false; EnableUnitFiles also takes force=true, so a stale link is replaced.
-    if (r >= 0) r = enable ? sd_bus_message_append(call, "bb", 0, 1)
-                           : sd_bus_message_append(call, "b", 0);
-    if (r >= 0) r = sd_bus_call(bus, call, 0, &result.error, &result.reply);
+    if (r >= 0) r = append(call);
+    if (r >= 0) r = sd_bus_call(bus, call, timeoutUSec, &result.error, &result.reply);
     sd_bus_message_unref(call);
     return Settle(r, result.error);
+  }
+
+  // Calls a Manager method taking a string array (plus the booleans) on one unit name.
+  std::uint32_t CallOnUnitFile(const char* method, const std::string& unit, bool enable) {
+    return CallBuilt(method, 0, [&](sd_bus_message* call) {
+      int r = sd_bus_message_append(call, "as", 1, unit.c_str());
+      // runtime=false; EnableUnitFiles also takes force=true, so a stale link is replaced.
+      if (r >= 0) r = enable ? sd_bus_message_append(call, "bb", 0, 1)
+                             : sd_bus_message_append(call, "b", 0);
+      return r;
+    });
   }
 };
 
@@ -177,8 +191,7 @@ void SystemdBus::Close() noexcept {
 }
 
 std::uint32_t SystemdBus::Reload() {
-  CallResult result;
-  return impl_->CallManager(result, "Reload", "");
+  return impl_->CallBuilt("Reload", kReloadTimeoutUSec, [](sd_bus_message*) { return 0; });
 }
 
 std::uint32_t SystemdBus::StartUnit(const std::string& unit) {
