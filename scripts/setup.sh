@@ -10,7 +10,7 @@ packages=(
   libclang-rt-14-dev
   systemd systemd-container dbus
   python3 python3-impacket tshark
-  doxygen
+  doxygen clang-format clang-tidy
 )
 
 missing=()
