@@ -234,46 +234,6 @@ mode_t ModeOf(const std::string& path) {
   return ::lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
-TEST(PipeFolder, MachineWideFoldersAreOpenToAllAndNeverFollowALink) {
-  rdx::test::IsolatedEnvironment environment;
-  namespace fs = std::filesystem;
-  const std::string base = environment.Root();
-  fs::create_directories(base + "/target");
-  fs::create_symlink(base + "/target", base + "/link");
-  environment.WriteFile(base + "/file", "x");
-  fs::create_directory(base + "/own");
-  ::chmod((base + "/own").c_str(), 0700);
-  const bool root = ::geteuid() == 0;
-  for (const char* name : {"theirs-private", "theirs-shared"}) {
-    fs::create_directory(base + "/" + name);
-    if (root) (void)!::chown((base + "/" + name).c_str(), 65534, 65534);
-  }
-  ::chmod((base + "/theirs-private").c_str(), 0755);
-  ::chmod((base + "/theirs-shared").c_str(), 01777);
-  struct Row { const char* name; bool usable; mode_t mode; };
-  const Row rows[] = {
-      {"made/for/pipes", true, 01777}, {"link", false, 0},  {"file", false, 0},
-      {"own", true, 01777},  // ours: put right
-      // As root it belongs to another user and is refused; otherwise it is our own.
-      {"theirs-private", !root, root ? mode_t{0755} : mode_t{01777}},
-      {"theirs-shared", true, 01777},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    const std::string path = base + "/" + row.name;
-    rdx::os::SetLastError(0);
-    EXPECT_EQ(rdx::os::SharedPipeFolder(path), row.usable);
-    if (!row.usable) {
-      EXPECT_EQ(rdx::os::GetLastError(), rdx::os::kErrorAccessDenied);
-    }
-    if (row.mode != 0) {
-      EXPECT_EQ(ModeOf(path), row.mode);
-    }
-  }
-  EXPECT_EQ(ModeOf(base + "/made"), 0755u);
-  EXPECT_EQ(ModeOf(base + "/target"), 0755u);  // the link was not followed
-}
-
 // Run only inside the child started by the test below, as another user: reaches the parent's
 // pipe, then serves a pipe of its own in the same folder.
 TEST(PipeFolderChild, DISABLED_AnotherUserConnectsAndListens) {
