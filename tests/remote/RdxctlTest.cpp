@@ -13,18 +13,10 @@
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "remote/RefServerProcess.h"
 #include "platform/SystemdSandbox.h"
 #include "remote/interop/ChildProcess.h"
-#include "remote/runtime/RpcServer.h"
 #include "support/IsolatedEnvironment.h"
-
-extern char** environ;
 
 namespace rdx::rpc::test {
 namespace {
@@ -45,40 +37,16 @@ std::string ReadFile(const std::string& path) {
 }
 
 // Runs rdxctl with `args`, standard input from `input` (a file path, or /dev/null), and waits
-// at most a minute.
+// at most a minute; a shell sends its errors to a file of their own.
 Result RunRdxctl(const rdx::test::IsolatedEnvironment& env, const std::vector<std::string>& args,
-           const std::string& input = "/dev/null") {
-  const std::string outPath = env.Root() + "/stdout";
+                 const std::string& input = "/dev/null") {
   const std::string errPath = env.Root() + "/stderr";
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, input.c_str(), O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  std::vector<std::string> argv = {RDXCTL};
+  std::vector<std::string> argv = {"/bin/sh", "-c",
+                                   "in=$1 err=$2; shift 2; exec \"$0\" \"$@\" <\"$in\" 2>\"$err\"",
+                                   RDXCTL, input, errPath};
   argv.insert(argv.end(), args.begin(), args.end());
-  std::vector<char*> pointers;
-  for (std::string& arg : argv) pointers.push_back(arg.data());
-  pointers.push_back(nullptr);
-  pid_t pid = -1;
-  Result result;
-  const int spawned = posix_spawn(&pid, RDXCTL, &actions, nullptr, pointers.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (spawned != 0) return result;
-  int status = 0;
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  while (waitpid(pid, &status, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      return result;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  result.out = ReadFile(outPath);
-  result.err = ReadFile(errPath);
-  return result;
+  const os::ChildResult run = os::RunChild(argv, 1 << 20, std::chrono::minutes(1));
+  return {run.timedOut ? -1 : run.exitCode, run.output, ReadFile(errPath)};
 }
 
 std::string Describe(const Result& result) {
@@ -90,14 +58,6 @@ std::size_t Lines(const std::string& text) {
   std::size_t lines = 0;
   for (char c : text) lines += c == '\n' ? 1 : 0;
   return lines;
-}
-
-std::size_t Count(const std::string& text, const std::string& needle) {
-  std::size_t count = 0;
-  for (std::size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) {
-    ++count;
-  }
-  return count;
 }
 
 class Rdxctl : public ::testing::Test {
@@ -184,12 +144,7 @@ TEST_F(Rdxctl, StreamWritesTheImageBytesAndReportsRefusals) {
 }
 
 TEST_F(Rdxctl, UnreachableOrRefusingPeersFailWithExitCodeOne) {
-  std::uint16_t port = 0;
-  {
-    RpcServer probe;  // a port that was free; nobody listens on it once the probe is gone
-    ASSERT_EQ(probe.UseTcpPort(0, port), 0);
-  }
-  const std::string closed = "127.0.0.1:" + std::to_string(port);
+  const std::string closed = "127.0.0.1:" + std::to_string(FreeTcpPort());
   RefServerProcess refusing({"--ping", "false"});
   ASSERT_TRUE(refusing.Started());
   const std::string noPing = "127.0.0.1:" + refusing.Endpoint();

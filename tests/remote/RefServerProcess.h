@@ -41,6 +41,9 @@ std::string Answer(const std::string& operation, std::size_t size = 64);
 // How often `needle` occurs in `text` (calls of an operation in a log).
 std::size_t Count(const std::string& text, const std::string& needle);
 
+// A boolean member's answer as the call tables compare it.
+inline std::string Yes(bool done) { return done ? "true" : "false"; }
+
 // An object's status as text, one line per item.
 template <typename Object>
 std::string Items(Object& object) {

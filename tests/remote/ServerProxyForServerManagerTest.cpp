@@ -38,8 +38,6 @@ struct Member {
   const char* source = nullptr;  // when not "ServerProxyForServerManager.<operation>"
 };
 
-std::string Yes(bool done) { return done ? "true" : "false"; }
-
 const std::vector<Member>& Members() {
   static const std::vector<Member> members = {
       {"GetServerInfo", [](Proxy& p) { return p.GetServerInfo(); }, true, 64260,
