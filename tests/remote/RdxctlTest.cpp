@@ -8,7 +8,6 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -29,13 +28,6 @@ struct Result {
   std::string err;
 };
 
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 // Runs rdxctl with `args`, standard input from `input` (a file path, or /dev/null), and waits
 // at most a minute; a shell sends its errors to a file of their own.
 Result RunRdxctl(const rdx::test::IsolatedEnvironment& env, const std::vector<std::string>& args,
@@ -46,7 +38,7 @@ Result RunRdxctl(const rdx::test::IsolatedEnvironment& env, const std::vector<st
                                    RDXCTL, input, errPath};
   argv.insert(argv.end(), args.begin(), args.end());
   const os::ChildResult run = os::RunChild(argv, 1 << 20, std::chrono::minutes(1));
-  return {run.timedOut ? -1 : run.exitCode, run.output, ReadFile(errPath)};
+  return {run.timedOut ? -1 : run.exitCode, run.output, rdx::test::ReadFile(errPath)};
 }
 
 std::string Describe(const Result& result) {
@@ -120,7 +112,7 @@ TEST_F(Rdxctl, StreamWritesTheImageBytesAndReportsRefusals) {
                              "300x3", "-o", file});
   ASSERT_EQ(result.exitCode, 0) << Describe(result);
   EXPECT_EQ(result.out, "900 bytes written to " + file + "\n");
-  const std::string image = ReadFile(file);
+  const std::string image = rdx::test::ReadFile(file);
   ASSERT_EQ(image.size(), 900u);
   for (std::size_t i = 0; i < image.size(); ++i) {
     ASSERT_EQ(static_cast<unsigned char>(image[i]), i % 256) << "byte " << i;
@@ -243,7 +235,7 @@ TEST_F(Rdxctl, RegistrySetGetAndListWithJsonEscaping) {
   ASSERT_EQ(result.exitCode, 0) << Describe(result);
   result = RunRdxctl(env_, {"reg", "set", "Software\\Quorvan\\Rendix", "version", "9.2"});
   ASSERT_EQ(result.exitCode, 0) << Describe(result);
-  EXPECT_EQ(ReadFile(env_.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/values"), "Version=9.2\n");
+  EXPECT_EQ(rdx::test::ReadFile(env_.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/values"), "Version=9.2\n");
 
   result = RunRdxctl(env_, {"reg", "get", "SOFTWARE\\QUORVAN\\Rendix", "VERSION"});
   EXPECT_EQ(result.exitCode, 0) << Describe(result);

@@ -19,7 +19,6 @@
 #include <fstream>
 #include <iostream>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -30,13 +29,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using GeneralUtilityLib::Status;
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 const std::string kTime = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
 
@@ -115,7 +107,7 @@ TEST(LogFileHandler, ComposesThePathAndAppendsEachLineAtOnce) {
     handler.Log("not xml");  // parses to no items: nothing written
     handler.Log(two.ToString(nullptr).c_str());
     // Read while the handler still holds the file: every line is there already.
-    std::string text = ReadFile(root + "/" + name);
+    std::string text = rdx::test::ReadFile(root + "/" + name);
     if (name == "old.log") {
       ASSERT_EQ(text.rfind("previous run", 0), 0u);
       text.erase(0, 12);
@@ -169,7 +161,7 @@ TEST(LogFileHandler, NothingLoggedBeforeTheDrainIsLostWhenTheProcessIsKilled) {
   ASSERT_TRUE(drained) << "the child did not reach its drain\n" << child->Output();
 
   Status parsed;  // the log holds bare items; wrapped in a Status element they parse back
-  parsed.Append("<Status>" + ReadFile(folder + "/child.log") + "</Status>");
+  parsed.Append("<Status>" + rdx::test::ReadFile(folder + "/child.log") + "</Status>");
   ASSERT_EQ(parsed.items.size(), 2000u);
   for (int i = 0; i < 2000; ++i) {
     ASSERT_EQ(parsed.items[static_cast<std::size_t>(i)].message, "line " + std::to_string(i));
