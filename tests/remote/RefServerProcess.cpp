@@ -6,8 +6,10 @@
 
 namespace rdx::rpc::test {
 
-RefServerProcess::RefServerProcess(const std::vector<std::string>& options)
-    : server_(RefServerChild::Start({options, {}, 0, 0})) {
+RefServerProcess::RefServerProcess(const std::vector<std::string>& options) {
+  RefServerChild::Options child;
+  child.arguments = options;
+  server_ = RefServerChild::Start(child);
   if (server_ == nullptr) return;
   binding_ = std::make_unique<Binding>("127.0.0.1", server_->Endpoint());
   logged_ = server_->Log().size();
