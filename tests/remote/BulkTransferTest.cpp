@@ -170,6 +170,7 @@ TEST(BulkTransfer, KeptBuffersStayWithinTheirPool) {
 // Fills the first half of each image with a pattern of its arguments, the rest left as it came.
 class PatternProvider : public QUORVAN::Rendix::ServiceProvider::IServiceProviderManager {
  public:
+  std::int8_t Ping() override { return 1; }
   std::int8_t StreamImageBuffer(std::string&, std::int32_t& size, std::uint8_t* buffer,
                                 std::int32_t a, std::int32_t b, std::string&) override {
     zeroedOnEntry = zeroedOnEntry && std::all_of(buffer, buffer + size,
