@@ -1,8 +1,12 @@
 #include "platform/os/RegistryStore.h"
+#include "platform/os/Win32Error.h"
+#include "support/IsolatedEnvironment.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
+#include <unistd.h>
 
 namespace rdx::os {
 namespace {
@@ -41,6 +45,51 @@ TEST(RegistryStore, FindsAValueInAKeysText) {
     EXPECT_EQ(read.code, row.code);
     EXPECT_EQ(read.value, row.value);
   }
+}
+
+// The whole lookup on a store: the key path, its values file, then the value.
+TEST(RegistryStore, ReadsValuesThroughTheKeyTree) {
+  rdx::test::IsolatedEnvironment env;
+  const std::string root = env.Root() + "/registry";
+  env.WriteRegistry("SOFTWARE/QUORVAN/Rendix",
+                    "=the default value\nVersion=5.2\nPort=3982\nHome=/opt/q r/\nEmpty=\n");
+  env.WriteRegistry("SOFTWARE/Case", "Which=folded\n");
+  env.WriteRegistry("SOFTWARE/CASE", "Which=exact\n");
+  std::filesystem::create_directories(root + "/SOFTWARE/QUORVAN/Rendix/NoValues");
+  std::filesystem::create_directories(root + "/SOFTWARE/Folder/values");
+  env.WriteRegistry("SOFTWARE/Big", "Version=1\n" + std::string(kMaxRegistryFileBytes, '#'));
+  env.WriteRegistry("SOFTWARE/Locked", "Version=1\n");
+  const bool root_user = ::geteuid() == 0;
+  if (!root_user) std::filesystem::permissions(root + "/SOFTWARE/Locked/values",
+                                               std::filesystem::perms::none);
+  const struct Row {
+    std::string key, name;
+    std::uint32_t code;
+    std::string value;
+    std::size_t capacity = 512;
+  } rows[] = {
+      {"SOFTWARE\\QUORVAN\\Rendix", "", 0, "the default value"},  // the unnamed value
+      {"SOFTWARE\\QUORVAN\\Rendix", "Version", 0, "5.2"},
+      {"software/quorvan/RENDIX/", "PORT", 0, "3982"},               // any case, any separator
+      {"SOFTWARE\\QUORVAN\\Rendix", "Home", 0, "/opt/q r/"},
+      {"SOFTWARE\\QUORVAN\\Rendix", "Empty", 0, ""},
+      {"SOFTWARE\\QUORVAN\\Rendix", "Missing", kErrorFileNotFound, ""},
+      {"SOFTWARE\\QUORVAN\\Rendix", "Home", kErrorMoreData, "", 9},
+      {"SOFTWARE\\QUORVAN\\Missing", "Version", kErrorFileNotFound, ""},
+      {"SOFTWARE\\QUORVAN\\Rendix\\NoValues", "Version", kErrorFileNotFound, ""},
+      {"SOFTWARE\\Folder", "Version", kErrorFileNotFound, ""},  // "values" is a folder
+      {"SOFTWARE\\CASE", "Which", 0, "exact"},  // an exact spelling wins over a folded one
+      {"SOFTWARE\\Big", "Version", kErrorAccessDenied, ""},
+      {"SOFTWARE\\Locked", "Version", root_user ? 0u : kErrorAccessDenied, root_user ? "1" : ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.key + " " + row.name);
+    const RegistryRead read = ReadRegistryValue(root, row.key, row.name, row.capacity);
+    EXPECT_EQ(read.code, row.code);
+    EXPECT_EQ(read.code == 0 ? read.value : "", row.value);  // the value means nothing otherwise
+  }
+  EXPECT_EQ(ReadRegistryValue(env.Root() + "/none", "SOFTWARE", "Version", 512).code,
+            kErrorFileNotFound);  // no store at all
 }
 
 }  // namespace

@@ -15,7 +15,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <functional>
 #include <set>
 #include <sys/stat.h>
@@ -110,10 +109,7 @@ TEST(RegistryValues, WritesReplaceTheLineReadersSeeAndListingsFollowTheStore) {
 
   EXPECT_EQ(SetRegistryValue("software/quorvan/RENDIX", "VERSION", "3.0"), 0);
   EXPECT_EQ(GetRegistryValue("SOFTWARE\\QUORVAN\\Rendix", "Version"), "3.0");
-  std::ifstream file(env.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/values");
-  std::stringstream text;
-  text << file.rdbuf();
-  EXPECT_EQ(text.str(), "# kept\n Version =3.0\nversion=2.0\nHome=/opt\n");
+  EXPECT_EQ(rdx::test::ReadFile(env.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/values"), "# kept\n Version =3.0\nversion=2.0\nHome=/opt\n");
 
   std::vector<std::string> subkeys;
   std::vector<std::pair<std::string, std::string>> values;

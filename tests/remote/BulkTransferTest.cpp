@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <rdx/remote/IServiceProviderManager.h>
+#include <rdx/remote/ServiceProviderProxy.h>
 
 #include "platform/os/StreamSocket.h"
 #include "remote/EchoInterface.h"
@@ -16,7 +17,6 @@
 #include "remote/runtime/KeepAllowance.h"
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/PduStream.h"
-#include "remote/stubs/ServiceProviderClient.h"
 
 namespace rdx::rpc::test {
 namespace {
@@ -167,43 +167,48 @@ TEST(BulkTransfer, KeptBuffersStayWithinTheirPool) {
   EXPECT_EQ(pool.Used(), 0u);  // handed back when its holder ends
 }
 
-// Fills the buffer as the reference server does, so every answer is checkable.
+// Fills the first half of each image with a pattern of its arguments, the rest left as it came.
 class PatternProvider : public QUORVAN::Rendix::ServiceProvider::IServiceProviderManager {
  public:
+  std::int8_t Ping() override { return 1; }
   std::int8_t StreamImageBuffer(std::string&, std::int32_t& size, std::uint8_t* buffer,
                                 std::int32_t a, std::int32_t b, std::string&) override {
     zeroedOnEntry = zeroedOnEntry && std::all_of(buffer, buffer + size,
                                                  [](std::uint8_t v) { return v == 0; });
-    for (std::int32_t i = 0; i < size / 2; ++i) buffer[i] = std::uint8_t((i + a + b) % 256);
+    for (std::int32_t i = 0; i < size / 2; ++i) buffer[i] = std::uint8_t(i + a + b);
     return 1;
   }
   bool zeroedOnEntry = true;
 };
 
-TEST(BulkTransfer, AnswersShrinkingAndGrowingOnOneBindingArriveWhole) {
+// Images through the proxy into the caller's own buffer, each call leaving the kept buffers
+// larger or smaller than the next needs (9 MiB is read into place in more than one slice):
+// every byte arrives, and not one is written past the caller's size.
+TEST(BulkTransfer, ImagesShrinkingAndGrowingOnOneConnectionArriveWhole) {
   PatternProvider provider;
   TestServer server(nullptr, &provider, nullptr);
-  Binding binding(server);
-  constexpr std::int32_t kMiB = 1024 * 1024;
-  // Each call leaves its buffers larger or smaller than the next needs.
-  // 9 MiB is read into place in more than one slice.
-  for (const std::int32_t size : {3 * kMiB + 5, kMiB + 3, 0, 17, 9 * kMiB + 1, 2 * kMiB}) {
-    SCOPED_TRACE(size);
-    std::vector<std::uint8_t> buffer(std::size_t(size) + 1, 0xAA);
-    char session[] = "S";
-    char error[] = "AAA";
-    std::int32_t inOut = size;
-    ASSERT_EQ(serviceprovider::StreamImageBuffer(binding.h, session, &inOut,
-                                                 buffer.data(), size % 7, 1, error),
-              1);
-    EXPECT_EQ(inOut, size);
+  QUORVAN::Rendix::ServiceProvider::ServiceProviderProxy proxy;
+  QUORVAN::Rendix::GeneralUtilityLib::PropertyLookUp where;
+  where["HostMachine"] = "127.0.0.1";
+  where["Endpoint"] = server.Endpoint();
+  ASSERT_TRUE(proxy.Init(where));
+  constexpr std::uint32_t kMiB = 1024 * 1024;
+  const struct { std::uint32_t size, a; } rows[] = {
+      {3 * kMiB + 5, 3}, {kMiB + 3, 0xFFFFFFFFu}, {0, 1}, {17, 2},
+      {70000, 0xFFFFFFFFu}, {9 * kMiB + 1, 5}, {2 * kMiB, 4}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::to_string(row.size) + " bytes, a " + std::to_string(row.a));
+    std::vector<char> buffer(row.size + 8, '\x55');
+    std::uint32_t size = row.size;
+    ASSERT_TRUE(proxy.StreamImageBuffer("", buffer.data(), size, row.a, 250))
+        << proxy.GetStatus().ToTextString(nullptr);
+    EXPECT_EQ(size, row.size);
     std::size_t wrong = 0;
-    for (std::int32_t i = 0; i < size; ++i) {
-      const std::uint8_t expected = i < size / 2 ? std::uint8_t((i + size % 7 + 1) % 256) : 0;
-      wrong += buffer[std::size_t(i)] != expected;
+    for (std::uint32_t i = 0; i < row.size; ++i) {
+      wrong += std::uint8_t(buffer[i]) != (i < row.size / 2 ? std::uint8_t(i + row.a + 250) : 0);
     }
     EXPECT_EQ(wrong, 0u);
-    EXPECT_EQ(buffer.back(), 0xAA);
+    EXPECT_EQ(std::string(buffer.end() - 8, buffer.end()), std::string(8, '\x55'));
   }
   EXPECT_TRUE(provider.zeroedOnEntry);  // the kept answer buffer is cleared for each call
 }

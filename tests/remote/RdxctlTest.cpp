@@ -8,23 +8,15 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
-#include <sstream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "remote/RefServerProcess.h"
 #include "platform/SystemdSandbox.h"
 #include "remote/interop/ChildProcess.h"
-#include "remote/runtime/RpcServer.h"
 #include "support/IsolatedEnvironment.h"
-
-extern char** environ;
 
 namespace rdx::rpc::test {
 namespace {
@@ -37,48 +29,17 @@ struct Result {
   std::string err;
 };
 
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 // Runs rdxctl with `args`, standard input from `input` (a file path, or /dev/null), and waits
-// at most a minute.
+// at most a minute; a shell sends its errors to a file of their own.
 Result RunRdxctl(const rdx::test::IsolatedEnvironment& env, const std::vector<std::string>& args,
-           const std::string& input = "/dev/null") {
-  const std::string outPath = env.Root() + "/stdout";
+                 const std::string& input = "/dev/null") {
   const std::string errPath = env.Root() + "/stderr";
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, input.c_str(), O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  std::vector<std::string> argv = {RDXCTL};
+  std::vector<std::string> argv = {"/bin/sh", "-c",
+                                   "in=$1 err=$2; shift 2; exec \"$0\" \"$@\" <\"$in\" 2>\"$err\"",
+                                   RDXCTL, input, errPath};
   argv.insert(argv.end(), args.begin(), args.end());
-  std::vector<char*> pointers;
-  for (std::string& arg : argv) pointers.push_back(arg.data());
-  pointers.push_back(nullptr);
-  pid_t pid = -1;
-  Result result;
-  const int spawned = posix_spawn(&pid, RDXCTL, &actions, nullptr, pointers.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (spawned != 0) return result;
-  int status = 0;
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  while (waitpid(pid, &status, WNOHANG) == 0) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      kill(pid, SIGKILL);
-      waitpid(pid, &status, 0);
-      return result;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  result.out = ReadFile(outPath);
-  result.err = ReadFile(errPath);
-  return result;
+  const os::ChildResult run = os::RunChild(argv, 1 << 20, std::chrono::minutes(1));
+  return {run.timedOut ? -1 : run.exitCode, run.output, rdx::test::ReadFile(errPath)};
 }
 
 std::string Describe(const Result& result) {
@@ -92,16 +53,44 @@ std::size_t Lines(const std::string& text) {
   return lines;
 }
 
-std::size_t Count(const std::string& text, const std::string& needle) {
-  std::size_t count = 0;
-  for (std::size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + 1)) {
-    ++count;
-  }
-  return count;
-}
+// One rdxctl run and what it must give: a failure's errors start "rdxctl: "; `out` nullopt is
+// not compared.
+struct Step {
+  std::vector<std::string> args;
+  int exitCode;
+  std::optional<std::string> out = std::nullopt;
+  std::vector<std::string> errHolds = {};  // texts the errors must contain
+  std::string outHolds = "";                // a text the output must contain
+  std::string input = "/dev/null";
+};
 
 class Rdxctl : public ::testing::Test {
  protected:
+  // `errLines`: how many lines of errors each step must give, when it is known.
+  void Run(const std::vector<Step>& steps, std::optional<std::size_t> errLines = std::nullopt) {
+    for (const Step& step : steps) {
+      std::string line;
+      for (const std::string& arg : step.args) line += arg + " ";
+      SCOPED_TRACE(line);
+      const Result result = RunRdxctl(env_, step.args, step.input);
+      EXPECT_EQ(result.exitCode, step.exitCode) << Describe(result);
+      if (step.out) {
+        EXPECT_EQ(result.out, *step.out);
+      }
+      EXPECT_NE(result.out.find(step.outHolds), std::string::npos) << result.out;
+      for (const std::string& text : step.errHolds) {
+        EXPECT_NE(result.err.find(text), std::string::npos) << result.err;
+      }
+      if (step.exitCode != 0) {
+        EXPECT_EQ(result.err.rfind("rdxctl: ", 0), 0u) << result.err;
+      }
+      if (errLines == 0u) {
+        EXPECT_EQ(result.err, "");
+      } else if (errLines) {
+        EXPECT_EQ(Lines(result.err), *errLines) << result.err;
+      }
+    }
+  }
   rdx::test::IsolatedEnvironment env_;
 };
 
@@ -109,38 +98,28 @@ TEST_F(Rdxctl, ServerAndProviderVerbsPrintTheReferenceAnswers) {
   RefServerProcess server;
   ASSERT_TRUE(server.Started());
   const std::string at = "127.0.0.1:" + server.Endpoint();
-  const struct {
-    std::vector<std::string> args;
-    std::string out;
-  } cases[] = {
-      {{"server", at, "version"}, "1.002\n"},
-      {{"server", at, "info"}, Answer("GetInfo") + "\n"},
-      {{"server", at, "providers"}, Answer("GetServiceProviders") + "\n"},
-      {{"server", at, "provider", "Img"}, Answer("GetServiceProviderInfo") + "\n"},
-      {{"server", at, "services"}, Answer("GetServices") + "\n"},
-      {{"server", at, "services", "Img"}, Answer("GetServices") + "\n"},
-      {{"server", at, "service", "Ortho", "Img"}, Answer("GetServiceInfo") + "\n"},
-      {{"--json", "server", at, "version"},
+  Run({
+      {{"server", at, "version"}, 0, "1.002\n"},
+      {{"server", at, "info"}, 0, Answer("GetInfo") + "\n"},
+      {{"server", at, "providers"}, 0, Answer("GetServiceProviders") + "\n"},
+      {{"server", at, "provider", "Img"}, 0, Answer("GetServiceProviderInfo") + "\n"},
+      {{"server", at, "services"}, 0, Answer("GetServices") + "\n"},
+      {{"server", at, "services", "Img"}, 0, Answer("GetServices") + "\n"},
+      {{"server", at, "service", "Ortho", "Img"}, 0, Answer("GetServiceInfo") + "\n"},
+      {{"--json", "server", at, "version"}, 0,
        "{\"server\":\"" + at + "\",\"verb\":\"version\",\"version\":1.002}\n"},
-      {{"server", at, "providers", "--json"},
+      {{"server", at, "providers", "--json"}, 0,
        "{\"server\":\"" + at + "\",\"verb\":\"providers\",\"text\":\"" +
            Answer("GetServiceProviders") + "\"}\n"},
-      {{"provider", at, "ping"}, "alive\n"},
-      {{"provider", at, "info"}, Answer("GetInfo") + "\n"},
-      {{"provider", at, "states"}, Answer("GetServiceStates") + "\n"},
-      {{"provider", at, "metadata", "Kind", "Request", "--service", "Ortho"},
+      {{"provider", at, "ping"}, 0, "alive\n"},
+      {{"provider", at, "info"}, 0, Answer("GetInfo") + "\n"},
+      {{"provider", at, "states"}, 0, Answer("GetServiceStates") + "\n"},
+      {{"provider", at, "metadata", "Kind", "Request", "--service", "Ortho"}, 0,
        Answer("GetServiceMetadata") + "\n"},
-      {{"--json", "provider", at, "states"},
+      {{"--json", "provider", at, "states"}, 0,
        "{\"provider\":\"" + at + "\",\"verb\":\"states\",\"text\":\"" +
            Answer("GetServiceStates") + "\"}\n"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.args[c.args.size() > 3 ? 2 : 0] + " " + c.args.back());
-    const Result result = RunRdxctl(env_, c.args);
-    EXPECT_EQ(result.exitCode, 0) << Describe(result);
-    EXPECT_EQ(result.out, c.out);
-    EXPECT_EQ(result.err, "");
-  }
+  }, 0);
   // The metadata verb closes the session it opened; the server's session verbs open none.
   (void)server.LogSinceLastMark();
   const Result again = RunRdxctl(env_, {"provider", at, "metadata", "K", "R", "--service", "Ortho"});
@@ -154,13 +133,11 @@ TEST_F(Rdxctl, StreamWritesTheImageBytesAndReportsRefusals) {
   RefServerProcess server;
   ASSERT_TRUE(server.Started());
   const std::string at = "127.0.0.1:" + server.Endpoint();
-  const std::string file = env_.Root() + "/image.raw";
+  const std::string file = env_.Root() + "/image.raw", refused = env_.Root() + "/refused.raw";
   // 300 x 3 pixels at one byte each: the pattern wraps past 255 several times.
-  Result result = RunRdxctl(env_, {"provider", at, "stream", "Ortho", "--aoi", "0,0,10,5", "--size",
-                             "300x3", "-o", file});
-  ASSERT_EQ(result.exitCode, 0) << Describe(result);
-  EXPECT_EQ(result.out, "900 bytes written to " + file + "\n");
-  const std::string image = ReadFile(file);
+  Run({{{"provider", at, "stream", "Ortho", "--aoi", "0,0,10,5", "--size", "300x3", "-o", file},
+        0, "900 bytes written to " + file + "\n"}});
+  const std::string image = rdx::test::ReadFile(file);
   ASSERT_EQ(image.size(), 900u);
   for (std::size_t i = 0; i < image.size(); ++i) {
     ASSERT_EQ(static_cast<unsigned char>(image[i]), i % 256) << "byte " << i;
@@ -170,90 +147,59 @@ TEST_F(Rdxctl, StreamWritesTheImageBytesAndReportsRefusals) {
                            "DoneWithImage", "CloseSession"}) {
     EXPECT_NE(log.find(call), std::string::npos) << call << "\n" << log;
   }
-
   // An empty area: the provider's refusal on standard error, no file, the session closed.
-  const std::string refused = env_.Root() + "/refused.raw";
-  result = RunRdxctl(env_, {"provider", at, "stream", "Ortho", "--aoi", "5,0,5,5", "--size", "4x4",
-                      "-o", refused});
-  EXPECT_EQ(result.exitCode, 1) << Describe(result);
-  EXPECT_NE(result.err.find("rdxctl: SetAOI failed"), std::string::npos) << result.err;
-  EXPECT_NE(result.err.find("Empty area of interest"), std::string::npos) << result.err;
-  EXPECT_EQ(result.out, "");
+  Run({{{"provider", at, "stream", "Ortho", "--aoi", "5,0,5,5", "--size", "4x4", "-o", refused},
+        1, "", {"rdxctl: SetAOI failed", "Empty area of interest"}}});
   EXPECT_FALSE(std::ifstream(refused).good());
   EXPECT_EQ(Count(server.LogSinceLastMark(), "CloseSession"), 1u);
 }
 
 TEST_F(Rdxctl, UnreachableOrRefusingPeersFailWithExitCodeOne) {
-  std::uint16_t port = 0;
-  {
-    RpcServer probe;  // a port that was free; nobody listens on it once the probe is gone
-    ASSERT_EQ(probe.UseTcpPort(0, port), 0);
-  }
-  const std::string closed = "127.0.0.1:" + std::to_string(port);
+  const std::string closed = "127.0.0.1:" + std::to_string(FreeTcpPort());
   RefServerProcess refusing({"--ping", "false"});
   ASSERT_TRUE(refusing.Started());
   const std::string noPing = "127.0.0.1:" + refusing.Endpoint();
-  const std::vector<std::vector<std::string>> cases = {
-      {"server", closed, "version"},
-      {"server", closed, "providers", "--json"},
-      {"provider", closed, "ping"},
-      {"provider", closed, "info"},
-      {"provider", closed, "stream", "S", "--aoi", "0,0,1,1", "--size", "2x2", "-o",
-       env_.Root() + "/never"},
-      {"provider", noPing, "ping"},
-  };
-  for (const auto& args : cases) {
-    SCOPED_TRACE(args[0] + " " + args[1] + " " + args[2]);
-    const Result result = RunRdxctl(env_, args);
-    EXPECT_EQ(result.exitCode, 1) << Describe(result);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err.rfind("rdxctl: ", 0), 0u) << result.err;
-    EXPECT_NE(result.err.find(args[1]), std::string::npos) << result.err;
-  }
+  Run({
+      {{"server", closed, "version"}, 1, "", {closed}},
+      {{"server", closed, "providers", "--json"}, 1, "", {closed}},
+      {{"provider", closed, "ping"}, 1, "", {closed}},
+      {{"provider", closed, "info"}, 1, "", {closed}},
+      {{"provider", closed, "stream", "S", "--aoi", "0,0,1,1", "--size", "2x2", "-o",
+        env_.Root() + "/never"}, 1, "", {closed}},
+      {{"provider", noPing, "ping"}, 1, "", {noPing}},
+  });
   EXPECT_FALSE(std::ifstream(env_.Root() + "/never").good());
 }
 
 TEST_F(Rdxctl, BadUsageGivesExitCodeTwoAnErrorLineAndTheUsage) {
-  const std::vector<std::vector<std::string>> cases = {
-      {},
-      {"frobnicate"},
-      {"server"},
-      {"server", "h"},
-      {"provider", "127.0.0.1", "ping"},  // no port
-      {"provider", "h:12", "stream", "S", "--aoi", "1,2,3", "--size", "2x2", "-o", "f"},
-      {"provider", "h:12", "stream", "S", "--aoi", "1,2,3,4", "--size", "2by2", "-o", "f"},
-      {"provider", "h:12", "stream", "S", "--aoi", "1,2,3,4", "--size", "0x2", "-o", "f"},
-      {"provider", "h:12", "stream", "S", "--aoi", "1,2,3,4", "--size", "65536x65536", "-o", "f"},
-      {"provider", "h:12", "stream", "S", "--aoi", "a,2,3,4", "--size", "2x2", "-o", "f"},
-      {"service", "install", "Svc"},  // no --exec
-      {"reg", "set", "KEY", "Name"},
-      {"status", "pretty"},
-  };
-  for (const auto& args : cases) {
-    std::string line;
-    for (const std::string& arg : args) line += arg + " ";
-    SCOPED_TRACE(line);
-    const Result result = RunRdxctl(env_, args);
-    EXPECT_EQ(result.exitCode, 2) << Describe(result);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(Lines(result.err), 2u) << result.err;
-    EXPECT_EQ(result.err.rfind("rdxctl: ", 0), 0u) << result.err;
-    EXPECT_NE(result.err.find("\nusage: rdxctl"), std::string::npos) << result.err;
+  std::vector<Step> steps;
+  for (std::vector<std::string> args : std::vector<std::vector<std::string>>{
+           {},
+           {"frobnicate"},
+           {"server"},
+           {"server", "h"},
+           {"provider", "127.0.0.1", "ping"},  // no port
+           {"provider", "h:12", "stream", "S", "--aoi", "1,2,3", "--size", "2x2", "-o", "f"},
+           {"provider", "h:12", "stream", "S", "--aoi", "1,2,3,4", "--size", "2by2", "-o", "f"},
+           {"provider", "h:12", "stream", "S", "--aoi", "1,2,3,4", "--size", "0x2", "-o", "f"},
+           {"provider", "h:12", "stream", "S", "--aoi", "1,2,3,4", "--size", "65536x65536", "-o",
+            "f"},
+           {"provider", "h:12", "stream", "S", "--aoi", "a,2,3,4", "--size", "2x2", "-o", "f"},
+           {"service", "install", "Svc"},  // no --exec
+           {"reg", "set", "KEY", "Name"},
+           {"status", "pretty"}}) {
+    steps.push_back({args, 2, "", {"\nusage: rdxctl"}});
   }
+  Run(steps, 2);  // the error line and the usage
+  steps.clear();
   // Every verb has its help, on standard output, with exit code 0.
-  for (const std::vector<std::string>& args :
-       std::vector<std::vector<std::string>>{{"--help"},
-                                             {"server", "--help"},
-                                             {"provider", "h:1", "stream", "--help"},
-                                             {"service", "start", "--help"},
-                                             {"logs", "listen", "--help"},
-                                             {"status", "pretty", "--help"},
-                                             {"reg", "list", "--help"}}) {
-    SCOPED_TRACE(args[0]);
-    const Result result = RunRdxctl(env_, args);
-    EXPECT_EQ(result.exitCode, 0) << Describe(result);
-    EXPECT_NE(result.out.find("Usage:"), std::string::npos) << result.out;
+  for (std::vector<std::string> args : std::vector<std::vector<std::string>>{
+           {"--help"}, {"server", "--help"}, {"provider", "h:1", "stream", "--help"},
+           {"service", "start", "--help"}, {"logs", "listen", "--help"},
+           {"status", "pretty", "--help"}, {"reg", "list", "--help"}}) {
+    steps.push_back({args, 0, std::nullopt, {}, "Usage:"});
   }
+  Run(steps);
 }
 
 TEST_F(Rdxctl, StatusPrettyGivesTheTextFormOfAFileOrStandardInput) {
@@ -262,58 +208,37 @@ TEST_F(Rdxctl, StatusPrettyGivesTheTextFormOfAFileOrStandardInput) {
   status.Append(36354, "Failed to open service: 'Ortho'.", "ServiceProviderProxy.Open", "x");
   const std::string file = env_.WriteFile(env_.Root() + "/status.xml", status.ToString(nullptr));
   const std::string expected = status.ToTextString(nullptr) + "\n";
-
-  Result result = RunRdxctl(env_, {"status", "pretty", file});
-  EXPECT_EQ(result.exitCode, 0) << Describe(result);
-  EXPECT_EQ(result.out, expected);
-  result = RunRdxctl(env_, {"status", "pretty", "-"}, file);
-  EXPECT_EQ(result.exitCode, 0) << Describe(result);
-  EXPECT_EQ(result.out, expected);
-
-  const std::string junk = env_.WriteFile(env_.Root() + "/junk.txt", "not xml at all <");
-  for (const std::string& path : {junk, env_.Root() + "/missing.xml"}) {
-    SCOPED_TRACE(path);
-    result = RunRdxctl(env_, {"status", "pretty", path});
-    EXPECT_EQ(result.exitCode, 1) << Describe(result);
-    EXPECT_EQ(result.err.rfind("rdxctl: ", 0), 0u) << result.err;
-  }
+  Run({
+      {{"status", "pretty", file}, 0, expected},
+      {{"status", "pretty", "-"}, 0, expected, {}, "", file},
+      {{"status", "pretty", env_.WriteFile(env_.Root() + "/junk.txt", "not xml at all <")}, 1},
+      {{"status", "pretty", env_.Root() + "/missing.xml"}, 1},
+  });
 }
 
 TEST_F(Rdxctl, RegistrySetGetAndListWithJsonEscaping) {
   // Writes land in the temporary store; keys are matched without case, as registry keys are.
-  Result result = RunRdxctl(env_, {"reg", "set", "SOFTWARE\\QUORVAN\\Rendix", "Version", "9.1.0.3"});
-  ASSERT_EQ(result.exitCode, 0) << Describe(result);
-  result = RunRdxctl(env_, {"reg", "set", "software/quorvan/rendix/Sub", "Odd",
-                      "q\"b\\s\tt\x01 \xC3\xA9 \xFF"});
-  ASSERT_EQ(result.exitCode, 0) << Describe(result);
-  result = RunRdxctl(env_, {"reg", "set", "Software\\Quorvan\\Rendix", "version", "9.2"});
-  ASSERT_EQ(result.exitCode, 0) << Describe(result);
-  EXPECT_EQ(ReadFile(env_.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/values"), "Version=9.2\n");
-
-  result = RunRdxctl(env_, {"reg", "get", "SOFTWARE\\QUORVAN\\Rendix", "VERSION"});
-  EXPECT_EQ(result.exitCode, 0) << Describe(result);
-  EXPECT_EQ(result.out, "9.2\n");
-  result = RunRdxctl(env_, {"reg", "list", "SOFTWARE\\QUORVAN\\Rendix"});
-  EXPECT_EQ(result.out, "Sub\\\nVersion=9.2\n");
-  result = RunRdxctl(env_, {"--json", "reg", "list", "SOFTWARE\\QUORVAN\\Rendix\\Sub"});
-  EXPECT_EQ(result.exitCode, 0) << Describe(result);
-  EXPECT_EQ(result.out,
-            "{\"key\":\"SOFTWARE\\\\QUORVAN\\\\Rendix\\\\Sub\",\"subkeys\":[],"
-            "\"values\":{\"Odd\":\"q\\\"b\\\\s\\tt\\u0001 \xC3\xA9 \\u00ff\"}}\n");
-
-  const std::vector<std::vector<std::string>> failures = {
-      {"reg", "get", "SOFTWARE\\QUORVAN\\Rendix", "Missing"},
-      {"reg", "get", "SOFTWARE\\Nowhere", "Version"},
-      {"reg", "list", "SOFTWARE\\Nowhere"},
-      {"reg", "set", "SOFTWARE\\QUORVAN", "A=B", "x"},
-      {"reg", "set", "SOFTWARE\\QUORVAN", "Name", "two\nlines"},
-  };
-  for (const auto& args : failures) {
-    SCOPED_TRACE(args[1] + " " + args[2] + " " + (args.size() > 3 ? args[3] : ""));
-    result = RunRdxctl(env_, args);
-    EXPECT_EQ(result.exitCode, 1) << Describe(result);
-    EXPECT_EQ(Lines(result.err), 1u) << result.err;
-  }
+  Run({
+      {{"reg", "set", "SOFTWARE\\QUORVAN\\Rendix", "Version", "9.1.0.3"}, 0},
+      {{"reg", "set", "software/quorvan/rendix/Sub", "Odd", "q\"b\\s\tt\x01 \xC3\xA9 \xFF"}, 0},
+      {{"reg", "set", "Software\\Quorvan\\Rendix", "version", "9.2"}, 0},
+  });
+  EXPECT_EQ(rdx::test::ReadFile(env_.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/values"),
+            "Version=9.2\n");
+  Run({
+      {{"reg", "get", "SOFTWARE\\QUORVAN\\Rendix", "VERSION"}, 0, "9.2\n"},
+      {{"reg", "list", "SOFTWARE\\QUORVAN\\Rendix"}, 0, "Sub\\\nVersion=9.2\n"},
+      {{"--json", "reg", "list", "SOFTWARE\\QUORVAN\\Rendix\\Sub"}, 0,
+       "{\"key\":\"SOFTWARE\\\\QUORVAN\\\\Rendix\\\\Sub\",\"subkeys\":[],"
+       "\"values\":{\"Odd\":\"q\\\"b\\\\s\\tt\\u0001 \xC3\xA9 \\u00ff\"}}\n"},
+  });
+  Run({
+      {{"reg", "get", "SOFTWARE\\QUORVAN\\Rendix", "Missing"}, 1},
+      {{"reg", "get", "SOFTWARE\\Nowhere", "Version"}, 1},
+      {{"reg", "list", "SOFTWARE\\Nowhere"}, 1},
+      {{"reg", "set", "SOFTWARE\\QUORVAN", "A=B", "x"}, 1},
+      {{"reg", "set", "SOFTWARE\\QUORVAN", "Name", "two\nlines"}, 1},
+  }, 1);
 }
 
 TEST_F(Rdxctl, LogsListenPrintsLinesUntilTerminated) {
@@ -342,42 +267,30 @@ TEST_F(Rdxctl, ServiceVerbsInstallRunQueryAndRemoveAService) {
   const std::string name = "Rdxctl Test";
   const std::string exec = std::string("\"") + RDX_TEST_SERVICE + "\" --stop-exit 3";
 
-  Result result = RunRdxctl(env_, {"service", "install", name, "--exec", exec});
-  ASSERT_EQ(result.exitCode, 0) << Describe(result);
-  result = RunRdxctl(env_, {"service", "install", name, "--exec", exec});
-  EXPECT_EQ(result.exitCode, 1) << Describe(result);
-  EXPECT_NE(result.err.find("already exists"), std::string::npos) << result.err;
-  result = RunRdxctl(env_, {"service", "state", name});
-  EXPECT_EQ(result.out, "stopped\n") << Describe(result);
-
-  result = RunRdxctl(env_, {"service", "start", name});
-  ASSERT_EQ(result.exitCode, 0) << Describe(result);
-  EXPECT_EQ(result.out, "Service start pending.\n" + name + " is running\n");
-  result = RunRdxctl(env_, {"--json", "service", "state", name});
-  EXPECT_EQ(result.out, "{\"service\":\"" + name + "\",\"verb\":\"state\",\"state\":4,"
-                        "\"name\":\"running\"}\n");
-  result = RunRdxctl(env_, {"service", "list", "--json"});
-  EXPECT_NE(result.out.find("\"" + name + "\""), std::string::npos) << Describe(result);
-
-  result = RunRdxctl(env_, {"service", "stop", name});
-  ASSERT_EQ(result.exitCode, 0) << Describe(result);
+  Run({
+      {{"service", "install", name, "--exec", exec}, 0},
+      {{"service", "install", name, "--exec", exec}, 1, "", {"already exists"}},
+      {{"service", "state", name}, 0, "stopped\n"},
+      {{"service", "start", name}, 0, "Service start pending.\n" + name + " is running\n"},
+      {{"--json", "service", "state", name}, 0,
+       "{\"service\":\"" + name + "\",\"verb\":\"state\",\"state\":4,\"name\":\"running\"}\n"},
+      {{"service", "list", "--json"}, 0, std::nullopt, {}, "\"" + name + "\""},
+      {{"service", "stop", name}, 0},
+  });
   // The stop is queued, not awaited: ask until the service reports stopped (bounded).
+  Result result;
   for (int i = 0; i < 200 && result.out != "stopped\n"; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    if (i > 0) std::this_thread::sleep_for(std::chrono::milliseconds(100));
     result = RunRdxctl(env_, {"service", "state", name});
   }
   EXPECT_EQ(result.out, "stopped\n");
-  result = RunRdxctl(env_, {"service", "exit-code", name});
-  EXPECT_EQ(result.out, "3\n") << Describe(result);
-
-  result = RunRdxctl(env_, {"service", "uninstall", name});
-  EXPECT_EQ(result.exitCode, 0) << Describe(result);
-  for (const char* verb : {"state", "uninstall", "start"}) {
-    SCOPED_TRACE(verb);
-    result = RunRdxctl(env_, {"service", verb, name});
-    EXPECT_EQ(result.exitCode, 1) << Describe(result);
-    EXPECT_EQ(result.err.rfind("rdxctl: ", 0), 0u) << result.err;
-  }
+  Run({
+      {{"service", "exit-code", name}, 0, "3\n"},
+      {{"service", "uninstall", name}, 0},
+      {{"service", "state", name}, 1},
+      {{"service", "uninstall", name}, 1},
+      {{"service", "start", name}, 1},
+  });
 }
 
 }  // namespace

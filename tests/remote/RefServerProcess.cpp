@@ -1,44 +1,39 @@
 #include "remote/RefServerProcess.h"
 
-#include <chrono>
-#include <random>
+#include <csignal>
 
 #include "remote/stubs/ServiceProviderClient.h"
 
 namespace rdx::rpc::test {
 
 RefServerProcess::RefServerProcess(const std::vector<std::string>& options) {
-  // Below the kernel's ephemeral range, so no other test's bind(0) takes it first; a port
-  // taken anyway makes the server exit, and the next one is tried.
-  std::mt19937 random(std::random_device{}());
-  std::uniform_int_distribution<int> ports(20000, 32000);
-  for (int attempt = 0; attempt < 20 && binding_ == nullptr; ++attempt) {
-    endpoint_ = std::to_string(ports(random));
-    std::vector<std::string> argv = {RDX_REFSERVER, "--tcp", endpoint_};
-    argv.insert(argv.end(), options.begin(), options.end());
-    child_ = rdx::testing::ChildProcess::Start(argv, {});
-    if (child_ == nullptr) return;
-    if (child_->WaitForLine("listening", std::chrono::seconds(20))) {
-      binding_ = std::make_unique<Binding>("127.0.0.1", endpoint_);
-      logged_ = child_->Output().size();
-    }
-  }
+  RefServerChild::Options child;
+  child.arguments = options;
+  server_ = RefServerChild::Start(child);
+  if (server_ == nullptr) return;
+  binding_ = std::make_unique<Binding>("127.0.0.1", server_->Endpoint());
+  logged_ = server_->Log().size();
 }
 
 std::string RefServerProcess::LogSinceLastMark() {
-  if (child_ == nullptr || binding_ == nullptr) return "";
+  if (binding_ == nullptr) return "";
   const std::string mark = "mark-" + std::to_string(++marks_);
   (void)serviceprovider::StopServiceProvider(binding_->h, mark.c_str());
-  if (!child_->WaitForLine(mark, std::chrono::seconds(20))) return "";
-  const std::string& output = child_->Output();
-  const std::size_t markLine = output.find(mark, logged_);
-  const std::size_t lineStart = output.rfind('\n', markLine);
+  std::string log;
+  std::size_t markLine = std::string::npos, next = std::string::npos;
+  const bool seen = WaitFor([&] {
+    log = server_->Log();
+    markLine = log.find(mark, logged_);
+    next = markLine == std::string::npos ? markLine : log.find('\n', markLine);
+    return next != std::string::npos;
+  }, std::chrono::seconds(20));
+  if (!seen) return "";
+  const std::size_t lineStart = log.rfind('\n', markLine);
   const std::size_t begin = logged_;
   const std::size_t end = lineStart == std::string::npos || lineStart < begin ? begin
                                                                                : lineStart + 1;
-  const std::size_t next = output.find('\n', markLine);
-  logged_ = next == std::string::npos ? output.size() : next + 1;
-  return output.substr(begin, end - begin);
+  logged_ = next + 1;
+  return log.substr(begin, end - begin);
 }
 
 std::size_t Count(const std::string& log, const std::string& needle) {
@@ -58,7 +53,10 @@ std::string Answer(const std::string& operation, std::size_t size) {
 
 void RefServerProcess::Kill() {
   binding_.reset();
-  if (child_ != nullptr) child_->Stop(std::chrono::milliseconds(0));
+  if (server_ != nullptr && server_->Running()) {
+    ::kill(server_->Pid(), SIGKILL);
+    server_->Stop();  // reaps it
+  }
 }
 
 }  // namespace rdx::rpc::test

@@ -98,12 +98,7 @@ TEST_F(RpcCall, FailuresArriveAsStatusesWithTexts) {
   unknown.uuid[0] ^= 0xFF;
   SyntaxId newerMinor = EchoSyntax();
   newerMinor.versionMinor = 1;
-  // A port nothing listens on: bound and released again.
-  std::uint16_t freePort = 0;
-  {
-    RpcServer probe;
-    ASSERT_EQ(probe.UseTcpPort(0, freePort), 0u);
-  }
+  const std::uint16_t freePort = FreeTcpPort();
   const Row rows[] = {
       {"nothing listening", "127.0.0.1", std::to_string(freePort), "ncacn_ip_tcp",
        EchoSyntax(), 0, {}, 1722, "The RPC server is unavailable."},
@@ -175,11 +170,7 @@ TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
   std::filesystem::create_directories(folder);
   ::setenv("RDX_PIPE_DIR", folder.c_str(), 1);
   EchoInterface echo;
-  std::uint16_t port = 0;
-  {
-    RpcServer probe;
-    ASSERT_EQ(probe.UseTcpPort(0, port), 0u);
-  }
+  const std::uint16_t port = FreeTcpPort();
   // Success leaves both outputs as they were.
   std::string text = "kept";
   std::int32_t status = 77;

@@ -38,8 +38,6 @@ struct Member {
   const char* source = nullptr;  // when not "ServerProxyForServerManager.<operation>"
 };
 
-std::string Yes(bool done) { return done ? "true" : "false"; }
-
 const std::vector<Member>& Members() {
   static const std::vector<Member> members = {
       {"GetServerInfo", [](Proxy& p) { return p.GetServerInfo(); }, true, 64260,
@@ -168,8 +166,7 @@ TEST(ServerProxyForServerManager, ServerAndProvidersRunAsServices) {
   ASSERT_TRUE(proxy->StartServer("localhost:4111")) << Items(*proxy);
   EXPECT_EQ(StateOf("Quorvan Rendix"), 4u);
   const std::string unit = std::string(sandbox->UnitDir()) + "/Quorvan\\x20Rendix.service";
-  std::ifstream in(unit);
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string text = rdx::test::ReadFile(unit);
   EXPECT_NE(text.find("ExecStart=\"" + installation.home + "BIN/QUORVANRendix.exe\" \"" +
                       gul::GetHostName() + ";" + gul::GetIPAddress() + "\" \"4111\""),
             std::string::npos)

@@ -27,12 +27,6 @@ namespace {
 using QUORVAN::Rendix::ServerCore::IServerProxy;
 namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
 
-std::uint16_t FreePort() {
-  RpcServer probe;
-  std::uint16_t port = 0;
-  return probe.UseTcpPort(0, port) == 0 ? port : 0;
-}
-
 // One row per remote member: its call (a text member's answer, or "true"/"false"), and the
 // item it puts in front of the server's text when it fails ("%06X" id, message with S1).
 struct Member {
@@ -42,8 +36,6 @@ struct Member {
   std::int32_t id;
   const char* message;
 };
-
-std::string Yes(bool done) { return done ? "true" : "false"; }
 
 const std::vector<Member>& Members() {
   static const std::vector<Member> members = {
@@ -214,7 +206,7 @@ TEST(ServerProxy, AsksForLongerTextsWithASecondCall) {
 }
 
 TEST(ServerProxy, RefusedConnectionsAndSessionsAreReportedAsItems) {
-  const std::string unserved = std::to_string(FreePort());
+  const std::string unserved = std::to_string(FreeTcpPort());
   const std::string unavailable = gul::GetLastErrorText(1722);
   const std::string refused = "[ServerCore.ServerProxy.OpenSession : 008F01] Error: Failed to "
                               "establish connection with Server on host '127.0.0.1' at port '";

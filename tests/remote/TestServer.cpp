@@ -55,4 +55,10 @@ Binding::~Binding() {
   if (h != nullptr) GeneralUtilityLib::FreeRpcHandle(h);
 }
 
+std::uint16_t FreeTcpPort() {
+  RpcServer probe;
+  std::uint16_t port = 0;
+  return probe.UseTcpPort(0, port) == 0 ? port : 0;
+}
+
 }  // namespace rdx::rpc::test

@@ -45,6 +45,9 @@ class TestServer {
   std::uint16_t port_ = 0;
 };
 
+// A loopback TCP port that was free a moment ago: bound and released again, so nobody listens.
+std::uint16_t FreeTcpPort();
+
 // GetRpcHandle/FreeRpcHandle as one object; `h` is null when the binding was refused.
 struct Binding {
   Binding(std::string host, std::string endpoint, std::string protocol = "ncacn_ip_tcp");

@@ -4,24 +4,23 @@
 #include <rdx/reporting/LogFileHandler.h>
 #include <rdx/reporting/Reporter.h>
 
+#include "platform/os/ChildProcess.h"
 #include "reporting/ReportFormatter.h"
 #include "support/FifoInPlace.h"
 #include "support/IsolatedEnvironment.h"
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <csignal>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <regex>
-#include <sstream>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -30,13 +29,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using GeneralUtilityLib::Status;
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 const std::string kTime = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3})";
 
@@ -115,7 +107,7 @@ TEST(LogFileHandler, ComposesThePathAndAppendsEachLineAtOnce) {
     handler.Log("not xml");  // parses to no items: nothing written
     handler.Log(two.ToString(nullptr).c_str());
     // Read while the handler still holds the file: every line is there already.
-    std::string text = ReadFile(root + "/" + name);
+    std::string text = rdx::test::ReadFile(root + "/" + name);
     if (name == "old.log") {
       ASSERT_EQ(text.rfind("previous run", 0), 0u);
       text.erase(0, 12);
@@ -142,52 +134,34 @@ TEST(LogFileHandler, ComposesThePathAndAppendsEachLineAtOnce) {
 // Run only inside the child started by the test below: logs through a reporter into the file
 // named by the environment, waits for the drain, tells the parent, and waits to be killed.
 TEST(LogFileHandlerChild, DISABLED_LogWaitAndHang) {
-  const char* file = std::getenv("RDX_CHILD_LOG_FOLDER");
-  const char* readyFd = std::getenv("RDX_CHILD_READY_FD");
-  ASSERT_TRUE(file != nullptr && readyFd != nullptr);
+  const char* folder = std::getenv("RDX_CHILD_LOG_FOLDER");
+  ASSERT_TRUE(folder != nullptr);
   LogFileHandler handler;
-  ASSERT_EQ(handler.SetLogFile(file, "child.log"), 1);
+  ASSERT_EQ(handler.SetLogFile(folder, "child.log"), 1);
   ASSERT_EQ(handler.Init(), 1);
   Reporter reporter;
   reporter.Attach(&handler);
   for (int i = 0; i < 2000; ++i) reporter.Log("Child", ("line " + std::to_string(i)).c_str());
   reporter.WaitForNotifications();
-  const char ready = 'R';
-  ASSERT_EQ(::write(std::atoi(readyFd), &ready, 1), 1);
-  for (;;) ::pause();
+  std::cout << "drained" << std::endl;
+  for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
 }
 
 TEST(LogFileHandler, NothingLoggedBeforeTheDrainIsLostWhenTheProcessIsKilled) {
   rdx::test::IsolatedEnvironment environment;
-  int ready[2];
-  ASSERT_EQ(::pipe(ready), 0);
   const std::string folder = environment.Root();
-  environment.Set("RDX_CHILD_LOG_FOLDER", folder);
-  environment.Set("RDX_CHILD_READY_FD", std::to_string(ready[1]));
-  const pid_t child = ::fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {
-    // Only async-signal-safe calls until exec: the parent may have other threads.
-    ::close(ready[0]);
-    const int devNull = ::open("/dev/null", O_WRONLY);
-    ::dup2(devNull, 1);
-    ::execl("/proc/self/exe", "reporting_tests", "--gtest_also_run_disabled_tests",
-            "--gtest_filter=LogFileHandlerChild.DISABLED_LogWaitAndHang", nullptr);
-    ::_exit(127);
-  }
-  ::close(ready[1]);
-  pollfd entry{ready[0], POLLIN, 0};
-  char byte = 0;
-  const bool gotReady = ::poll(&entry, 1, 60000) == 1 && ::read(ready[0], &byte, 1) == 1;
-  ::kill(child, SIGKILL);
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  ::close(ready[0]);
-  ASSERT_TRUE(gotReady) << "the child did not reach its drain";
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+  auto child = rdx::os::ChildProcess::Start(
+      {"/proc/self/exe", "--gtest_also_run_disabled_tests",
+       "--gtest_filter=LogFileHandlerChild.DISABLED_LogWaitAndHang"},
+      {"RDX_CHILD_LOG_FOLDER=" + folder});
+  ASSERT_NE(child, nullptr);
+  const bool drained = child->WaitForLine("drained", std::chrono::minutes(1)).has_value();
+  ASSERT_TRUE(child->Signal(SIGKILL));
+  EXPECT_EQ(child->Stop(std::chrono::seconds(20)), 128 + SIGKILL);
+  ASSERT_TRUE(drained) << "the child did not reach its drain\n" << child->Output();
 
   Status parsed;  // the log holds bare items; wrapped in a Status element they parse back
-  parsed.Append("<Status>" + ReadFile(folder + "/child.log") + "</Status>");
+  parsed.Append("<Status>" + rdx::test::ReadFile(folder + "/child.log") + "</Status>");
   ASSERT_EQ(parsed.items.size(), 2000u);
   for (int i = 0; i < 2000; ++i) {
     ASSERT_EQ(parsed.items[static_cast<std::size_t>(i)].message, "line " + std::to_string(i));

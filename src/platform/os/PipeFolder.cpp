@@ -72,19 +72,23 @@ bool SharedPipeFolder(const std::string& path) {
   return Reachable(folder);
 }
 
-std::string PipeFolder() {
-  if (const char* configured = std::getenv("RDX_PIPE_DIR"); configured && *configured) {
+std::string ChoosePipeFolder(const char* configured, const std::vector<std::string>& machineWide) {
+  if (configured != nullptr && *configured != '\0') {
     // The operator's choice: created open to everyone when missing, otherwise used as it is.
     const std::string folder = Trimmed(configured);
     if (folder.empty() || !MakeFolders(folder) || !Reachable(folder)) return {};
     return folder + "/";
   }
-  // One folder for the whole machine, the same for every user, so every local caller can
-  // reach every pipe: /run when it is there or we may create it, else a fixed name in /tmp.
-  for (const char* folder : {"/run/quorvan/pipes", "/tmp/quorvan-pipes"}) {
-    if (SharedPipeFolder(folder)) return std::string(folder) + "/";
+  for (const std::string& folder : machineWide) {
+    if (SharedPipeFolder(folder)) return Trimmed(folder) + "/";
   }
   return {};
+}
+
+std::string PipeFolder() {
+  // One folder for the whole machine, the same for every user, so every local caller can
+  // reach every pipe: /run when it is there or we may create it, else a fixed name in /tmp.
+  return ChoosePipeFolder(std::getenv("RDX_PIPE_DIR"), {"/run/quorvan/pipes", "/tmp/quorvan-pipes"});
 }
 
 std::string NamedPipeSocketPath(const std::string& pipeName, const std::string& machine) {

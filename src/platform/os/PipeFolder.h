@@ -2,6 +2,7 @@
 // Where named pipes live: one Unix-domain socket file per pipe name in the pipe folder.
 
 #include <string>
+#include <vector>
 
 namespace rdx::os {
 
@@ -11,6 +12,11 @@ namespace rdx::os {
 // is usable (the last error then says why). Resolved on every call so a changed environment
 // is honoured.
 std::string PipeFolder();
+
+// PipeFolder's choice with its inputs named: `configured` (null or empty: not set), else the
+// first of `machineWide` that SharedPipeFolder accepts. Kept apart so the chain can be tried on
+// folders other than the machine's own.
+std::string ChoosePipeFolder(const char* configured, const std::vector<std::string>& machineWide);
 
 // Makes or checks a machine-wide pipe folder: created with mode 1777 (parents 0755); an
 // existing one must be a real folder, not a symbolic link, with mode 1777, or our own folder
