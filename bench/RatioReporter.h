@@ -36,6 +36,15 @@ class RatioReporter : public benchmark::ConsoleReporter {
     }
   }
 
+  // Prints "ratio <label>: <time of b / time of a>" (the speed of a relative to b), the form
+  // scripts/bench.sh gathers; nothing when either was not measured.
+  void PrintRatio(const std::string& label, const std::string& a, const std::string& b) const {
+    const auto fa = nanoseconds_.find(a);
+    const auto fb = nanoseconds_.find(b);
+    if (fa == nanoseconds_.end() || fb == nanoseconds_.end() || fa->second <= 0) return;
+    std::printf("ratio %s: %.2f\n", label.c_str(), fb->second / fa->second);
+  }
+
  private:
   std::map<std::string, double> nanoseconds_;
 };
