@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +16,7 @@
 #include <rdx/remote/IServiceProviderManager.h>
 #include <rdx/remote/RpcHandle.h>
 
+#include "RatioReporter.h"
 #include "platform/os/StreamSocket.h"
 #include "remote/runtime/RpcServer.h"
 #include "remote/runtime/ServerConnection.h"
@@ -88,15 +88,6 @@ struct RawPeer {
   ~RawPeer() { thread.join(); }
 };
 
-// Seconds per iteration of each benchmark, for the ratio lines.
-std::map<std::string, double> gSecondsPerIteration;
-
-void Record(benchmark::State& state, const std::string& name, double seconds) {
-  if (state.thread_index() == 0 && state.iterations() > 0) {
-    gSecondsPerIteration[name] = seconds / static_cast<double>(state.iterations());
-  }
-}
-
 bool ReceiveAll(rdx::os::StreamSocket& s, std::uint8_t* data, std::size_t size) {
   std::size_t done = 0;
   while (done < size) {
@@ -111,13 +102,10 @@ void RawPingPong(benchmark::State& state) {
   RawPeer peer(1);
   rdx::os::StreamSocket s = rdx::os::StreamSocket::ConnectTcp("127.0.0.1", peer.listener.Port());
   std::uint8_t byte = 1;
-  const auto start = std::chrono::steady_clock::now();
   for (auto _ : state) {
     s.SendAll(&byte, 1);
     ReceiveAll(s, &byte, 1);
   }
-  Record(state, "raw ping", std::chrono::duration<double>(std::chrono::steady_clock::now() -
-                                                          start).count());
   s.Shutdown();
 }
 
@@ -125,12 +113,9 @@ void RpcPing(benchmark::State& state) {
   RpcFixture fixture;
   void* handle = fixture.Handle();
   rdx::rpc::serviceprovider::Ping(handle);  // connect and bind outside the timing
-  const auto start = std::chrono::steady_clock::now();
   for (auto _ : state) {
     if (rdx::rpc::serviceprovider::Ping(handle) == 0) state.SkipWithError("Ping failed");
   }
-  Record(state, "rpc ping", std::chrono::duration<double>(std::chrono::steady_clock::now() -
-                                                          start).count());
   gul::FreeRpcHandle(handle);
 }
 
@@ -140,13 +125,10 @@ void RawTransfer(benchmark::State& state) {
   rdx::os::StreamSocket s = rdx::os::StreamSocket::ConnectTcp("127.0.0.1", peer.listener.Port());
   std::vector<std::uint8_t> buffer(static_cast<std::size_t>(bytes));
   std::uint8_t byte = 1;
-  const auto start = std::chrono::steady_clock::now();
   for (auto _ : state) {
     s.SendAll(&byte, 1);
     ReceiveAll(s, buffer.data(), buffer.size());
   }
-  Record(state, "raw " + SizeName(bytes),
-         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
   state.SetBytesProcessed(state.iterations() * bytes);
   s.Shutdown();
 }
@@ -168,12 +150,9 @@ void RpcStreamImageBuffer(benchmark::State& state) {
   // Connect, bind and touch the buffers of both ends outside the timing, as the raw
   // transfer's buffers are filled before it starts.
   if (!call()) state.SkipWithError("StreamImageBuffer failed");
-  const auto start = std::chrono::steady_clock::now();
   for (auto _ : state) {
     if (!call()) state.SkipWithError("StreamImageBuffer failed");
   }
-  Record(state, "rpc " + SizeName(bytes),
-         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
   state.SetBytesProcessed(state.iterations() * bytes);
   gul::FreeRpcHandle(handle);
 }
@@ -200,6 +179,7 @@ BENCHMARK(RpcConcurrentPings)->Threads(2)->Threads(16)->Threads(128)->UseRealTim
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   RpcFixture shared;
   gShared = &shared;
   // Each size raw, then by RPC, so both of a pair see about the same load on a shared machine.
@@ -209,18 +189,16 @@ int main(int argc, char** argv) {
     benchmark::RegisterBenchmark("RpcStreamImageBuffer", RpcStreamImageBuffer)->Arg(bytes)
         ->Unit(benchmark::kMicrosecond)->UseRealTime()->MinTime(1.0);
   }
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  auto ratio = [](const char* what, const char* a, const char* b) {
-    if (gSecondsPerIteration.count(a) != 0 && gSecondsPerIteration.count(b) != 0) {
-      std::printf("ratio %s: %.2f\n", what, gSecondsPerIteration[a] / gSecondsPerIteration[b]);
-    }
-  };
-  ratio("Ping round trip / raw TCP ping-pong (aim <= 1.5)", "rpc ping", "raw ping");
+  rdx::bench::RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.PrintRatio("Ping round trip / raw TCP ping-pong (aim <= 1.5)", "RawPingPong/real_time",
+                      "RpcPing/real_time");
   for (const std::int64_t bytes : kSizes) {
-    const std::string size = SizeName(bytes);
-    ratio(("StreamImageBuffer " + size + " throughput / raw TCP (aim >= 0.80)").c_str(),
-          ("raw " + size).c_str(), ("rpc " + size).c_str());
+    const std::string suffix = "/" + std::to_string(bytes) + "/min_time:1.000/real_time";
+    reporter.PrintRatio("StreamImageBuffer " + SizeName(bytes) +
+                            " throughput / raw TCP (aim >= 0.80)",
+                        "RpcStreamImageBuffer" + suffix, "RawTransfer" + suffix);
   }
+  benchmark::Shutdown();
   return 0;
 }

@@ -7,6 +7,7 @@
 #include "foundation/StatusXmlReader.h"
 #include "foundation/StringInternal.h"
 
+#include <array>
 #include <string_view>
 #include <vector>
 
@@ -16,14 +17,23 @@ namespace {
 // Text content as the document writes it: markup characters escaped, control characters as
 // character references so they survive a round trip, and cut at the first NUL because a
 // document node's text ends there. False when a NUL ended it, so callers writing pieces stop.
+// Bytes written as they are: all but markup and control characters (tab and newline stay).
+constexpr auto kWrittenAsIs = [] {
+  std::array<bool, 256> plain{};
+  for (int c = 0; c < 256; ++c) {
+    plain[static_cast<std::size_t>(c)] =
+        (c >= 0x20 && c != '&' && c != '<' && c != '>') || c == '\t' || c == '\n';
+  }
+  return plain;
+}();
+
 bool AppendEscaped(std::string& out, std::string_view text) {
   const char* run = text.data();
   const char* const end = text.data() + text.size();
   for (const char* at = run; at != end; ++at) {
     const unsigned char c = static_cast<unsigned char>(*at);
     // Plain bytes are copied in runs; only markup and control characters stop the run.
-    if (c >= 0x20 && c != '&' && c != '<' && c != '>') continue;
-    if (c == '\t' || c == '\n') continue;
+    if (kWrittenAsIs[c]) continue;
     out.append(run, at);
     run = at + 1;
     switch (c) {
@@ -58,8 +68,8 @@ void AppendPreparedSource(std::string& out, const std::string& source) {
   AppendEscaped(out, rest);
 }
 
-void AppendElement(std::string& out, const char* opening, const std::string& text,
-                   const char* closing) {
+void AppendElement(std::string& out, std::string_view opening, const std::string& text,
+                   std::string_view closing) {
   out += opening;
   AppendEscaped(out, text);
   out += closing;

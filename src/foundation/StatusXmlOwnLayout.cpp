@@ -3,12 +3,20 @@
 // is left to that route.
 #include "foundation/StatusXmlReader.h"
 
+#include <array>
 #include <cstddef>
 
 namespace rdx::foundation {
 namespace {
 
 using QUORVAN::Rendix::GeneralUtilityLib::StatusItem;
+
+// Bytes element text holds as they are: everything but control bytes, blanks, '&' and '<'.
+constexpr auto kPlainText = [] {
+  std::array<bool, 256> plain{};
+  for (int c = 0x21; c < 256; ++c) plain[static_cast<std::size_t>(c)] = c != '&' && c != '<';
+  return plain;
+}();
 
 class LayoutScanner {
  public:
@@ -28,17 +36,31 @@ class LayoutScanner {
   // whose parse is certain is read here.
   bool TakeText(std::string& out) {
     out.clear();
-    const std::size_t end = text_.find('<', at_);
-    if (end == std::string_view::npos) return false;
-    const std::string_view raw = text_.substr(at_, end - at_);
+    // One pass up to the next '<', noting references and whether anything but blanks is
+    // there; plain bytes, by far the most, are skipped in a tight loop.
+    const char* const data = text_.data();
+    const std::size_t size = text_.size();
     bool hasReference = false;
-    for (const char c : raw) {
-      const unsigned char byte = static_cast<unsigned char>(c);
-      if (byte < 0x20 && c != '\t' && c != '\n') return false;
-      hasReference = hasReference || c == '&';
+    bool onlyBlanks = true;
+    std::size_t end = at_;
+    for (;;) {
+      const std::size_t run = end;
+      while (end < size && kPlainText[static_cast<unsigned char>(data[end])]) ++end;
+      if (end != run) onlyBlanks = false;
+      if (end == size) return false;
+      const char c = data[end];
+      if (c == '<') break;
+      if (c == '&') {
+        hasReference = true;
+        onlyBlanks = false;
+      } else if (c != ' ' && c != '\t' && c != '\n') {
+        return false;
+      }
+      ++end;
     }
+    const std::string_view raw = text_.substr(at_, end - at_);
     // The document drops text that is only blanks, so such an element reads as empty.
-    if (raw.find_first_not_of(" \t\n") == std::string_view::npos) {
+    if (onlyBlanks) {
       at_ = end;
       return true;
     }
