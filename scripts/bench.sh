@@ -8,7 +8,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 reps=${1:-3}
 filter=${2:-}
-[ -f /work/ccache.env ] && . /work/ccache.env || true
 
 cmake --preset release >/dev/null
 cmake --build --preset release
