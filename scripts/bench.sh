@@ -3,19 +3,22 @@
 # REPS times (default 3) and prints one table: for every "ratio <label>: <wall> (cpu <cpu>)"
 # line the programs print, the median of the wall-time ratios and of the CPU-time ratios
 # ("-" where a program measures wall time only). Every program's full output is kept in
-# build/release/bench-results/. Usage: scripts/bench.sh [REPS] [PROGRAM-NAME-FILTER]
+# build/release/bench-results/; REPS 0 only prints the table of the results kept there.
+# Usage: scripts/bench.sh [REPS] [PROGRAM-NAME-FILTER]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 reps=${1:-3}
 filter=${2:-}
 
-cmake --preset release >/dev/null
-cmake --build --preset release
 results=build/release/bench-results
-mkdir -p "$results"
-rm -f "$results"/*.txt
-
-programs=$(find build/release/bench -maxdepth 1 -type f -name 'bench_*' -perm -u+x | sort)
+programs=
+if [ "$reps" -gt 0 ]; then
+  cmake --preset release >/dev/null
+  cmake --build --preset release
+  mkdir -p "$results"
+  rm -f "$results"/*.txt
+  programs=$(find build/release/bench -maxdepth 1 -type f -name 'bench_*' -perm -u+x | sort)
+fi
 for program in $programs; do
   name=$(basename "$program")
   [[ -n "$filter" && "$name" != *"$filter"* ]] && continue
@@ -30,11 +33,12 @@ done
 python3 - "$results" <<'PY'
 import glob, os, re, statistics, sys
 line = re.compile(r'^ratio (.*): ([0-9.]+)(?: \(cpu ([0-9.]+)\))?\s*$')
+colour = re.compile(r'\x1b\[[0-9;]*m')  # the console reporter colours even into a file
 rows = {}
 for path in sorted(glob.glob(os.path.join(sys.argv[1], '*.txt'))):
     program = os.path.basename(path).split('.')[0]
     for text in open(path, errors='replace'):
-        m = line.match(text.strip())
+        m = line.match(colour.sub('', text).strip())
         if m:
             row = rows.setdefault((program, m.group(1)), ([], []))
             row[0].append(float(m.group(2)))

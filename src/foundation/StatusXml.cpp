@@ -30,22 +30,29 @@ constexpr auto kWrittenAsIs = [] {
 bool AppendEscaped(std::string& out, std::string_view text) {
   const char* run = text.data();
   const char* const end = text.data() + text.size();
-  for (const char* at = run; at != end; ++at) {
-    const unsigned char c = static_cast<unsigned char>(*at);
+  for (const char* at = run; at != end;) {
     // Plain bytes are copied in runs; only markup and control characters stop the run.
-    if (kWrittenAsIs[c]) continue;
-    out.append(run, at);
-    run = at + 1;
-    switch (c) {
-      case '\0': return false;
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      default:  // a control character, as a decimal character reference
-        out += "&#";
-        if (c >= 10) out += char('0' + c / 10);
-        out += char('0' + c % 10);
-        out += ';';
+    if (end - at >= 8 && !rdx::foundation::WordHasControlOr<'&', '<', '>'>(at)) {
+      at += 8;
+      continue;
+    }
+    const char* const stop = end - at >= 8 ? at + 8 : end;
+    for (; at != stop; ++at) {
+      const unsigned char c = static_cast<unsigned char>(*at);
+      if (kWrittenAsIs[c]) continue;
+      out.append(run, at);
+      run = at + 1;
+      switch (c) {
+        case '\0': return false;
+        case '&': out += "&amp;"; break;
+        case '<': out += "&lt;"; break;
+        case '>': out += "&gt;"; break;
+        default:  // a control character, as a decimal character reference
+          out += "&#";
+          if (c >= 10) out += char('0' + c / 10);
+          out += char('0' + c % 10);
+          out += ';';
+      }
     }
   }
   out.append(run, end);

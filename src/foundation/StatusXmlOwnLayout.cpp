@@ -3,20 +3,15 @@
 // is left to that route.
 #include "foundation/StatusXmlReader.h"
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
+
+#include "foundation/StringInternal.h"
 
 namespace rdx::foundation {
 namespace {
 
 using QUORVAN::Rendix::GeneralUtilityLib::StatusItem;
-
-// Bytes element text holds as they are: everything but control bytes, blanks, '&' and '<'.
-constexpr auto kPlainText = [] {
-  std::array<bool, 256> plain{};
-  for (int c = 0x21; c < 256; ++c) plain[static_cast<std::size_t>(c)] = c != '&' && c != '<';
-  return plain;
-}();
 
 class LayoutScanner {
  public:
@@ -36,31 +31,25 @@ class LayoutScanner {
   // whose parse is certain is read here.
   bool TakeText(std::string& out) {
     out.clear();
-    // One pass up to the next '<', noting references and whether anything but blanks is
-    // there; plain bytes, by far the most, are skipped in a tight loop.
+    const std::size_t end = text_.find('<', at_);
+    if (end == std::string_view::npos) return false;
+    // Control bytes and references, looked for 8 bytes at a time: plain text has neither.
     const char* const data = text_.data();
-    const std::size_t size = text_.size();
     bool hasReference = false;
-    bool onlyBlanks = true;
-    std::size_t end = at_;
-    for (;;) {
-      const std::size_t run = end;
-      while (end < size && kPlainText[static_cast<unsigned char>(data[end])]) ++end;
-      if (end != run) onlyBlanks = false;
-      if (end == size) return false;
-      const char c = data[end];
-      if (c == '<') break;
-      if (c == '&') {
-        hasReference = true;
-        onlyBlanks = false;
-      } else if (c != ' ' && c != '\t' && c != '\n') {
-        return false;
+    for (std::size_t i = at_; i < end;) {
+      if (end - i >= 8 && !WordHasControlOr<'&'>(data + i)) {
+        i += 8;
+        continue;
       }
-      ++end;
+      for (const std::size_t stop = std::min(end, i + 8); i < stop; ++i) {
+        const char c = data[i];
+        if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n') return false;
+        hasReference = hasReference || c == '&';
+      }
     }
     const std::string_view raw = text_.substr(at_, end - at_);
     // The document drops text that is only blanks, so such an element reads as empty.
-    if (onlyBlanks) {
+    if (raw.find_first_not_of(" \t\n") == std::string_view::npos) {
       at_ = end;
       return true;
     }
