@@ -62,10 +62,18 @@ bool AppendEscaped(std::string& out, std::string_view text) {
 // The source as the XML form shows it: the product prefix removed (any case), then every
 // "::" written as "." (as FormatSource gives it, without building that copy).
 void AppendPreparedSource(std::string& out, const std::string& source) {
-  const bool hasPrefix =
-      rdx::foundation::FindText(source, "QUORVAN.Rendix.", 0, true) != std::string::npos;
-  const std::string stripped = hasPrefix ? rdx::foundation::StripProductPrefix(source) : "";
-  std::string_view rest = hasPrefix ? std::string_view(stripped) : std::string_view(source);
+  static constexpr std::string_view kPrefix = "QUORVAN.Rendix.";
+  std::string_view rest = source;
+  std::string stripped;
+  const std::size_t found = rdx::foundation::FindText(source, kPrefix, 0, true);
+  if (found == 0 && rdx::foundation::FindText(source, kPrefix, kPrefix.size(), true) ==
+                        std::string::npos) {
+    // The usual source: one prefix in front, which no removal can join with another.
+    rest.remove_prefix(kPrefix.size());
+  } else if (found != std::string::npos) {
+    stripped = rdx::foundation::StripProductPrefix(source);
+    rest = stripped;
+  }
   for (std::size_t separator = rest.find("::"); separator != std::string_view::npos;
        separator = rest.find("::")) {
     if (!AppendEscaped(out, rest.substr(0, separator))) return;
