@@ -16,12 +16,12 @@ if [ "$reps" -gt 0 ]; then
   cmake --preset release >/dev/null
   cmake --build --preset release
   mkdir -p "$results"
-  rm -f "$results"/*.txt
   programs=$(find build/release/bench -maxdepth 1 -type f -name 'bench_*' -perm -u+x | sort)
 fi
 for program in $programs; do
   name=$(basename "$program")
   [[ -n "$filter" && "$name" != *"$filter"* ]] && continue
+  rm -f "$results/$name".*.txt  # a program's earlier results are replaced, the others kept
   for rep in $(seq 1 "$reps"); do
     echo "== $name, run $rep of $reps" >&2
     "$program" --benchmark_color=false >"$results/$name.$rep.txt" 2>&1 ||
