@@ -70,6 +70,6 @@ int main(int argc, char** argv) {
                               {"BM_Pool" + middle, "BM_FreshMapping" + middle},
                               {"BM_Pool" + small, "BM_Malloc" + small},
                               {"BM_Pool" + middle, "BM_Malloc" + middle}},
-                             "ratio");
+                             "");
       });
 }

@@ -36,6 +36,6 @@ BENCHMARK(BM_ReadProcStatusOnly);
 int main(int argc, char** argv) {
   return rdx::bench::RunBenchmarksAndPrintRatios(
       argc, argv, [](const rdx::bench::RatioReporter& reporter) {
-        reporter.PrintRatios({{"BM_ReadProcStatusOnly", "BM_GetCurrentMemoryUsage"}}, "ratio");
+        reporter.PrintRatios({{"BM_ReadProcStatusOnly", "BM_GetCurrentMemoryUsage"}});
       });
 }

@@ -165,6 +165,6 @@ int main(int argc, char** argv) {
                               {"BM_Save", "BM_BaselineMemcpy"},
                               {"BM_Load", "BM_BaselineStdMapBuild"},
                               {"BM_LoadXml", "BM_BaselinePugixmlRead"}},
-                             "ratio");
+                             "");
       });
 }

@@ -11,6 +11,7 @@ packages=(
   systemd systemd-container dbus
   python3 python3-impacket tshark
   doxygen clang-format clang-tidy
+  libgrpc++-dev protobuf-compiler-grpc libprotobuf-dev
 )
 
 missing=()

@@ -7,6 +7,7 @@
 #include "foundation/StatusXmlReader.h"
 #include "foundation/StringInternal.h"
 
+#include <array>
 #include <string_view>
 #include <vector>
 
@@ -16,26 +17,42 @@ namespace {
 // Text content as the document writes it: markup characters escaped, control characters as
 // character references so they survive a round trip, and cut at the first NUL because a
 // document node's text ends there. False when a NUL ended it, so callers writing pieces stop.
+// Bytes written as they are: all but markup and control characters (tab and newline stay).
+constexpr auto kWrittenAsIs = [] {
+  std::array<bool, 256> plain{};
+  for (int c = 0; c < 256; ++c) {
+    plain[static_cast<std::size_t>(c)] =
+        (c >= 0x20 && c != '&' && c != '<' && c != '>') || c == '\t' || c == '\n';
+  }
+  return plain;
+}();
+
 bool AppendEscaped(std::string& out, std::string_view text) {
   const char* run = text.data();
   const char* const end = text.data() + text.size();
-  for (const char* at = run; at != end; ++at) {
-    const unsigned char c = static_cast<unsigned char>(*at);
+  for (const char* at = run; at != end;) {
     // Plain bytes are copied in runs; only markup and control characters stop the run.
-    if (c >= 0x20 && c != '&' && c != '<' && c != '>') continue;
-    if (c == '\t' || c == '\n') continue;
-    out.append(run, at);
-    run = at + 1;
-    switch (c) {
-      case '\0': return false;
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      default:  // a control character, as a decimal character reference
-        out += "&#";
-        if (c >= 10) out += char('0' + c / 10);
-        out += char('0' + c % 10);
-        out += ';';
+    if (end - at >= 8 && !rdx::foundation::WordHasControlOr<'&', '<', '>'>(at)) {
+      at += 8;
+      continue;
+    }
+    const char* const stop = end - at >= 8 ? at + 8 : end;
+    for (; at != stop; ++at) {
+      const unsigned char c = static_cast<unsigned char>(*at);
+      if (kWrittenAsIs[c]) continue;
+      out.append(run, at);
+      run = at + 1;
+      switch (c) {
+        case '\0': return false;
+        case '&': out += "&amp;"; break;
+        case '<': out += "&lt;"; break;
+        case '>': out += "&gt;"; break;
+        default:  // a control character, as a decimal character reference
+          out += "&#";
+          if (c >= 10) out += char('0' + c / 10);
+          out += char('0' + c % 10);
+          out += ';';
+      }
     }
   }
   out.append(run, end);
@@ -45,10 +62,18 @@ bool AppendEscaped(std::string& out, std::string_view text) {
 // The source as the XML form shows it: the product prefix removed (any case), then every
 // "::" written as "." (as FormatSource gives it, without building that copy).
 void AppendPreparedSource(std::string& out, const std::string& source) {
-  const bool hasPrefix =
-      rdx::foundation::FindText(source, "QUORVAN.Rendix.", 0, true) != std::string::npos;
-  const std::string stripped = hasPrefix ? rdx::foundation::StripProductPrefix(source) : "";
-  std::string_view rest = hasPrefix ? std::string_view(stripped) : std::string_view(source);
+  static constexpr std::string_view kPrefix = "QUORVAN.Rendix.";
+  std::string_view rest = source;
+  std::string stripped;
+  const std::size_t found = rdx::foundation::FindText(source, kPrefix, 0, true);
+  if (found == 0 && rdx::foundation::FindText(source, kPrefix, kPrefix.size(), true) ==
+                        std::string::npos) {
+    // The usual source: one prefix in front, which no removal can join with another.
+    rest.remove_prefix(kPrefix.size());
+  } else if (found != std::string::npos) {
+    stripped = rdx::foundation::StripProductPrefix(source);
+    rest = stripped;
+  }
   for (std::size_t separator = rest.find("::"); separator != std::string_view::npos;
        separator = rest.find("::")) {
     if (!AppendEscaped(out, rest.substr(0, separator))) return;
@@ -58,8 +83,8 @@ void AppendPreparedSource(std::string& out, const std::string& source) {
   AppendEscaped(out, rest);
 }
 
-void AppendElement(std::string& out, const char* opening, const std::string& text,
-                   const char* closing) {
+void AppendElement(std::string& out, std::string_view opening, const std::string& text,
+                   std::string_view closing) {
   out += opening;
   AppendEscaped(out, text);
   out += closing;

@@ -3,7 +3,10 @@
 // is left to that route.
 #include "foundation/StatusXmlReader.h"
 
+#include <algorithm>
 #include <cstddef>
+
+#include "foundation/StringInternal.h"
 
 namespace rdx::foundation {
 namespace {
@@ -30,13 +33,21 @@ class LayoutScanner {
     out.clear();
     const std::size_t end = text_.find('<', at_);
     if (end == std::string_view::npos) return false;
-    const std::string_view raw = text_.substr(at_, end - at_);
+    // Control bytes and references, looked for 8 bytes at a time: plain text has neither.
+    const char* const data = text_.data();
     bool hasReference = false;
-    for (const char c : raw) {
-      const unsigned char byte = static_cast<unsigned char>(c);
-      if (byte < 0x20 && c != '\t' && c != '\n') return false;
-      hasReference = hasReference || c == '&';
+    for (std::size_t i = at_; i < end;) {
+      if (end - i >= 8 && !WordHasControlOr<'&'>(data + i)) {
+        i += 8;
+        continue;
+      }
+      for (const std::size_t stop = std::min(end, i + 8); i < stop; ++i) {
+        const char c = data[i];
+        if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n') return false;
+        hasReference = hasReference || c == '&';
+      }
     }
+    const std::string_view raw = text_.substr(at_, end - at_);
     // The document drops text that is only blanks, so such an element reads as empty.
     if (raw.find_first_not_of(" \t\n") == std::string_view::npos) {
       at_ = end;
@@ -92,6 +103,17 @@ bool StatusXmlReader::ReadOwnLayout(std::string_view xml, StatusItems& items) {
     items.erase(items.begin() + static_cast<std::ptrdiff_t>(before), items.end());
     return false;
   };
+  // Room for every item at once; a count of the opening tags costs less than regrowing.
+  std::size_t count = 0;
+  for (std::size_t at = xml.find("\n\t<Item>"); at != std::string_view::npos;
+       at = xml.find("\n\t<Item>", at + 1)) {
+    ++count;
+  }
+  // Never more than an item of empty texts per its length: tags alone reserve no more.
+  static constexpr std::string_view kLeastItem =
+      "\n\t<Item>\n\t\t<ID></ID>\n\t\t<Source></Source>\n\t\t<Message></Message>"
+      "\n\t\t<Details></Details>\n\t</Item>";
+  items.reserve(before + std::min(count, xml.size() / kLeastItem.size()));
   std::string idText;
   std::string ignored;
   while (scanner.Take("\n\t<Item>")) {

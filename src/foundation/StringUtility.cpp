@@ -338,22 +338,36 @@ std::size_t FindText(std::string_view text, std::string_view pattern, std::size_
   const char lower = AsciiLower(pattern.front());
   const char upper = AsciiUpper(pattern.front());
   const std::size_t last = text.size() - pattern.size();
-  for (std::size_t at = from; at <= last; ++at) {
-    if (text[at] != lower && text[at] != upper) continue;
+  auto restMatches = [&](std::size_t at) {
     std::size_t i = 1;
     while (i < pattern.size() && AsciiLower(text[at + i]) == AsciiLower(pattern[i])) ++i;
-    if (i == pattern.size()) return at;
+    return i == pattern.size();
+  };
+  // Candidates are found by memchr-backed searches for either case of the first character,
+  // much faster than comparing each byte here.
+  std::size_t nextLower = text.find(lower, from);
+  std::size_t nextUpper = lower == upper ? std::string_view::npos : text.find(upper, from);
+  for (;;) {
+    const std::size_t at = std::min(nextLower, nextUpper);
+    if (at == std::string_view::npos || at > last) return std::string_view::npos;
+    if (restMatches(at)) return at;
+    if (at == nextLower) {
+      nextLower = text.find(lower, at + 1);
+    } else {
+      nextUpper = text.find(upper, at + 1);
+    }
   }
-  return std::string_view::npos;
 }
 
 std::string StripProductPrefix(std::string source) {
   static constexpr std::string_view kProductPrefix = "QUORVAN.Rendix.";
-  const std::size_t limit = source.size();
-  for (std::size_t removed = 0; removed < limit; ++removed) {
-    const std::size_t position = FindText(source, kProductPrefix, 0, true);
-    if (position == std::string::npos) break;
-    source.erase(position, kProductPrefix.size());
+  // Removing one prefix can join another around the gap: the leftmost one left is searched
+  // for again, and no match can start earlier than just before the removal.
+  for (std::size_t found = FindText(source, kProductPrefix, 0, true); found != std::string::npos;
+       found = FindText(source, kProductPrefix,
+                        found >= kProductPrefix.size() ? found - kProductPrefix.size() + 1 : 0,
+                        true)) {
+    source.erase(found, kProductPrefix.size());
   }
   return source;
 }

@@ -285,5 +285,27 @@ TEST(StatusXmlOwnLayout, ReadsWhatTheDocumentReadsAndLeavesTheRestToIt) {
   }
 }
 
+TEST(StatusXmlOwnLayout, EveryMarkupOrControlByteAtEveryPositionRoundTrips) {
+  // Plain text is escaped and read 8 bytes at a time: a byte needing care must be seen in a
+  // full word and in the tail alike, in the source as in the texts.
+  for (const char special : {'&', '<', '>', '\x01', '\x1f', '\r', '\t', '\n'}) {
+    for (std::size_t at = 0; at < 18; ++at) {
+      std::string text(18, 'x');
+      text[at] = special;
+      SCOPED_TRACE(testing::Message() << "byte " << int(special) << " at " << at);
+      Status written;
+      written.Append(1, text, "Src" + text, text);
+      const std::string xml = written.ToString(nullptr);
+      std::vector<StatusItem> direct;
+      ASSERT_TRUE(rdx::foundation::StatusXmlReader::ReadOwnLayout(xml, direct));
+      std::vector<StatusItem> throughDocument;
+      ASSERT_TRUE(rdx::foundation::AppendThroughDocument(xml, throughDocument));
+      ExpectSameItems(direct, throughDocument);
+      EXPECT_EQ(direct.at(0).message, text);
+      EXPECT_EQ(direct.at(0).details, text);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace QUORVAN::Rendix::GeneralUtilityLib

@@ -55,6 +55,12 @@ TEST(StringUtility, ComparisonsAndMatchesWorkOnCTexts) {
   EXPECT_EQ(matchString(4, "abcabc", "ABC", true), Match(npos, 0));
   EXPECT_EQ(matchString(4, "abcabc", "abc", false), Match(0, 3));
   EXPECT_EQ(matchString(99, "abc", "a", true), Match(npos, 0));
+  // Case-blind candidates of either case, in either order, false starts and a pattern whose
+  // first character has no case.
+  EXPECT_EQ(matchString("aAxAbC", "ABC", true), Match(3, 3));
+  EXPECT_EQ(matchString("AaBc", "abc", true), Match(1, 3));
+  EXPECT_EQ(matchString("xxAB", "abc", true), Match(npos, 0));
+  EXPECT_EQ(matchString("a.b.C", ".c", true), Match(3, 2));
 }
 
 TEST(StringUtility, NumberConversions) {

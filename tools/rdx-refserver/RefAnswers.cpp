@@ -96,6 +96,7 @@ std::int32_t RefAnswers::SessionText(std::string_view interfaceName, std::string
 
 void RefAnswers::Log(std::string_view interfaceName, std::string_view operation,
                      std::string_view detail, std::int64_t result) const {
+  if (!log_.Enabled()) return;
   // Client texts are shown cut and with control bytes masked: one call, one short line.
   constexpr std::size_t kShown = 60;
   std::string shown;
@@ -105,9 +106,7 @@ void RefAnswers::Log(std::string_view interfaceName, std::string_view operation,
   if (detail.size() > kShown) shown += "...";
   std::string line = std::string(interfaceName) + "." + std::string(operation) + "(" + shown +
                      ") -> " + std::to_string(result) + "\n";
-  std::lock_guard lock(logLock_);
-  std::fwrite(line.data(), 1, line.size(), stderr);
-  std::fflush(stderr);
+  log_.Write(line);
 }
 
 std::uint8_t StreamByte(std::uint32_t index, std::int32_t a, std::int32_t b) {

@@ -5,10 +5,13 @@
 // with the request beyond what the README documents.
 
 #include <cstdint>
+#include <cstdio>
 #include <mutex>
 #include <set>
 #include <string>
 #include <string_view>
+
+#include "CallLog.h"
 
 namespace rdx::refserver {
 
@@ -18,7 +21,9 @@ inline constexpr std::int32_t kEmptyAreaId = 0x7E02;
 
 class RefAnswers {
  public:
-  explicit RefAnswers(std::uint32_t textSize) : textSize_(textSize) {}
+  // `logCalls` false serves without the call log (to measure what logging costs).
+  explicit RefAnswers(std::uint32_t textSize, bool logCalls = true)
+      : textSize_(textSize), log_(stderr, logCalls) {}
   RefAnswers(const RefAnswers&) = delete;
   RefAnswers& operator=(const RefAnswers&) = delete;
 
@@ -60,16 +65,19 @@ class RefAnswers {
                            std::string_view session, std::int32_t n, char* text,
                            std::string& error) const;
 
-  // One line on standard error; lines of concurrent calls never interleave.
+  // One line on standard error, written within a few milliseconds; lines of concurrent calls
+  // never interleave.
   void Log(std::string_view interfaceName, std::string_view operation,
            std::string_view detail, std::int64_t result) const;
+  // Returns once every line logged before is on standard error.
+  void FlushLog() const { log_.Flush(); }
 
  private:
   const std::uint32_t textSize_;
   mutable std::mutex sessionsLock_;  // guards sessions_ and nextSession_; no I/O while held
   std::set<std::string, std::less<>> sessions_;
   std::uint64_t nextSession_ = 1;
-  mutable std::mutex logLock_;  // guards standard error; nothing else is taken while held
+  mutable CallLog log_;
 };
 
 // The byte at index i of a StreamImageBuffer answer: (i + a + b) mod 256.

@@ -3,9 +3,10 @@
 // always says the same thing.
 //
 //   rdx-refserver --tcp PORT [--pipe NAME] [--text-size N] [--version TEXT]
-//                 [--ping true|false]
+//                 [--ping true|false] [--log true|false]
 //
-// Serves until SIGTERM (or SIGINT), logging one line per call on standard error.
+// Serves until SIGTERM (or SIGINT), logging one line per call on standard error (unless
+// --log false, which exists to measure what the log costs).
 
 #include <rdx/remote/IServerAutoBindManager.h>
 #include <rdx/remote/IServerCoreManager.h>
@@ -41,18 +42,20 @@ struct Options {
   unsigned long textSize = kDefaultTextSize;
   std::string version = "1.0.0.2";
   bool pingAnswer = true;
+  bool logCalls = true;
 };
 
 int Usage(const char* why) {
   std::fprintf(stderr,
                "rdx-refserver: %s\n"
                "usage: rdx-refserver --tcp PORT [--pipe NAME] [--text-size N] [--version TEXT]"
-               " [--ping true|false]\n"
+               " [--ping true|false] [--log true|false]\n"
                "  --tcp PORT       serve ncacn_ip_tcp on this port (1-65535)\n"
                "  --pipe NAME      also serve ncacn_np on \\pipe\\NAME\n"
                "  --text-size N    bytes of every text answer (default 64, at most %lu)\n"
                "  --version TEXT   what GetVersion writes (default 1.0.0.2, at most 99 bytes)\n"
-               "  --ping false     the service provider's Ping answers false (default true)\n",
+               "  --ping false     the service provider's Ping answers false (default true)\n"
+               "  --log false      no call log on standard error (default true)\n",
                why, kMaxTextSize);
   return 2;
 }
@@ -95,6 +98,9 @@ int ParseOptions(int argc, char** argv, Options& options) {
     } else if (name == "--ping") {
       if (value != "true" && value != "false") return Usage("--ping takes true or false");
       options.pingAnswer = value == "true";
+    } else if (name == "--log") {
+      if (value != "true" && value != "false") return Usage("--log takes true or false");
+      options.logCalls = value == "true";
     } else {
       return Usage("unknown option");
     }
@@ -123,7 +129,8 @@ int main(int argc, char** argv) {
   pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
 
-  rdx::refserver::RefAnswers answers(static_cast<std::uint32_t>(options.textSize));
+  rdx::refserver::RefAnswers answers(static_cast<std::uint32_t>(options.textSize),
+                                     options.logCalls);
   rdx::refserver::RefServerCore coreManager(answers, options.version);
   rdx::refserver::RefServiceProvider providerManager(answers, options.pingAnswer);
   rdx::refserver::RefServerAutoBind autoBindManager(answers);
@@ -165,6 +172,7 @@ int main(int argc, char** argv) {
                  options.pipeName.c_str(), options.textSize);
     int received = 0;
     sigwait(&stopSignals, &received);
+    answers.FlushLog();  // the calls served so far come before the stop lines
     std::fprintf(stderr, "rdx-refserver: signal %d, stopping\n", received);
   }
 
@@ -177,6 +185,7 @@ int main(int argc, char** argv) {
   core::DestroyServerCoreInterfaceSpec(interfaceSpecs[0]);
   provider::DestroyServiceProviderInterfaceSpec(interfaceSpecs[1]);
   core::DestroyServerAutoBindInterfaceSpec(interfaceSpecs[2]);
+  answers.FlushLog();
   if (exitCode == 0) std::fprintf(stderr, "rdx-refserver: stopped\n");
   return exitCode;
 }
