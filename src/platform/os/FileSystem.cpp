@@ -1,6 +1,8 @@
 #include "platform/os/FileSystem.h"
 
+#include "platform/os/Eintr.h"
 #include "platform/os/LastError.h"
+#include "platform/os/UniqueFd.h"
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -24,27 +26,23 @@ std::chrono::system_clock::time_point FromTimespec(const timespec& ts) {
 
 // Every file the library opens goes through here: opened without blocking (a FIFO would
 // otherwise wait for a writer or reader forever), kept only when it is a regular file, then
-// switched back to blocking I/O. -1 with the last error set otherwise.
-int OpenRegular(const std::string& path, int flags, mode_t mode = 0) noexcept {
-  int fd;
-  do {
-    fd = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
-  } while (fd < 0 && errno == EINTR);
-  if (fd < 0) {
+// switched back to blocking I/O. Invalid with the last error set otherwise.
+UniqueFd OpenRegular(const std::string& path, int flags, mode_t mode = 0) noexcept {
+  UniqueFd fd(RetryOnEintr(
+      [&] { return open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode); }));
+  if (!fd.Valid()) {
     SetLastErrorFromErrno(errno);
-    return -1;
+    return fd;
   }
   struct stat info {};
-  if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-    close(fd);
+  if (fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
     SetLastError(kErrorFileNotFound);  // not a file: as if there were none
-    return -1;
+    return UniqueFd();
   }
-  const int status = fcntl(fd, F_GETFL);
-  if (status < 0 || fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != 0) {
+  const int status = fcntl(fd.Get(), F_GETFL);
+  if (status < 0 || fcntl(fd.Get(), F_SETFL, status & ~O_NONBLOCK) != 0) {
     SetLastErrorFromErrno(errno);
-    close(fd);
-    return -1;
+    return UniqueFd();
   }
   return fd;
 }
@@ -53,13 +51,13 @@ int OpenRegular(const std::string& path, int flags, mode_t mode = 0) noexcept {
 
 std::uint32_t ReadRegularFile(const std::string& path, std::size_t maxBytes, std::string& text) {
   text.clear();
-  const int fd = OpenRegular(path, O_RDONLY);
-  if (fd < 0) return GetLastError();
+  const UniqueFd fd = OpenRegular(path, O_RDONLY);
+  if (!fd.Valid()) return GetLastError();
   char buffer[65536];
   std::uint32_t code = 0;
   for (;;) {
-    const ssize_t got = read(fd, buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) continue;  // a signal is no reason to lose the file
+    // A signal is no reason to lose the file.
+    const ssize_t got = RetryOnEintr([&] { return read(fd.Get(), buffer, sizeof buffer); });
     if (got < 0) {
       code = Win32FromErrno(errno);
       break;
@@ -71,7 +69,6 @@ std::uint32_t ReadRegularFile(const std::string& path, std::size_t maxBytes, std
     }
     text.append(buffer, static_cast<std::size_t>(got));
   }
-  close(fd);
   if (code != 0) {
     text.clear();
     SetLastError(code);
@@ -80,13 +77,14 @@ std::uint32_t ReadRegularFile(const std::string& path, std::size_t maxBytes, std
 }
 
 std::FILE* OpenRegularFileForAppend(const std::string& path) noexcept {
-  const int fd = OpenRegular(path, O_WRONLY | O_APPEND | O_CREAT, 0666);
-  if (fd < 0) return nullptr;
-  std::FILE* file = fdopen(fd, "ab");
+  UniqueFd fd = OpenRegular(path, O_WRONLY | O_APPEND | O_CREAT, 0666);
+  if (!fd.Valid()) return nullptr;
+  std::FILE* file = fdopen(fd.Get(), "ab");
   if (file == nullptr) {
     SetLastErrorFromErrno(errno);
-    close(fd);
+    return nullptr;
   }
+  (void)fd.Release();  // the stream closes it now
   return file;
 }
 
@@ -108,14 +106,11 @@ std::optional<std::uint64_t> AvailableBytes(const std::string& path) noexcept {
 }
 
 std::optional<std::chrono::system_clock::time_point> LastWriteTime(const std::string& path) {
-  const int fd = OpenRegular(path, O_RDONLY);
-  if (fd < 0) return std::nullopt;
+  const UniqueFd fd = OpenRegular(path, O_RDONLY);
+  if (!fd.Valid()) return std::nullopt;
   struct stat info {};
-  const int rc = fstat(fd, &info);
-  const int savedErrno = errno;
-  close(fd);
-  if (rc != 0) {
-    SetLastErrorFromErrno(savedErrno);
+  if (fstat(fd.Get(), &info) != 0) {
+    SetLastErrorFromErrno(errno);
     return std::nullopt;
   }
   return FromTimespec(info.st_mtim);

@@ -5,6 +5,9 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
+
+#include "platform/os/UniqueFd.h"
 
 namespace rdx::os {
 
@@ -14,11 +17,6 @@ class SeqPacketSocket {
   enum class Receive { kMessage, kNone, kClosed, kTooLarge, kFailed };
 
   SeqPacketSocket() = default;
-  ~SeqPacketSocket();
-  SeqPacketSocket(SeqPacketSocket&& other) noexcept;
-  SeqPacketSocket& operator=(SeqPacketSocket&& other) noexcept;
-  SeqPacketSocket(const SeqPacketSocket&) = delete;
-  SeqPacketSocket& operator=(const SeqPacketSocket&) = delete;
 
   // Connects to the socket file at path; blocks while the listener's backlog is full (a busy
   // pipe is waited for). Invalid socket with last error 2 when nobody listens there.
@@ -30,8 +28,8 @@ class SeqPacketSocket {
   // Removes the socket file a listener was bound to; a missing file is fine.
   static void RemoveSocketFile(const std::string& path) noexcept;
 
-  bool Valid() const noexcept { return fd_ >= 0; }
-  void Close() noexcept;
+  bool Valid() const noexcept { return fd_.Valid(); }
+  void Close() noexcept { fd_.Reset(); }
 
   // Waits up to timeoutMs for a connection (listening) or a message / hang-up (connected).
   Wait WaitReadable(int timeoutMs) const noexcept;
@@ -51,8 +49,8 @@ class SeqPacketSocket {
   Receive ReceiveMessage(char* buffer, std::size_t capacity, std::size_t& size) const noexcept;
 
  private:
-  explicit SeqPacketSocket(int fd) noexcept : fd_(fd) {}
-  int fd_ = -1;
+  explicit SeqPacketSocket(UniqueFd fd) noexcept : fd_(std::move(fd)) {}
+  UniqueFd fd_;
 };
 
 }  // namespace rdx::os

@@ -1,6 +1,8 @@
 #include "platform/os/TextFiles.h"
 
+#include "platform/os/Eintr.h"
 #include "platform/os/LastError.h"
+#include "platform/os/UniqueFd.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -22,31 +24,22 @@ std::string FolderOf(const std::string& path) {
 }  // namespace
 
 std::uint32_t ReadTextFile(const std::string& path, std::size_t maxBytes, std::string& text) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (fd < 0) return Fail(errno);
+  const UniqueFd fd(
+      RetryOnEintr([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
+  if (!fd.Valid()) return Fail(errno);
   struct stat info {};
-  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-    ::close(fd);
+  if (::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
     return Fail(ENOENT);  // a FIFO or device is not a unit file, and must not block us
   }
   text.clear();
   char buffer[4096];
   for (;;) {
-    const ssize_t n = ::read(fd, buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
-      const int saved = errno;
-      ::close(fd);
-      return Fail(saved);
-    }
+    const ssize_t n = RetryOnEintr([&] { return ::read(fd.Get(), buffer, sizeof buffer); });
+    if (n < 0) return Fail(errno);
     if (n == 0) break;
     text.append(buffer, static_cast<std::size_t>(n));
-    if (text.size() > maxBytes) {
-      ::close(fd);
-      return Fail(EFBIG);
-    }
+    if (text.size() > maxBytes) return Fail(EFBIG);
   }
-  ::close(fd);
   return Fail(0);
 }
 
@@ -56,13 +49,13 @@ std::uint32_t ReplaceTextFile(const std::string& path, const std::string& text) 
   if (::stat(folder.c_str(), &info) != 0) return Fail(errno == ENOENT ? ENOTDIR : errno);
   if (!S_ISDIR(info.st_mode)) return Fail(ENOTDIR);
   std::string temporary = path + ".XXXXXX";
-  const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
-  if (fd < 0) return Fail(errno);
+  UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
+  if (!fd.Valid()) return Fail(errno);
   int failure = 0;
   std::size_t written = 0;
   while (failure == 0 && written < text.size()) {
-    const ssize_t n = ::write(fd, text.data() + written, text.size() - written);
-    if (n < 0 && errno == EINTR) continue;
+    const ssize_t n = RetryOnEintr(
+        [&] { return ::write(fd.Get(), text.data() + written, text.size() - written); });
     if (n < 0) {
       failure = errno;
     } else {
@@ -70,9 +63,9 @@ std::uint32_t ReplaceTextFile(const std::string& path, const std::string& text) 
     }
   }
   // mkostemp makes the file 0600; units are world-readable like every file systemd reads.
-  if (failure == 0 && ::fchmod(fd, 0644) != 0) failure = errno;
-  if (failure == 0 && ::fsync(fd) != 0) failure = errno;
-  if (::close(fd) != 0 && failure == 0) failure = errno;
+  if (failure == 0 && ::fchmod(fd.Get(), 0644) != 0) failure = errno;
+  if (failure == 0 && ::fsync(fd.Get()) != 0) failure = errno;
+  if (const int closeFailure = fd.Close(); failure == 0) failure = closeFailure;
   if (failure == 0 && ::rename(temporary.c_str(), path.c_str()) != 0) failure = errno;
   if (failure != 0) {
     ::unlink(temporary.c_str());
