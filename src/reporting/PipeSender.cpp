@@ -9,38 +9,52 @@
 
 namespace QUORVAN::Rendix::Global {
 
-PipeSender::PipeSender() : socket_(std::make_unique<rdx::os::SeqPacketSocket>()) {}
+struct PipeSender::State {
+  std::string path;      // "\\\\machine\\PIPE\\name", as the pipe is known to users
+  std::string pipeName;  // resolved to a socket file at each (re)connection
+  std::string machine;
+  rdx::os::SeqPacketSocket socket;  // invalid when disconnected
+
+  bool Connect();
+};
+
+namespace {
+
+// False when this thread's last error is one of the three connection-loss codes.
+bool ConnectionKept() {
+  const std::uint32_t error = rdx::os::GetLastError();
+  return error != rdx::os::kErrorBrokenPipe && error != rdx::os::kErrorNoData &&
+         error != rdx::os::kErrorInvalidHandle;
+}
+
+}  // namespace
+
+PipeSender::PipeSender() : state_(std::make_unique<State>()) {}
 
 PipeSender::~PipeSender() { Close(); }
 
 bool PipeSender::ConnectTo(const std::string& pipeName, const std::string& machine) {
   try {
     Close();
-    path_ = "\\\\" + machine + "\\PIPE\\" + pipeName;
-    pipeName_ = pipeName;
-    machine_ = machine;
-    return Connect();
+    state_->path = "\\\\" + machine + "\\PIPE\\" + pipeName;
+    state_->pipeName = pipeName;
+    state_->machine = machine;
+    return state_->Connect();
   } catch (...) {
     return false;
   }
 }
 
-bool PipeSender::Connect() {
-  if (path_.empty()) {
+bool PipeSender::State::Connect() {
+  if (path.empty()) {
     rdx::os::SetLastError(rdx::os::kErrorInvalidHandle);  // never given a pipe to connect to
     return false;
   }
   // Resolved at every attempt: the pipe folder may appear after the first one.
-  const std::string socketPath = rdx::os::NamedPipeSocketPath(pipeName_, machine_);
+  const std::string socketPath = rdx::os::NamedPipeSocketPath(pipeName, machine);
   if (socketPath.empty()) return false;  // another machine (53) or no usable pipe folder
-  *socket_ = rdx::os::SeqPacketSocket::Connect(socketPath);
-  return socket_->Valid();
-}
-
-bool PipeSender::CheckConnection() {
-  const std::uint32_t error = rdx::os::GetLastError();
-  return error != rdx::os::kErrorBrokenPipe && error != rdx::os::kErrorNoData &&
-         error != rdx::os::kErrorInvalidHandle;
+  socket = rdx::os::SeqPacketSocket::Connect(socketPath);
+  return socket.Valid();
 }
 
 bool PipeSender::SendMessageW(const std::string& message) {
@@ -53,19 +67,19 @@ bool PipeSender::SendMessageW(const std::string& message) {
     std::size_t offset = 0;
     bool sent = true;
     if (message.empty()) {
-      sent = socket_->Send(nullptr, 0, nullptr, 0);  // nothing to send, but is it connected?
+      sent = state_->socket.Send(nullptr, 0, nullptr, 0);  // nothing to send, but is it connected?
     }
     while (sent && offset < message.size()) {
       const std::size_t size = std::min(kRecordPayloadBytes, message.size() - offset);
       const char flag = offset + size == message.size() ? kLastRecord : kMoreRecords;
-      sent = socket_->Send(&flag, 1, message.data() + offset, size);
+      sent = state_->socket.Send(&flag, 1, message.data() + offset, size);
       if (sent) offset += size;
     }
     if (sent) return true;
     const std::uint32_t failed = rdx::os::GetLastError();
     // A lost connection is made again at once; so is one that failed within a message, as the
     // listener would otherwise join the rest of that message to the next one.
-    if (!CheckConnection() || offset != 0) Connect();
+    if (!ConnectionKept() || offset != 0) state_->Connect();
     rdx::os::SetLastError(failed);  // callers see why this message failed, not the reconnect
     return false;
   } catch (...) {
@@ -82,7 +96,7 @@ void PipeSender::Log(const char* line) {
 }
 
 bool PipeSender::Close() {
-  socket_->Close();
+  state_->socket.Close();
   return true;
 }
 
