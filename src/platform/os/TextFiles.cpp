@@ -12,7 +12,7 @@
 namespace rdx::os {
 namespace {
 
-std::uint32_t Fail(int errnoValue) { return SetLastErrorFromErrno(errnoValue); }
+std::uint32_t CodeOf(int errnoValue) { return Win32FromErrno(errnoValue); }
 
 // Folder part of a path ("." for a bare name).
 std::string FolderOf(const std::string& path) {
@@ -26,31 +26,31 @@ std::string FolderOf(const std::string& path) {
 std::uint32_t ReadTextFile(const std::string& path, std::size_t maxBytes, std::string& text) {
   const UniqueFd fd(
       RetryOnEintr([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
-  if (!fd.Valid()) return Fail(errno);
+  if (!fd.Valid()) return CodeOf(errno);
   struct stat info {};
   if (::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
-    return Fail(ENOENT);  // a FIFO or device is not a unit file, and must not block us
+    return CodeOf(ENOENT);  // a FIFO or device is not a unit file, and must not block us
   }
   text.clear();
   char buffer[4096];
   for (;;) {
     const ssize_t n = RetryOnEintr([&] { return ::read(fd.Get(), buffer, sizeof buffer); });
-    if (n < 0) return Fail(errno);
+    if (n < 0) return CodeOf(errno);
     if (n == 0) break;
     text.append(buffer, static_cast<std::size_t>(n));
-    if (text.size() > maxBytes) return Fail(EFBIG);
+    if (text.size() > maxBytes) return CodeOf(EFBIG);
   }
-  return Fail(0);
+  return kErrorSuccess;
 }
 
 std::uint32_t ReplaceTextFile(const std::string& path, const std::string& text) {
   const std::string folder = FolderOf(path);
   struct stat info {};
-  if (::stat(folder.c_str(), &info) != 0) return Fail(errno == ENOENT ? ENOTDIR : errno);
-  if (!S_ISDIR(info.st_mode)) return Fail(ENOTDIR);
+  if (::stat(folder.c_str(), &info) != 0) return CodeOf(errno == ENOENT ? ENOTDIR : errno);
+  if (!S_ISDIR(info.st_mode)) return CodeOf(ENOTDIR);
   std::string temporary = path + ".XXXXXX";
   UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
-  if (!fd.Valid()) return Fail(errno);
+  if (!fd.Valid()) return CodeOf(errno);
   int failure = 0;
   std::size_t written = 0;
   while (failure == 0 && written < text.size()) {
@@ -69,14 +69,14 @@ std::uint32_t ReplaceTextFile(const std::string& path, const std::string& text) 
   if (failure == 0 && ::rename(temporary.c_str(), path.c_str()) != 0) failure = errno;
   if (failure != 0) {
     ::unlink(temporary.c_str());
-    return Fail(failure);
+    return CodeOf(failure);
   }
-  return Fail(0);
+  return kErrorSuccess;
 }
 
 std::uint32_t RemoveFile(const std::string& path) {
-  if (::unlink(path.c_str()) != 0) return Fail(errno);
-  return Fail(0);
+  if (::unlink(path.c_str()) != 0) return CodeOf(errno);
+  return kErrorSuccess;
 }
 
 }  // namespace rdx::os

@@ -127,6 +127,8 @@ std::shared_ptr<Document> LoadFile(const std::string& path, std::optional<ParseE
   }
   std::string text;
   const std::uint32_t win32 = os::ReadRegularFile(path, kMaxFileBytes, text);
+  // A file that cannot be read leaves its code as the thread's last error, as the DOM's load does.
+  if (win32 != 0) os::SetLastError(win32);
   if (win32 == os::kErrorNotEnoughMemory) {
     return fileError(win32, "The file is too large to load.");
   }
