@@ -6,6 +6,7 @@
 #include "reporting/PipeFraming.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace QUORVAN::Rendix::Global {
 
@@ -14,20 +15,7 @@ struct PipeSender::State {
   std::string pipeName;  // resolved to a socket file at each (re)connection
   std::string machine;
   rdx::os::SeqPacketSocket socket;  // invalid when disconnected
-
-  bool Connect();
 };
-
-namespace {
-
-// False when this thread's last error is one of the three connection-loss codes.
-bool ConnectionKept() {
-  const std::uint32_t error = rdx::os::GetLastError();
-  return error != rdx::os::kErrorBrokenPipe && error != rdx::os::kErrorNoData &&
-         error != rdx::os::kErrorInvalidHandle;
-}
-
-}  // namespace
 
 PipeSender::PipeSender() : state_(std::make_unique<State>()) {}
 
@@ -39,22 +27,32 @@ bool PipeSender::ConnectTo(const std::string& pipeName, const std::string& machi
     state_->path = "\\\\" + machine + "\\PIPE\\" + pipeName;
     state_->pipeName = pipeName;
     state_->machine = machine;
-    return state_->Connect();
+    return Connect();
   } catch (...) {
     return false;
   }
 }
 
-bool PipeSender::State::Connect() {
-  if (path.empty()) {
+bool PipeSender::Connect() {
+  State& state = *state_;
+  if (state.path.empty()) {
     rdx::os::SetLastError(rdx::os::kErrorInvalidHandle);  // never given a pipe to connect to
     return false;
   }
   // Resolved at every attempt: the pipe folder may appear after the first one.
-  const std::string socketPath = rdx::os::NamedPipeSocketPath(pipeName, machine);
+  const std::string socketPath = rdx::os::NamedPipeSocketPath(state.pipeName, state.machine);
   if (socketPath.empty()) return false;  // another machine (53) or no usable pipe folder
-  socket = rdx::os::SeqPacketSocket::Connect(socketPath);
-  return socket.Valid();
+  rdx::os::OsResult<rdx::os::SeqPacketSocket> connected =
+      rdx::os::SeqPacketSocket::Connect(socketPath);
+  state.socket = std::move(connected.value);
+  if (!connected.ok()) rdx::os::SetLastError(connected.code);
+  return connected.ok();
+}
+
+bool PipeSender::CheckConnection() {
+  const std::uint32_t error = rdx::os::GetLastError();
+  return error != rdx::os::kErrorBrokenPipe && error != rdx::os::kErrorNoData &&
+         error != rdx::os::kErrorInvalidHandle;
 }
 
 bool PipeSender::SendMessageW(const std::string& message) {
@@ -65,21 +63,21 @@ bool PipeSender::SendMessageW(const std::string& message) {
       return false;
     }
     std::size_t offset = 0;
-    bool sent = true;
+    std::uint32_t failed = 0;
     if (message.empty()) {
-      sent = state_->socket.Send(nullptr, 0, nullptr, 0);  // nothing to send, but is it connected?
+      failed = state_->socket.Send(nullptr, 0, nullptr, 0);  // nothing to send, but is it connected?
     }
-    while (sent && offset < message.size()) {
+    while (failed == 0 && offset < message.size()) {
       const std::size_t size = std::min(kRecordPayloadBytes, message.size() - offset);
       const char flag = offset + size == message.size() ? kLastRecord : kMoreRecords;
-      sent = state_->socket.Send(&flag, 1, message.data() + offset, size);
-      if (sent) offset += size;
+      failed = state_->socket.Send(&flag, 1, message.data() + offset, size);
+      if (failed == 0) offset += size;
     }
-    if (sent) return true;
-    const std::uint32_t failed = rdx::os::GetLastError();
+    if (failed == 0) return true;
+    rdx::os::SetLastError(failed);
     // A lost connection is made again at once; so is one that failed within a message, as the
     // listener would otherwise join the rest of that message to the next one.
-    if (!ConnectionKept() || offset != 0) state_->Connect();
+    if (!CheckConnection() || offset != 0) Connect();
     rdx::os::SetLastError(failed);  // callers see why this message failed, not the reconnect
     return false;
   } catch (...) {

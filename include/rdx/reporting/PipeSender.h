@@ -42,6 +42,10 @@ class RDX_API PipeSender : public IReporterSink {
   bool Close();
 
  private:
+  bool Connect();
+  /// False when this thread's last error is one of the three connection-loss codes.
+  bool CheckConnection();
+
   struct State;
   std::unique_ptr<State> state_;  ///< never null; the pipe's name and its socket
 };
