@@ -86,18 +86,22 @@ bool PipeListener::ConnectTo(const std::string& pipeName, Callback callback, voi
       return false;
     }
     if (state_->listener.joinable()) state_->listener.join();
-    const std::string socketPath = rdx::os::NamedPipeSocketPath(pipeName, machine);
-    if (socketPath.empty()) return false;
+    const rdx::os::OsResult<std::string> socketPath =
+        rdx::os::NamedPipeSocketPath(pipeName, machine);
+    if (!socketPath.ok()) {
+      rdx::os::SetLastError(socketPath.code);
+      return false;
+    }
     // Created here rather than on the listening thread, so a client may connect as soon as
     // this returns and a failure is reported to the caller instead of ending a thread quietly.
     rdx::os::OsResult<rdx::os::SeqPacketSocket> listening =
-        rdx::os::SeqPacketSocket::Listen(socketPath);
+        rdx::os::SeqPacketSocket::Listen(socketPath.value);
     if (!listening.ok()) {
       rdx::os::SetLastError(listening.code);
       return false;
     }
     state_->path = "\\\\" + machine + "\\PIPE\\" + pipeName;
-    state_->socketPath = socketPath;
+    state_->socketPath = socketPath.value;
     state_->callback = callback;
     state_->context = context;
     state_->listening = std::move(listening.value);

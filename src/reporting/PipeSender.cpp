@@ -40,10 +40,14 @@ bool PipeSender::Connect() {
     return false;
   }
   // Resolved at every attempt: the pipe folder may appear after the first one.
-  const std::string socketPath = rdx::os::NamedPipeSocketPath(state.pipeName, state.machine);
-  if (socketPath.empty()) return false;  // another machine (53) or no usable pipe folder
+  const rdx::os::OsResult<std::string> socketPath =
+      rdx::os::NamedPipeSocketPath(state.pipeName, state.machine);
+  if (!socketPath.ok()) {  // another machine (53) or no usable pipe folder
+    rdx::os::SetLastError(socketPath.code);
+    return false;
+  }
   rdx::os::OsResult<rdx::os::SeqPacketSocket> connected =
-      rdx::os::SeqPacketSocket::Connect(socketPath);
+      rdx::os::SeqPacketSocket::Connect(socketPath.value);
   state.socket = std::move(connected.value);
   if (!connected.ok()) rdx::os::SetLastError(connected.code);
   return connected.ok();
