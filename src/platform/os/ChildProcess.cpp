@@ -49,10 +49,12 @@ std::unique_ptr<ChildProcess> ChildProcess::Start(const std::vector<std::string>
   pid_t pid = -1;
   const int spawned = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), env.data());
   posix_spawn_file_actions_destroy(&actions);
+  // Our copies of the child's ends go at once, so its exit ends our reads.
+  inputRead.Reset();
+  outputWrite.Reset();
   if (spawned != 0) return nullptr;
   std::unique_ptr<ChildProcess> child(new ChildProcess);
   child->pid_ = pid;
-  // Our copies of the child's ends are closed here, so its exit ends our reads.
   child->inputFd_ = std::move(inputWrite);
   child->outputFd_ = std::move(outputRead);
   return child;
