@@ -58,11 +58,11 @@ int RDXApplication::LoadConfigFile() {
 
 bool RDXApplication::HasConfigFileChanged() {
   const auto written = rdx::os::LastWriteTime(configurationPath_);
-  const bool changed = written.has_value() && *written > lastLoadTime_;
+  const bool changed = written.ok() && written.value > lastLoadTime_;
   lastLoadTime_ = rdx::os::FileTimeNow();
   // A file stamped ahead of the clock (a finer file time, a copied future date) would
   // otherwise read as changed on every call; each change is reported once.
-  if (changed && *written > lastLoadTime_) lastLoadTime_ = *written;
+  if (changed && written.value > lastLoadTime_) lastLoadTime_ = written.value;
   return changed;
 }
 

@@ -4,6 +4,7 @@
 
 #include "platform/PlatformText.h"
 #include "platform/os/FileSystem.h"
+#include "platform/os/LastError.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -168,7 +169,11 @@ bool createDirectory(const std::string& path) {
     }
     for (; next < levels.size(); ++next) {
       running += "/" + levels[next];
-      if (!rdx::os::PathExists(running) && !rdx::os::MakeDirectory(running)) return false;
+      if (rdx::os::PathExists(running)) continue;
+      if (const std::uint32_t code = rdx::os::MakeDirectory(running); code != 0) {
+        rdx::os::SetLastError(code);  // as a failed CreateDirectory leaves it
+        return false;
+      }
     }
     return true;
   } catch (...) {

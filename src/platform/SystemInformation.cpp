@@ -116,7 +116,10 @@ std::uint64_t getAvailableSpace(const std::string& path, Status& /*status*/) {
     const std::size_t last = path.find_last_of("\\/");
     if (last == std::string::npos) return kUnknown;
     const std::string folder = rdx::platform::ForwardSlashes(path.substr(0, last + 1));
-    return rdx::os::AvailableBytes(folder).value_or(kUnknown);
+    const rdx::os::OsResult<std::uint64_t> free = rdx::os::AvailableBytes(folder);
+    if (free.ok()) return free.value;
+    rdx::os::SetLastError(free.code);  // as a failed free-space query leaves it
+    return kUnknown;
   } catch (...) {
     return kUnknown;
   }

@@ -6,6 +6,7 @@
 #include <rdx/platform/SystemInformation.h>
 
 #include "platform/os/FileSystem.h"
+#include "platform/os/LastError.h"
 
 namespace QUORVAN::Rendix::Global {
 namespace {
@@ -44,9 +45,12 @@ int LogFileHandler::Init() {
     stream_.reset();
     // Binary modes: the snippets are written byte for byte, with no newline translation.
     // A FIFO or device in the log file's place is refused rather than waited on.
-    std::FILE* file = rdx::os::OpenRegularFileForAppend(logPath_);
-    if (file == nullptr) return 0;
-    stream_.reset(file, &CloseStream);
+    const rdx::os::OsResult<std::FILE*> opened = rdx::os::OpenRegularFileForAppend(logPath_);
+    if (!opened.ok()) {
+      rdx::os::SetLastError(opened.code);  // as a failed CreateFile leaves it
+      return 0;
+    }
+    stream_.reset(opened.value, &CloseStream);
     return 1;
   } catch (...) {
     return 0;

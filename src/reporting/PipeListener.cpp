@@ -86,17 +86,25 @@ bool PipeListener::ConnectTo(const std::string& pipeName, Callback callback, voi
       return false;
     }
     if (state_->listener.joinable()) state_->listener.join();
-    const std::string socketPath = rdx::os::NamedPipeSocketPath(pipeName, machine);
-    if (socketPath.empty()) return false;
+    const rdx::os::OsResult<std::string> socketPath =
+        rdx::os::NamedPipeSocketPath(pipeName, machine);
+    if (!socketPath.ok()) {
+      rdx::os::SetLastError(socketPath.code);
+      return false;
+    }
     // Created here rather than on the listening thread, so a client may connect as soon as
     // this returns and a failure is reported to the caller instead of ending a thread quietly.
-    rdx::os::SeqPacketSocket listening = rdx::os::SeqPacketSocket::Listen(socketPath);
-    if (!listening.Valid()) return false;
+    rdx::os::OsResult<rdx::os::SeqPacketSocket> listening =
+        rdx::os::SeqPacketSocket::Listen(socketPath.value);
+    if (!listening.ok()) {
+      rdx::os::SetLastError(listening.code);
+      return false;
+    }
     state_->path = "\\\\" + machine + "\\PIPE\\" + pipeName;
-    state_->socketPath = socketPath;
+    state_->socketPath = socketPath.value;
     state_->callback = callback;
     state_->context = context;
-    state_->listening = std::move(listening);
+    state_->listening = std::move(listening.value);
     state_->active.store(true);
     state_->listenerEnded.store(false);
     try {
@@ -140,10 +148,10 @@ void PipeListener::ListeningForConnections(void* listener) {
       const auto wait = state->listening.WaitReadable(kPollMilliseconds);
       if (!state->active.load() || wait == rdx::os::SeqPacketSocket::Wait::kFailed) break;
       if (wait == rdx::os::SeqPacketSocket::Wait::kTimeout) continue;
-      rdx::os::SeqPacketSocket client = state->listening.Accept();
-      if (!client.Valid()) continue;
+      rdx::os::OsResult<rdx::os::SeqPacketSocket> client = state->listening.Accept();
+      if (!client.ok()) continue;
       auto connection = std::make_unique<Connection>();
-      connection->socket = std::move(client);
+      connection->socket = std::move(client.value);
       connection->callback = state->callback;
       connection->context = state->context;
       connection->active = &state->active;
@@ -176,7 +184,7 @@ void PipeListener::HandlingConnections(void* connection) {
     std::string message;  // reused: its capacity outlives each message
     // Reads wait at most one poll interval, so a cleared active flag is seen in time while a
     // busy client costs one call per record.
-    if (!client->socket.SetReceiveTimeout(kPollMilliseconds)) client->socket.Close();
+    if (client->socket.SetReceiveTimeout(kPollMilliseconds) != 0) client->socket.Close();
     bool joining = false;  // message holds the first records of a longer message
     while (client->active->load()) {
       std::size_t size = 0;

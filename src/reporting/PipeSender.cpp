@@ -6,19 +6,27 @@
 #include "reporting/PipeFraming.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace QUORVAN::Rendix::Global {
 
-PipeSender::PipeSender() : socket_(std::make_unique<rdx::os::SeqPacketSocket>()) {}
+struct PipeSender::State {
+  std::string path;      // "\\\\machine\\PIPE\\name", as the pipe is known to users
+  std::string pipeName;  // resolved to a socket file at each (re)connection
+  std::string machine;
+  rdx::os::SeqPacketSocket socket;  // invalid when disconnected
+};
+
+PipeSender::PipeSender() : state_(std::make_unique<State>()) {}
 
 PipeSender::~PipeSender() { Close(); }
 
 bool PipeSender::ConnectTo(const std::string& pipeName, const std::string& machine) {
   try {
     Close();
-    path_ = "\\\\" + machine + "\\PIPE\\" + pipeName;
-    pipeName_ = pipeName;
-    machine_ = machine;
+    state_->path = "\\\\" + machine + "\\PIPE\\" + pipeName;
+    state_->pipeName = pipeName;
+    state_->machine = machine;
     return Connect();
   } catch (...) {
     return false;
@@ -26,15 +34,23 @@ bool PipeSender::ConnectTo(const std::string& pipeName, const std::string& machi
 }
 
 bool PipeSender::Connect() {
-  if (path_.empty()) {
+  State& state = *state_;
+  if (state.path.empty()) {
     rdx::os::SetLastError(rdx::os::kErrorInvalidHandle);  // never given a pipe to connect to
     return false;
   }
   // Resolved at every attempt: the pipe folder may appear after the first one.
-  const std::string socketPath = rdx::os::NamedPipeSocketPath(pipeName_, machine_);
-  if (socketPath.empty()) return false;  // another machine (53) or no usable pipe folder
-  *socket_ = rdx::os::SeqPacketSocket::Connect(socketPath);
-  return socket_->Valid();
+  const rdx::os::OsResult<std::string> socketPath =
+      rdx::os::NamedPipeSocketPath(state.pipeName, state.machine);
+  if (!socketPath.ok()) {  // another machine (53) or no usable pipe folder
+    rdx::os::SetLastError(socketPath.code);
+    return false;
+  }
+  rdx::os::OsResult<rdx::os::SeqPacketSocket> connected =
+      rdx::os::SeqPacketSocket::Connect(socketPath.value);
+  state.socket = std::move(connected.value);
+  if (!connected.ok()) rdx::os::SetLastError(connected.code);
+  return connected.ok();
 }
 
 bool PipeSender::CheckConnection() {
@@ -51,18 +67,18 @@ bool PipeSender::SendMessageW(const std::string& message) {
       return false;
     }
     std::size_t offset = 0;
-    bool sent = true;
+    std::uint32_t failed = 0;
     if (message.empty()) {
-      sent = socket_->Send(nullptr, 0, nullptr, 0);  // nothing to send, but is it connected?
+      failed = state_->socket.Send(nullptr, 0, nullptr, 0);  // nothing to send, but is it connected?
     }
-    while (sent && offset < message.size()) {
+    while (failed == 0 && offset < message.size()) {
       const std::size_t size = std::min(kRecordPayloadBytes, message.size() - offset);
       const char flag = offset + size == message.size() ? kLastRecord : kMoreRecords;
-      sent = socket_->Send(&flag, 1, message.data() + offset, size);
-      if (sent) offset += size;
+      failed = state_->socket.Send(&flag, 1, message.data() + offset, size);
+      if (failed == 0) offset += size;
     }
-    if (sent) return true;
-    const std::uint32_t failed = rdx::os::GetLastError();
+    if (failed == 0) return true;
+    rdx::os::SetLastError(failed);
     // A lost connection is made again at once; so is one that failed within a message, as the
     // listener would otherwise join the rest of that message to the next one.
     if (!CheckConnection() || offset != 0) Connect();
@@ -82,7 +98,7 @@ void PipeSender::Log(const char* line) {
 }
 
 bool PipeSender::Close() {
-  socket_->Close();
+  state_->socket.Close();
   return true;
 }
 

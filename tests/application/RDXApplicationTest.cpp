@@ -123,16 +123,18 @@ TEST_F(ApplicationTest, EachConfigurationChangeIsReportedOnce) {
   EXPECT_FALSE(app.HasConfigFileChanged());  // nothing loaded, no file
   const std::string path = WriteConfiguration(env_, "<Cfg/>");
   // Written before the load: not a change.
-  ASSERT_TRUE(rdx::os::SetLastWriteTime(path, std::chrono::system_clock::now() -
-                                                  std::chrono::seconds(10)));
+  ASSERT_EQ(rdx::os::SetLastWriteTime(path, std::chrono::system_clock::now() -
+                                                 std::chrono::seconds(10)),
+            0u);
   ASSERT_EQ(app.Initialize(nullptr), 1);
   EXPECT_EQ(app.ConfigurationPath(), path);
   EXPECT_FALSE(app.HasConfigFileChanged());
 
   // Rewritten later: reported by the next call only.
   WriteConfiguration(env_, "<Cfg><A>1</A></Cfg>");
-  ASSERT_TRUE(rdx::os::SetLastWriteTime(path, std::chrono::system_clock::now() +
-                                                  std::chrono::seconds(5)));
+  ASSERT_EQ(rdx::os::SetLastWriteTime(path, std::chrono::system_clock::now() +
+                                                 std::chrono::seconds(5)),
+            0u);
   EXPECT_TRUE(app.HasConfigFileChanged());
   EXPECT_FALSE(app.HasConfigFileChanged());
 

@@ -55,9 +55,7 @@ TEST(PipeFolder, MachineWideFoldersAreOpenToAllAndNeverFollowALink) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     const std::string path = c.base + "/" + row.name;
-    SetLastError(0);
-    EXPECT_EQ(SharedPipeFolder(path), row.usable);
-    EXPECT_EQ(GetLastError(), row.usable ? 0u : kErrorAccessDenied);
+    EXPECT_EQ(SharedPipeFolder(path), row.usable ? kErrorSuccess : kErrorAccessDenied);
     if (row.mode != 0) {
       EXPECT_EQ(ModeOf(path), row.mode);
     }
@@ -90,7 +88,7 @@ TEST(PipeFolder, ConfiguredThenEachMachineWideFolderInTurn) {
        c.root ? "tmp/" : "theirs-private/"},
       {"first shared by another user", nullptr, {"theirs-shared", "tmp"}, "theirs-shared/"},
       {"none usable", nullptr, {"link", "file"}, "", kErrorAccessDenied},
-      {"no candidates", nullptr, {}, ""},
+      {"no candidates", nullptr, {}, "", kErrorPathNotFound},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -98,13 +96,10 @@ TEST(PipeFolder, ConfiguredThenEachMachineWideFolderInTurn) {
     for (const std::string& folder : row.chain) chain.push_back(c.base + "/" + folder);
     const std::string configured =
         row.configured != nullptr && *row.configured != '\0' ? c.base + "/" + row.configured : "";
-    SetLastError(0);
-    const std::string chosen =
+    const OsResult<std::string> chosen =
         ChoosePipeFolder(row.configured == nullptr ? nullptr : configured.c_str(), chain);
-    EXPECT_EQ(chosen, row.chosen.empty() ? "" : c.base + "/" + row.chosen);
-    if (row.chosen.empty()) {
-      EXPECT_EQ(GetLastError(), row.error);
-    }
+    EXPECT_EQ(chosen.value, row.chosen.empty() ? "" : c.base + "/" + row.chosen);
+    EXPECT_EQ(chosen.code, row.error);
   }
   EXPECT_EQ(ModeOf(c.base + "/conf/pipes"), 01777u);  // a configured folder is made shared
   EXPECT_FALSE(fs::exists(c.base + "/target/pipes"));

@@ -100,7 +100,7 @@ TEST_F(PipeTransport, EachMessageArrivesWholeAsOneCallback) {
 TEST_F(PipeTransport, AClientBeyondTheBoundsIsDisconnected) {
   PipeListener listener;
   ASSERT_TRUE(listener.ConnectTo("bounds", &Inbox::Receive, &inbox_, "."));
-  const std::string socketPath = rdx::os::NamedPipeSocketPath("bounds", ".");
+  const std::string socketPath = rdx::os::NamedPipeSocketPath("bounds", ".").value;
   const std::string payload(64u << 10, 'p');
   struct Row { const char* name; char flag; int records; };
   const Row rows[] = {
@@ -109,12 +109,17 @@ TEST_F(PipeTransport, AClientBeyondTheBoundsIsDisconnected) {
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    rdx::os::SeqPacketSocket client = rdx::os::SeqPacketSocket::Connect(socketPath);
-    ASSERT_TRUE(client.Valid());
+    const rdx::os::OsResult<rdx::os::SeqPacketSocket> client =
+        rdx::os::SeqPacketSocket::Connect(socketPath);
+    ASSERT_TRUE(client.ok());
     int sent = 0;
-    while (sent < row.records && client.Send(&row.flag, 1, payload.data(), payload.size())) ++sent;
+    std::uint32_t code = 0;
+    while (sent < row.records &&
+           (code = client.value.Send(&row.flag, 1, payload.data(), payload.size())) == 0) {
+      ++sent;
+    }
     EXPECT_LT(sent, row.records) << "the listener kept reading";
-    EXPECT_EQ(rdx::os::GetLastError(), rdx::os::kErrorBrokenPipe);
+    EXPECT_EQ(code, rdx::os::kErrorBrokenPipe);
   }
   PipeSender sender;  // the listener itself serves on
   ASSERT_TRUE(sender.ConnectTo("bounds", "."));

@@ -5,10 +5,6 @@
 #include <memory>
 #include <string>
 
-namespace rdx::os {
-class SeqPacketSocket;
-}
-
 namespace QUORVAN::Rendix::Global {
 
 /// PipeSender: the writing end of a report pipe, and itself a sink, so attaching it to a
@@ -50,10 +46,8 @@ class RDX_API PipeSender : public IReporterSink {
   /// False when this thread's last error is one of the three connection-loss codes.
   bool CheckConnection();
 
-  std::string path_;      ///< "\\\\machine\\PIPE\\name", as the pipe is known to users
-  std::string pipeName_;  ///< resolved to a socket file at each (re)connection
-  std::string machine_;
-  std::unique_ptr<rdx::os::SeqPacketSocket> socket_;  ///< never null; invalid when disconnected
+  struct State;
+  std::unique_ptr<State> state_;  ///< never null; the pipe's name and its socket
 };
 
 }  // namespace QUORVAN::Rendix::Global

@@ -10,6 +10,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <thread>
+#include <utility>
+
+#include "platform/os/Eintr.h"
 
 extern char** environ;
 
@@ -19,26 +22,21 @@ std::unique_ptr<ChildProcess> ChildProcess::Start(const std::vector<std::string>
                                                   const std::vector<std::string>& extraEnvironment,
                                                   Streams streams) {
   const bool conversation = streams == Streams::kConversation;
-  int input[2] = {-1, -1};
-  int output[2];
-  if (argv.empty() || (conversation && pipe2(input, O_CLOEXEC) != 0)) return nullptr;
-  if (pipe2(output, O_CLOEXEC) != 0) {
-    if (conversation) {
-      close(input[0]);
-      close(input[1]);
-    }
+  UniqueFd inputRead, inputWrite, outputRead, outputWrite;
+  if (argv.empty() || (conversation && OpenPipe(O_CLOEXEC, inputRead, inputWrite) != 0) ||
+      OpenPipe(O_CLOEXEC, outputRead, outputWrite) != 0) {
     return nullptr;
   }
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   if (conversation) {
-    posix_spawn_file_actions_adddup2(&actions, input[0], 0);
-    posix_spawn_file_actions_adddup2(&actions, output[1], 2);
+    posix_spawn_file_actions_adddup2(&actions, inputRead.Get(), 0);
+    posix_spawn_file_actions_adddup2(&actions, outputWrite.Get(), 2);
   } else {
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
   }
-  posix_spawn_file_actions_adddup2(&actions, output[1], 1);
+  posix_spawn_file_actions_adddup2(&actions, outputWrite.Get(), 1);
   std::vector<char*> args;
   for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
@@ -51,24 +49,18 @@ std::unique_ptr<ChildProcess> ChildProcess::Start(const std::vector<std::string>
   pid_t pid = -1;
   const int spawned = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), env.data());
   posix_spawn_file_actions_destroy(&actions);
-  if (conversation) close(input[0]);
-  close(output[1]);
-  if (spawned != 0) {
-    if (conversation) close(input[1]);
-    close(output[0]);
-    return nullptr;
-  }
+  // Our copies of the child's ends go at once, so its exit ends our reads.
+  inputRead.Reset();
+  outputWrite.Reset();
+  if (spawned != 0) return nullptr;
   std::unique_ptr<ChildProcess> child(new ChildProcess);
   child->pid_ = pid;
-  child->inputFd_ = input[1];
-  child->outputFd_ = output[0];
+  child->inputFd_ = std::move(inputWrite);
+  child->outputFd_ = std::move(outputRead);
   return child;
 }
 
-ChildProcess::~ChildProcess() {
-  Stop(std::chrono::seconds(10));
-  close(outputFd_);
-}
+ChildProcess::~ChildProcess() { Stop(std::chrono::seconds(10)); }
 
 ChildProcess::Read ChildProcess::ReadSome(std::chrono::steady_clock::time_point deadline,
                                           std::size_t limit) {
@@ -76,12 +68,11 @@ ChildProcess::Read ChildProcess::ReadSome(std::chrono::steady_clock::time_point 
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
         deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0) return Read::kTimedOut;
-    pollfd ready{outputFd_, POLLIN, 0};
+    pollfd ready{outputFd_.Get(), POLLIN, 0};
     const int polled = poll(&ready, 1, static_cast<int>(left.count()));
     if (polled <= 0) continue;  // a signal is no reason to give up early; the deadline decides
     char chunk[4096];
-    const ssize_t got = read(outputFd_, chunk, sizeof chunk);
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = RetryOnEintr([&] { return read(outputFd_.Get(), chunk, sizeof chunk); });
     if (got <= 0) return Read::kEnded;  // every writer has gone
     const std::size_t room = limit - std::min(limit, output_.size());
     output_.append(chunk, std::min(room, static_cast<std::size_t>(got)));
@@ -113,15 +104,14 @@ bool ChildProcess::ReadToEnd(std::size_t maxOutput,
 bool ChildProcess::Signal(int signal) { return !exitStatus_ && kill(pid_, signal) == 0; }
 
 int ChildProcess::Stop(std::chrono::milliseconds timeout) {
-  if (inputFd_ >= 0) close(inputFd_);
-  inputFd_ = -1;
+  inputFd_.Reset();
   if (exitStatus_) return *exitStatus_;
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   int status = 0;
   for (;;) {
-    const pid_t done = waitpid(pid_, &status, WNOHANG);
+    const pid_t done = RetryOnEintr([&] { return waitpid(pid_, &status, WNOHANG); });
     if (done == pid_) break;
-    if (done < 0 && errno != EINTR) return *(exitStatus_ = -1);
+    if (done < 0) return *(exitStatus_ = -1);
     if (std::chrono::steady_clock::now() >= deadline) {
       kill(pid_, SIGKILL);
       waitpid(pid_, &status, 0);

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/os/UniqueFd.h"
+
 namespace rdx::os {
 
 // A program running beside this one, its output read through a pipe while it runs. The
@@ -56,8 +58,8 @@ class ChildProcess {
   Read ReadSome(std::chrono::steady_clock::time_point deadline, std::size_t limit);
 
   int pid_ = -1;
-  int inputFd_ = -1;
-  int outputFd_ = -1;
+  UniqueFd inputFd_;
+  UniqueFd outputFd_;
   std::optional<int> exitStatus_;
   bool signalled_ = false;
   std::string output_;

@@ -1,6 +1,8 @@
 #include "platform/os/FileSystem.h"
 
+#include "platform/os/Eintr.h"
 #include "platform/os/LastError.h"
+#include "platform/os/UniqueFd.h"
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -24,42 +26,34 @@ std::chrono::system_clock::time_point FromTimespec(const timespec& ts) {
 
 // Every file the library opens goes through here: opened without blocking (a FIFO would
 // otherwise wait for a writer or reader forever), kept only when it is a regular file, then
-// switched back to blocking I/O. -1 with the last error set otherwise.
-int OpenRegular(const std::string& path, int flags, mode_t mode = 0) noexcept {
-  int fd;
-  do {
-    fd = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
-  } while (fd < 0 && errno == EINTR);
-  if (fd < 0) {
-    SetLastErrorFromErrno(errno);
-    return -1;
-  }
+// switched back to blocking I/O.
+OsResult<UniqueFd> OpenRegular(const std::string& path, int flags, mode_t mode = 0) noexcept {
+  UniqueFd fd(RetryOnEintr(
+      [&] { return open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode); }));
+  if (!fd.Valid()) return {UniqueFd(), Win32FromErrno(errno)};
   struct stat info {};
-  if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-    close(fd);
-    SetLastError(kErrorFileNotFound);  // not a file: as if there were none
-    return -1;
+  if (fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+    return {UniqueFd(), kErrorFileNotFound};  // not a file: as if there were none
   }
-  const int status = fcntl(fd, F_GETFL);
-  if (status < 0 || fcntl(fd, F_SETFL, status & ~O_NONBLOCK) != 0) {
-    SetLastErrorFromErrno(errno);
-    close(fd);
-    return -1;
+  const int status = fcntl(fd.Get(), F_GETFL);
+  if (status < 0 || fcntl(fd.Get(), F_SETFL, status & ~O_NONBLOCK) != 0) {
+    return {UniqueFd(), Win32FromErrno(errno)};
   }
-  return fd;
+  return {std::move(fd), kErrorSuccess};
 }
 
 }  // namespace
 
 std::uint32_t ReadRegularFile(const std::string& path, std::size_t maxBytes, std::string& text) {
   text.clear();
-  const int fd = OpenRegular(path, O_RDONLY);
-  if (fd < 0) return GetLastError();
+  const OsResult<UniqueFd> opened = OpenRegular(path, O_RDONLY);
+  if (!opened.ok()) return opened.code;
+  const UniqueFd& fd = opened.value;
   char buffer[65536];
   std::uint32_t code = 0;
   for (;;) {
-    const ssize_t got = read(fd, buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) continue;  // a signal is no reason to lose the file
+    // A signal is no reason to lose the file.
+    const ssize_t got = RetryOnEintr([&] { return read(fd.Get(), buffer, sizeof buffer); });
     if (got < 0) {
       code = Win32FromErrno(errno);
       break;
@@ -71,54 +65,37 @@ std::uint32_t ReadRegularFile(const std::string& path, std::size_t maxBytes, std
     }
     text.append(buffer, static_cast<std::size_t>(got));
   }
-  close(fd);
-  if (code != 0) {
-    text.clear();
-    SetLastError(code);
-  }
+  if (code != 0) text.clear();
   return code;
 }
 
-std::FILE* OpenRegularFileForAppend(const std::string& path) noexcept {
-  const int fd = OpenRegular(path, O_WRONLY | O_APPEND | O_CREAT, 0666);
-  if (fd < 0) return nullptr;
-  std::FILE* file = fdopen(fd, "ab");
-  if (file == nullptr) {
-    SetLastErrorFromErrno(errno);
-    close(fd);
-  }
-  return file;
+OsResult<std::FILE*> OpenRegularFileForAppend(const std::string& path) noexcept {
+  OsResult<UniqueFd> opened = OpenRegular(path, O_WRONLY | O_APPEND | O_CREAT, 0666);
+  if (!opened.ok()) return {nullptr, opened.code};
+  std::FILE* file = fdopen(opened.value.Get(), "ab");
+  if (file == nullptr) return {nullptr, Win32FromErrno(errno)};
+  (void)opened.value.Release();  // the stream closes it now
+  return {file, kErrorSuccess};
 }
 
 bool PathExists(const std::string& path) noexcept { return access(path.c_str(), F_OK) == 0; }
 
-bool MakeDirectory(const std::string& path) noexcept {
-  if (mkdir(path.c_str(), 0777) == 0) return true;
-  SetLastErrorFromErrno(errno);
-  return false;
+std::uint32_t MakeDirectory(const std::string& path) noexcept {
+  return mkdir(path.c_str(), 0777) == 0 ? kErrorSuccess : Win32FromErrno(errno);
 }
 
-std::optional<std::uint64_t> AvailableBytes(const std::string& path) noexcept {
+OsResult<std::uint64_t> AvailableBytes(const std::string& path) noexcept {
   struct statvfs info {};
-  if (statvfs(path.c_str(), &info) != 0) {
-    SetLastErrorFromErrno(errno);
-    return std::nullopt;
-  }
-  return static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize;
+  if (statvfs(path.c_str(), &info) != 0) return {0, Win32FromErrno(errno)};
+  return {static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize, kErrorSuccess};
 }
 
-std::optional<std::chrono::system_clock::time_point> LastWriteTime(const std::string& path) {
-  const int fd = OpenRegular(path, O_RDONLY);
-  if (fd < 0) return std::nullopt;
+OsResult<std::chrono::system_clock::time_point> LastWriteTime(const std::string& path) {
+  const OsResult<UniqueFd> opened = OpenRegular(path, O_RDONLY);
+  if (!opened.ok()) return {{}, opened.code};
   struct stat info {};
-  const int rc = fstat(fd, &info);
-  const int savedErrno = errno;
-  close(fd);
-  if (rc != 0) {
-    SetLastErrorFromErrno(savedErrno);
-    return std::nullopt;
-  }
-  return FromTimespec(info.st_mtim);
+  if (fstat(opened.value.Get(), &info) != 0) return {{}, Win32FromErrno(errno)};
+  return {FromTimespec(info.st_mtim), kErrorSuccess};
 }
 
 std::chrono::system_clock::time_point FileTimeNow() noexcept {
@@ -127,7 +104,8 @@ std::chrono::system_clock::time_point FileTimeNow() noexcept {
   return FromTimespec(ts);
 }
 
-bool SetLastWriteTime(const std::string& path, std::chrono::system_clock::time_point when) noexcept {
+std::uint32_t SetLastWriteTime(const std::string& path,
+                               std::chrono::system_clock::time_point when) noexcept {
   const auto ns =
       std::chrono::duration_cast<std::chrono::nanoseconds>(when.time_since_epoch()).count();
   timespec times[2];
@@ -135,9 +113,8 @@ bool SetLastWriteTime(const std::string& path, std::chrono::system_clock::time_p
   times[0].tv_nsec = UTIME_OMIT;
   times[1].tv_sec = static_cast<time_t>(ns / 1000000000);
   times[1].tv_nsec = static_cast<long>(ns % 1000000000);
-  if (utimensat(AT_FDCWD, path.c_str(), times, 0) == 0) return true;
-  SetLastErrorFromErrno(errno);
-  return false;
+  return utimensat(AT_FDCWD, path.c_str(), times, 0) == 0 ? kErrorSuccess
+                                                          : Win32FromErrno(errno);
 }
 
 std::string HomeFolder() {

@@ -1,113 +1,66 @@
 #include "platform/os/SeqPacketSocket.h"
 
+#include "platform/os/Eintr.h"
 #include "platform/os/LastError.h"
+#include "platform/os/UnixSocketFile.h"
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/uio.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 namespace rdx::os {
 namespace {
 
-bool MakeAddress(const std::string& path, sockaddr_un& address) {
-  std::memset(&address, 0, sizeof address);
-  address.sun_family = AF_UNIX;
-  if (path.empty() || path.size() >= sizeof address.sun_path) {
-    SetLastError(path.empty() ? kErrorInvalidParameter : kErrorFilenameTooLong);
-    return false;
-  }
-  std::memcpy(address.sun_path, path.data(), path.size());
-  return true;
+// The code for a path no socket address can hold: 87 for no path, 206 for one too long.
+std::uint32_t AddressCode(const std::string& path, sockaddr_un& address) {
+  if (FillUnixAddress(path, address)) return kErrorSuccess;
+  return path.empty() ? kErrorInvalidParameter : kErrorFilenameTooLong;
 }
 
-int NewSocket() {
+OsResult<UniqueFd> NewSocket() {
   // Close-on-exec: a child process started by the host must not keep our pipes open.
-  const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-  if (fd < 0) SetLastErrorFromErrno(errno);
-  return fd;
-}
-
-int ConnectFd(int fd, const sockaddr_un& address) {
-  int rc;
-  do {
-    rc = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  } while (rc != 0 && errno == EINTR);  // a signal during the wait is not a failure
-  return rc == 0 ? 0 : errno;
+  UniqueFd fd(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+  if (!fd.Valid()) return {UniqueFd(), Win32FromErrno(errno)};
+  return {std::move(fd), kErrorSuccess};
 }
 
 }  // namespace
 
-SeqPacketSocket::~SeqPacketSocket() { Close(); }
-
-SeqPacketSocket::SeqPacketSocket(SeqPacketSocket&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)) {}
-
-SeqPacketSocket& SeqPacketSocket::operator=(SeqPacketSocket&& other) noexcept {
-  if (this != &other) {
-    Close();
-    fd_ = std::exchange(other.fd_, -1);
-  }
-  return *this;
-}
-
-void SeqPacketSocket::Close() noexcept {
-  // close is not retried on EINTR: on Linux the descriptor is released either way.
-  if (fd_ >= 0) ::close(std::exchange(fd_, -1));
-}
-
-SeqPacketSocket SeqPacketSocket::Connect(const std::string& path) {
+OsResult<SeqPacketSocket> SeqPacketSocket::Connect(const std::string& path) {
   sockaddr_un address;
-  if (!MakeAddress(path, address)) return {};
-  SeqPacketSocket socket(NewSocket());
-  if (!socket.Valid()) return {};
-  const int error = ConnectFd(socket.fd_, address);
-  if (error == 0) return socket;
+  if (const std::uint32_t code = AddressCode(path, address); code != 0) return {{}, code};
+  OsResult<UniqueFd> fd = NewSocket();
+  if (!fd.ok()) return {{}, fd.code};
+  const int error = ConnectUnixSocket(fd.value.Get(), address);
+  if (error == 0) return {SeqPacketSocket(std::move(fd.value)), kErrorSuccess};
   // No socket file, or a file nobody listens on: both mean there is no such pipe.
-  SetLastError(error == ENOENT || error == ECONNREFUSED ? kErrorFileNotFound
-                                                         : Win32FromErrno(error));
-  return {};
+  return {{}, error == ENOENT || error == ECONNREFUSED ? kErrorFileNotFound
+                                                       : Win32FromErrno(error)};
 }
 
-SeqPacketSocket SeqPacketSocket::Listen(const std::string& path) {
+OsResult<SeqPacketSocket> SeqPacketSocket::Listen(const std::string& path) {
   sockaddr_un address;
-  if (!MakeAddress(path, address)) return {};
-  SeqPacketSocket socket(NewSocket());
-  if (!socket.Valid()) return {};
-  const auto* raw = reinterpret_cast<const sockaddr*>(&address);
-  if (::bind(socket.fd_, raw, sizeof address) != 0) {
-    if (errno != EADDRINUSE) {
-      SetLastErrorFromErrno(errno);
-      return {};
-    }
-    // The file is left over from a listener that ended without removing it, unless someone
-    // still answers on it.
-    SeqPacketSocket probe(NewSocket());
-    if (probe.Valid() && ConnectFd(probe.fd_, address) == 0) {
-      SetLastError(kErrorPipeBusy);
-      return {};
-    }
-    ::unlink(path.c_str());
-    if (::bind(socket.fd_, raw, sizeof address) != 0) {
-      SetLastErrorFromErrno(errno);
-      return {};
-    }
+  if (const std::uint32_t code = AddressCode(path, address); code != 0) return {{}, code};
+  OsResult<UniqueFd> fd = NewSocket();
+  if (!fd.ok()) return {{}, fd.code};
+  const UnixListenResult listening =
+      ListenOnSocketFile(fd.value.Get(), SOCK_SEQPACKET, path, address);
+  switch (listening.state) {
+    case UnixListenResult::State::kListening:
+      return {SeqPacketSocket(std::move(fd.value)), kErrorSuccess};
+    case UnixListenResult::State::kServerLive:
+      return {{}, kErrorPipeBusy};
+    case UnixListenResult::State::kStaleKept:
+    case UnixListenResult::State::kFailed:
+      break;
   }
-  // Every local caller may connect, as with a pipe created without an access list.
-  (void)::chmod(path.c_str(), 0666);
-  if (::listen(socket.fd_, SOMAXCONN) != 0) {
-    SetLastErrorFromErrno(errno);
-    ::unlink(path.c_str());
-    return {};
-  }
-  return socket;
+  return {{}, Win32FromErrno(listening.error)};
 }
 
 void SeqPacketSocket::RemoveSocketFile(const std::string& path) noexcept {
@@ -115,96 +68,59 @@ void SeqPacketSocket::RemoveSocketFile(const std::string& path) noexcept {
 }
 
 SeqPacketSocket::Wait SeqPacketSocket::WaitReadable(int timeoutMs) const noexcept {
-  if (fd_ < 0) {
-    SetLastError(kErrorInvalidHandle);
-    return Wait::kFailed;
-  }
-  pollfd entry{fd_, POLLIN, 0};
+  if (!fd_.Valid()) return Wait::kFailed;
+  pollfd entry{fd_.Get(), POLLIN, 0};
   const int rc = ::poll(&entry, 1, timeoutMs);
-  if (rc < 0) {
-    if (errno == EINTR) return Wait::kTimeout;  // the caller polls again anyway
-    SetLastErrorFromErrno(errno);
-    return Wait::kFailed;
-  }
+  if (rc < 0) return errno == EINTR ? Wait::kTimeout : Wait::kFailed;  // callers poll again
   if (rc == 0) return Wait::kTimeout;
-  if (entry.revents & POLLNVAL) {
-    SetLastError(kErrorInvalidHandle);
-    return Wait::kFailed;
-  }
+  if (entry.revents & POLLNVAL) return Wait::kFailed;
   // POLLHUP and POLLERR are reported as ready: the following read tells what happened.
   return Wait::kReady;
 }
 
-SeqPacketSocket SeqPacketSocket::Accept() const {
-  int fd;
-  do {
-    fd = ::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC);
-  } while (fd < 0 && errno == EINTR);
-  if (fd < 0) SetLastErrorFromErrno(errno);
-  return SeqPacketSocket(fd);
+OsResult<SeqPacketSocket> SeqPacketSocket::Accept() const {
+  UniqueFd fd(RetryOnEintr([&] { return ::accept4(fd_.Get(), nullptr, nullptr, SOCK_CLOEXEC); }));
+  if (!fd.Valid()) return {{}, Win32FromErrno(errno)};
+  return {SeqPacketSocket(std::move(fd)), kErrorSuccess};
 }
 
-bool SeqPacketSocket::Send(const char* head, std::size_t headSize, const char* data,
-                           std::size_t size) const noexcept {
-  if (fd_ < 0) {
-    SetLastError(kErrorInvalidHandle);
-    return false;
-  }
-  if (headSize + size == 0) return true;
+std::uint32_t SeqPacketSocket::Send(const char* head, std::size_t headSize, const char* data,
+                                    std::size_t size) const noexcept {
+  if (!fd_.Valid()) return kErrorInvalidHandle;
+  if (headSize + size == 0) return kErrorSuccess;
   iovec parts[2] = {{const_cast<char*>(head), headSize}, {const_cast<char*>(data), size}};
   msghdr message{};
   message.msg_iov = parts;
   message.msg_iovlen = 2;
-  ssize_t sent;
-  do {
-    // MSG_NOSIGNAL: a vanished reader is a broken pipe to report, not a signal to die of.
-    sent = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
-  } while (sent < 0 && errno == EINTR);
-  if (sent < 0) {
-    if (errno == EMSGSIZE) {
-      SetLastError(kErrorMoreData);
-    } else {
-      SetLastErrorFromErrno(errno);
-    }
-    return false;
-  }
-  return true;  // a seqpacket send is all or nothing
+  // MSG_NOSIGNAL: a vanished reader is a broken pipe to report, not a signal to die of.
+  const ssize_t sent =
+      RetryOnEintr([&] { return ::sendmsg(fd_.Get(), &message, MSG_NOSIGNAL); });
+  if (sent < 0) return errno == EMSGSIZE ? kErrorMoreData : Win32FromErrno(errno);
+  return kErrorSuccess;  // a seqpacket send is all or nothing
 }
 
-bool SeqPacketSocket::SetReceiveTimeout(int timeoutMs) const noexcept {
+std::uint32_t SeqPacketSocket::SetReceiveTimeout(int timeoutMs) const noexcept {
   const timeval timeout{timeoutMs / 1000, (timeoutMs % 1000) * 1000};
-  if (::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout) == 0) return true;
-  SetLastErrorFromErrno(errno);
-  return false;
+  if (::setsockopt(fd_.Get(), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout) == 0) {
+    return kErrorSuccess;
+  }
+  return Win32FromErrno(errno);
 }
 
 SeqPacketSocket::Receive SeqPacketSocket::ReceiveMessage(char* buffer, std::size_t capacity,
                                                          std::size_t& size) const noexcept {
   size = 0;
-  if (fd_ < 0) {
-    SetLastError(kErrorInvalidHandle);
-    return Receive::kFailed;
-  }
-  ssize_t length;
-  do {
-    // MSG_TRUNC makes the result the whole length of the message even when it did not fit, so
-    // one call both reads a message and tells an oversized one apart.
-    length = ::recv(fd_, buffer, capacity, MSG_TRUNC);
-  } while (length < 0 && errno == EINTR);
+  if (!fd_.Valid()) return Receive::kFailed;
+  // MSG_TRUNC makes the result the whole length of the message even when it did not fit, so
+  // one call both reads a message and tells an oversized one apart.
+  const ssize_t length =
+      RetryOnEintr([&] { return ::recv(fd_.Get(), buffer, capacity, MSG_TRUNC); });
   if (length < 0) {
-    if (errno == EAGAIN || errno == EWOULDBLOCK) return Receive::kNone;
-    SetLastErrorFromErrno(errno);
-    return Receive::kFailed;
+    return errno == EAGAIN || errno == EWOULDBLOCK ? Receive::kNone : Receive::kFailed;
   }
-  if (length == 0) {
-    // Empty messages are never sent, so zero means the peer hung up.
-    SetLastError(kErrorBrokenPipe);
-    return Receive::kClosed;
-  }
-  if (static_cast<std::size_t>(length) > capacity) {
-    SetLastError(kErrorMoreData);
-    return Receive::kTooLarge;
-  }
+  // Empty messages are never sent, so zero means the peer hung up.
+  if (length == 0) return Receive::kClosed;
+  if (static_cast<std::size_t>(length) > capacity) return Receive::kTooLarge;
   size = static_cast<std::size_t>(length);
   return Receive::kMessage;
 }

@@ -5,8 +5,12 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <utility>
 #include <fcntl.h>
 #include <unistd.h>
+
+#include "platform/os/Eintr.h"
+#include "platform/os/UniqueFd.h"
 
 namespace rdx::os {
 namespace {
@@ -64,19 +68,16 @@ ControlSignals::~ControlSignals() {
   for (std::size_t i = 0; i < std::size(kControls); ++i) {
     ::sigaction(kControls[i].signal, &gSaved[i], nullptr);
   }
-  ::close(gWriteEnd.exchange(-1));
-  ::close(gReadEnd);
-  gReadEnd = -1;
+  // The write end leaves the handlers' reach before it is closed.
+  UniqueFd(gWriteEnd.exchange(-1)).Reset();
+  UniqueFd(std::exchange(gReadEnd, -1)).Reset();
 }
 
 int ControlSignals::Wait() noexcept {
   char control = 0;
-  for (;;) {
-    const ssize_t n = ::read(gReadEnd, &control, 1);
-    if (n == 1) return control;
-    if (n < 0 && errno == EINTR) continue;  // a handler ran on this thread
-    return -1;
-  }
+  // EINTR: a handler ran on this thread, and its byte is waiting.
+  const ssize_t n = RetryOnEintr([&] { return ::read(gReadEnd, &control, 1); });
+  return n == 1 ? control : -1;
 }
 
 void ControlSignals::Wake() noexcept {

@@ -16,11 +16,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <utility>
 #include <vector>
 
+#include "platform/os/Eintr.h"
 #include "platform/os/LastError.h"
+#include "platform/os/UnixSocketFile.h"
 
 namespace rdx::os {
 namespace {
@@ -30,34 +31,12 @@ void SetNoDelay(int fd) {
   ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
 }
 
-bool FillUnixAddress(const std::string& path, sockaddr_un& address) {
-  std::memset(&address, 0, sizeof address);
-  address.sun_family = AF_UNIX;
-  if (path.empty() || path.size() >= sizeof address.sun_path) return false;
-  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
-  return true;
-}
-
 }  // namespace
 
-StreamSocket::~StreamSocket() { Close(); }
-
-StreamSocket& StreamSocket::operator=(StreamSocket&& other) noexcept {
-  if (this != &other) {
-    Close();
-    fd_ = other.fd_;
-    other.fd_ = -1;
-  }
-  return *this;
-}
-
-void StreamSocket::Close() noexcept {
-  if (fd_ >= 0) ::close(fd_);
-  fd_ = -1;
-}
+void StreamSocket::Close() noexcept { fd_.Reset(); }
 
 void StreamSocket::Shutdown() noexcept {
-  if (fd_ >= 0) ::shutdown(fd_, SHUT_RDWR);
+  if (fd_.Valid()) ::shutdown(fd_.Get(), SHUT_RDWR);
 }
 
 StreamSocket StreamSocket::ConnectTcp(const std::string& host, std::uint16_t port) {
@@ -75,22 +54,17 @@ StreamSocket StreamSocket::ConnectTcp(const std::string& host, std::uint16_t por
   }
   int lastErrno = ECONNREFUSED;
   for (addrinfo* a = found; a != nullptr; a = a->ai_next) {
-    const int fd = ::socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC, a->ai_protocol);
-    if (fd < 0) {
+    UniqueFd fd(::socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC, a->ai_protocol));
+    if (!fd.Valid()) {
       lastErrno = errno;
       continue;
     }
-    int r;
-    do {
-      r = ::connect(fd, a->ai_addr, a->ai_addrlen);
-    } while (r != 0 && errno == EINTR);
-    if (r == 0) {
+    if (RetryOnEintr([&] { return ::connect(fd.Get(), a->ai_addr, a->ai_addrlen); }) == 0) {
       ::freeaddrinfo(found);
-      SetNoDelay(fd);
-      return StreamSocket(fd);
+      SetNoDelay(fd.Get());
+      return StreamSocket(std::move(fd));
     }
     lastErrno = errno;
-    ::close(fd);
   }
   ::freeaddrinfo(found);
   SetLastErrorFromErrno(lastErrno);
@@ -103,21 +77,16 @@ StreamSocket StreamSocket::ConnectUnix(const std::string& path) {
     SetLastError(kErrorFileNotFound);
     return StreamSocket();
   }
-  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0) {
+  UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!fd.Valid()) {
     SetLastErrorFromErrno(errno);
     return StreamSocket();
   }
-  int r;
-  do {
-    r = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  } while (r != 0 && errno == EINTR);
-  if (r != 0) {
-    SetLastErrorFromErrno(errno);
-    ::close(fd);
+  if (const int error = ConnectUnixSocket(fd.Get(), address); error != 0) {
+    SetLastErrorFromErrno(error);
     return StreamSocket();
   }
-  return StreamSocket(fd);
+  return StreamSocket(std::move(fd));
 }
 
 IoResult StreamSocket::SendAll(const void* data, std::size_t size) {
@@ -126,17 +95,17 @@ IoResult StreamSocket::SendAll(const void* data, std::size_t size) {
 }
 
 void StreamSocket::SetSendTimeout(int timeoutMs) noexcept {
-  if (fd_ < 0) return;
+  if (!fd_.Valid()) return;
   timeval limit{};
   if (timeoutMs > 0) {
     limit.tv_sec = timeoutMs / 1000;
     limit.tv_usec = (timeoutMs % 1000) * 1000;
   }
-  ::setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+  ::setsockopt(fd_.Get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
 }
 
 IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers) {
-  if (fd_ < 0) return IoResult::kError;
+  if (!fd_.Valid()) return IoResult::kError;
   constexpr std::size_t kMaxVectors = 512;
   iovec vectors[kMaxVectors];
   std::size_t index = 0;
@@ -155,9 +124,10 @@ IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers) {
     msghdr message{};
     message.msg_iov = vectors;
     message.msg_iovlen = count;
-    const ssize_t sent = ::sendmsg(fd_, &message, MSG_NOSIGNAL);
+    // MSG_NOSIGNAL: a vanished peer is a closed connection to report, not a signal to die of.
+    const ssize_t sent =
+        RetryOnEintr([&] { return ::sendmsg(fd_.Get(), &message, MSG_NOSIGNAL); });
     if (sent < 0) {
-      if (errno == EINTR) continue;
       if (errno == EAGAIN || errno == EWOULDBLOCK) {  // the send time-out passed untouched
         SetLastErrorFromErrno(ETIMEDOUT);
         return IoResult::kTimeout;
@@ -185,37 +155,34 @@ IoResult StreamSocket::Receive(void* data, std::size_t size, std::size_t& receiv
 IoResult StreamSocket::Receive(std::span<const MutableBuffer> buffers, std::size_t& received,
                                int timeoutMs) {
   received = 0;
-  if (fd_ < 0) return IoResult::kError;
+  if (!fd_.Valid()) return IoResult::kError;
   iovec vectors[kMaxReceiveBuffers];
   const std::size_t count = std::min(buffers.size(), kMaxReceiveBuffers);
   for (std::size_t i = 0; i < count; ++i) vectors[i] = {buffers[i].data, buffers[i].size};
   msghdr message{};
   message.msg_iov = vectors;
   message.msg_iovlen = count;
-  for (;;) {
-    if (timeoutMs >= 0) {
-      pollfd p{fd_, POLLIN, 0};
-      const int ready = ::poll(&p, 1, timeoutMs);
-      if (ready < 0 && errno == EINTR) continue;
-      if (ready == 0) return IoResult::kTimeout;
-      if (ready < 0) {
-        SetLastErrorFromErrno(errno);
-        return IoResult::kError;
-      }
+  if (timeoutMs >= 0) {
+    // A signal restarts the wait with the whole time-out again, as it always has.
+    pollfd p{fd_.Get(), POLLIN, 0};
+    const int ready = RetryOnEintr([&] { return ::poll(&p, 1, timeoutMs); });
+    if (ready == 0) return IoResult::kTimeout;
+    if (ready < 0) {
+      SetLastErrorFromErrno(errno);
+      return IoResult::kError;
     }
-    const ssize_t got = ::recvmsg(fd_, &message, 0);
-    if (got > 0) {
-      received = static_cast<std::size_t>(got);
-      return IoResult::kOk;
-    }
-    if (got == 0) {
-      SetLastError(kErrorBrokenPipe);
-      return IoResult::kClosed;
-    }
-    if (errno == EINTR) continue;
-    SetLastErrorFromErrno(errno);
-    return errno == ECONNRESET ? IoResult::kClosed : IoResult::kError;
   }
+  const ssize_t got = RetryOnEintr([&] { return ::recvmsg(fd_.Get(), &message, 0); });
+  if (got > 0) {
+    received = static_cast<std::size_t>(got);
+    return IoResult::kOk;
+  }
+  if (got == 0) {
+    SetLastError(kErrorBrokenPipe);
+    return IoResult::kClosed;
+  }
+  SetLastErrorFromErrno(errno);
+  return errno == ECONNRESET ? IoResult::kClosed : IoResult::kError;
 }
 
 StreamListener::~StreamListener() { Release(); }
@@ -225,9 +192,9 @@ StreamListener::StreamListener(StreamListener&& other) noexcept { *this = std::m
 StreamListener& StreamListener::operator=(StreamListener&& other) noexcept {
   if (this != &other) {
     Release();
-    fd_ = std::exchange(other.fd_, -1);
-    wakeRead_ = std::exchange(other.wakeRead_, -1);
-    wakeWrite_ = std::exchange(other.wakeWrite_, -1);
+    fd_ = std::move(other.fd_);
+    wakeRead_ = std::move(other.wakeRead_);
+    wakeWrite_ = std::move(other.wakeWrite_);
     port_ = other.port_;
     unixPath_ = std::move(other.unixPath_);
     other.unixPath_.clear();
@@ -236,73 +203,66 @@ StreamListener& StreamListener::operator=(StreamListener&& other) noexcept {
 }
 
 void StreamListener::Release() noexcept {
-  if (fd_ >= 0) ::close(fd_);
-  if (wakeRead_ >= 0) ::close(wakeRead_);
-  if (wakeWrite_ >= 0) ::close(wakeWrite_);
+  fd_.Reset();
+  wakeRead_.Reset();
+  wakeWrite_.Reset();
   if (!unixPath_.empty()) ::unlink(unixPath_.c_str());
-  fd_ = wakeRead_ = wakeWrite_ = -1;
   unixPath_.clear();
 }
 
 StreamListener StreamListener::ListenTcp(std::uint16_t port) {
   StreamListener listener;
-  int fd = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  UniqueFd fd(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
   int one = 1;
   int zero = 0;
-  if (fd >= 0) {
-    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-    ::setsockopt(fd, IPPROTO_IPV6, IPV6_V6ONLY, &zero, sizeof zero);
+  if (fd.Valid()) {
+    ::setsockopt(fd.Get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    ::setsockopt(fd.Get(), IPPROTO_IPV6, IPV6_V6ONLY, &zero, sizeof zero);
     sockaddr_in6 address{};
     address.sin6_family = AF_INET6;
     address.sin6_addr = in6addr_any;
     address.sin6_port = htons(port);
-    if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (::bind(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
       const int error = errno;
-      ::close(fd);
-      fd = -1;
+      fd.Reset();
       if (error != EAFNOSUPPORT && error != EADDRNOTAVAIL) {
         SetLastErrorFromErrno(error);
         return listener;
       }
     }
   }
-  if (fd < 0) {  // no IPv6 on this machine
-    fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) {
+  if (!fd.Valid()) {  // no IPv6 on this machine
+    fd.Reset(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!fd.Valid()) {
       SetLastErrorFromErrno(errno);
       return listener;
     }
-    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    ::setsockopt(fd.Get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_ANY);
     address.sin_port = htons(port);
-    if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (::bind(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
       SetLastErrorFromErrno(errno);
-      ::close(fd);
       return listener;
     }
   }
-  if (::listen(fd, SOMAXCONN) != 0) {
+  if (::listen(fd.Get(), SOMAXCONN) != 0) {
     SetLastErrorFromErrno(errno);
-    ::close(fd);
     return listener;
   }
   sockaddr_storage bound{};
   socklen_t length = sizeof bound;
-  ::getsockname(fd, reinterpret_cast<sockaddr*>(&bound), &length);
+  ::getsockname(fd.Get(), reinterpret_cast<sockaddr*>(&bound), &length);
   listener.port_ = bound.ss_family == AF_INET6
                        ? ntohs(reinterpret_cast<const sockaddr_in6*>(&bound)->sin6_port)
                        : ntohs(reinterpret_cast<const sockaddr_in*>(&bound)->sin_port);
-  int pipeEnds[2];
-  if (::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0) {
-    SetLastErrorFromErrno(errno);
-    ::close(fd);
+  if (const int error = OpenPipe(O_CLOEXEC | O_NONBLOCK, listener.wakeRead_, listener.wakeWrite_);
+      error != 0) {
+    SetLastErrorFromErrno(error);
     return listener;
   }
-  listener.fd_ = fd;
-  listener.wakeRead_ = pipeEnds[0];
-  listener.wakeWrite_ = pipeEnds[1];
+  listener.fd_ = std::move(fd);
   return listener;
 }
 
@@ -313,56 +273,46 @@ StreamListener StreamListener::ListenUnix(const std::string& path) {
     SetLastError(kErrorInvalidParameter);
     return listener;
   }
-  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (fd < 0) {
+  UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!fd.Valid()) {
     SetLastErrorFromErrno(errno);
     return listener;
   }
-  auto bindIt = [&] {
-    return ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-  };
-  if (!bindIt()) {
-    if (errno != EADDRINUSE) {
-      SetLastErrorFromErrno(errno);
-      ::close(fd);
+  const UnixListenResult listening = ListenOnSocketFile(fd.Get(), SOCK_STREAM, path, address);
+  switch (listening.state) {
+    case UnixListenResult::State::kListening:
+      break;
+    case UnixListenResult::State::kServerLive:
+    case UnixListenResult::State::kStaleKept:
+      SetLastErrorFromErrno(EADDRINUSE);  // the name is taken either way
       return listener;
-    }
-    // A file is there: taken when a server answers on it, stale otherwise.
-    const bool taken = StreamSocket::ConnectUnix(path).Valid();
-    if (taken || ::unlink(path.c_str()) != 0 || !bindIt()) {
-      SetLastErrorFromErrno(EADDRINUSE);
-      ::close(fd);
+    case UnixListenResult::State::kFailed:
+      SetLastErrorFromErrno(listening.error);
       return listener;
-    }
   }
-  // Every local caller may connect, whatever the umask of the process that listens.
-  (void)::chmod(path.c_str(), 0666);
-  int pipeEnds[2];
-  if (::listen(fd, SOMAXCONN) != 0 || ::pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0) {
-    SetLastErrorFromErrno(errno);
-    ::close(fd);
+  if (const int error = OpenPipe(O_CLOEXEC | O_NONBLOCK, listener.wakeRead_, listener.wakeWrite_);
+      error != 0) {
+    SetLastErrorFromErrno(error);
     ::unlink(path.c_str());
     return listener;
   }
-  listener.fd_ = fd;
-  listener.wakeRead_ = pipeEnds[0];
-  listener.wakeWrite_ = pipeEnds[1];
+  listener.fd_ = std::move(fd);
   listener.unixPath_ = path;
   return listener;
 }
 
 StreamSocket StreamListener::Accept() {
-  while (fd_ >= 0) {
-    pollfd p[2] = {{fd_, POLLIN, 0}, {wakeRead_, POLLIN, 0}};
-    const int ready = ::poll(p, 2, -1);
+  while (fd_.Valid()) {
+    pollfd p[2] = {{fd_.Get(), POLLIN, 0}, {wakeRead_.Get(), POLLIN, 0}};
+    const int ready = RetryOnEintr([&] { return ::poll(p, 2, -1); });
     if (ready < 0) {
-      if (errno != EINTR) Backoff();  // out of kernel memory, say: try again shortly
+      Backoff();  // out of kernel memory, say: try again shortly
       continue;
     }
     if (p[1].revents != 0) return StreamSocket();
     if (p[0].revents == 0) continue;
-    const int client = ::accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (client < 0) {
+    UniqueFd client(::accept4(fd_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!client.Valid()) {
       // Nothing ends the listener but Wake: a client that gave up is skipped, and a
       // shortage of descriptors or memory lasts only until connections end, so wait a
       // little instead of spinning on a connection that cannot be taken yet.
@@ -371,22 +321,22 @@ StreamSocket StreamListener::Accept() {
       }
       continue;
     }
-    if (unixPath_.empty()) SetNoDelay(client);
-    return StreamSocket(client);
+    if (unixPath_.empty()) SetNoDelay(client.Get());
+    return StreamSocket(std::move(client));
   }
   return StreamSocket();
 }
 
 void StreamListener::Backoff() noexcept {
   constexpr int kBackoffMs = 10;
-  pollfd p{wakeRead_, POLLIN, 0};
+  pollfd p{wakeRead_.Get(), POLLIN, 0};
   ::poll(&p, 1, kBackoffMs);
 }
 
 void StreamListener::Wake() noexcept {
-  if (wakeWrite_ >= 0) {
+  if (wakeWrite_.Valid()) {
     const char byte = 1;
-    [[maybe_unused]] const ssize_t n = ::write(wakeWrite_, &byte, 1);
+    [[maybe_unused]] const ssize_t n = ::write(wakeWrite_.Get(), &byte, 1);
   }
 }
 

@@ -7,6 +7,9 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <utility>
+
+#include "platform/os/UniqueFd.h"
 
 namespace rdx::os {
 
@@ -25,14 +28,9 @@ enum class IoResult { kOk, kClosed, kTimeout, kError };
 class StreamSocket {
  public:
   StreamSocket() = default;
-  explicit StreamSocket(int fd) noexcept : fd_(fd) {}
-  ~StreamSocket();
-  StreamSocket(StreamSocket&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
-  StreamSocket& operator=(StreamSocket&& other) noexcept;
-  StreamSocket(const StreamSocket&) = delete;
-  StreamSocket& operator=(const StreamSocket&) = delete;
+  explicit StreamSocket(UniqueFd fd) noexcept : fd_(std::move(fd)) {}
 
-  bool Valid() const noexcept { return fd_ >= 0; }
+  bool Valid() const noexcept { return fd_.Valid(); }
 
   // Resolves `host` (empty = this machine) and tries each address in turn; an invalid
   // socket with the last error set when none accepts.
@@ -61,7 +59,7 @@ class StreamSocket {
   void Close() noexcept;
 
  private:
-  int fd_ = -1;
+  UniqueFd fd_;
 };
 
 class StreamListener {
@@ -80,7 +78,7 @@ class StreamListener {
   // fails with 10048.
   static StreamListener ListenUnix(const std::string& path);
 
-  bool Valid() const noexcept { return fd_ >= 0; }
+  bool Valid() const noexcept { return fd_.Valid(); }
   std::uint16_t Port() const noexcept { return port_; }
 
   // Waits for the next connection; invalid only once Wake has been called (or the listener
@@ -93,9 +91,9 @@ class StreamListener {
   void Release() noexcept;
   // Sleeps a little after a failed accept; returns early when woken.
   void Backoff() noexcept;
-  int fd_ = -1;
-  int wakeRead_ = -1;
-  int wakeWrite_ = -1;
+  UniqueFd fd_;
+  UniqueFd wakeRead_;
+  UniqueFd wakeWrite_;
   std::uint16_t port_ = 0;
   std::string unixPath_;  // removed again when the listener closes
 };

@@ -1,5 +1,6 @@
 #pragma once
-// Small text files (unit files) read, replaced whole and removed, with Win32-style codes.
+// Small text files (unit files) read, replaced whole and removed. Results are Win32 codes; the
+// thread's last error is left to the caller.
 
 #include <cstdint>
 #include <string>

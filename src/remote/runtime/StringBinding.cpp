@@ -142,9 +142,9 @@ bool PipeSocketPath(const std::string& endpoint, std::string& path) {
     name.push_back(c == '\\' || c == '/' ? '_' : Lower(c));
   }
   if (name.empty() || name == "." || name == "..") return false;
-  const std::string folder = os::PipeFolder();
-  if (folder.empty()) return false;
-  path = folder + name;
+  const os::OsResult<std::string> folder = os::PipeFolder();
+  if (!folder.ok()) return false;
+  path = folder.value + name;
   return path.size() <= os::MaxSocketPathLength();
 }
 
