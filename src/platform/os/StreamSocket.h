@@ -33,6 +33,8 @@ class StreamSocket {
   StreamSocket& operator=(const StreamSocket&) = delete;
 
   bool Valid() const noexcept { return fd_ >= 0; }
+  // For the event poll; stays owned by the socket.
+  int Descriptor() const noexcept { return fd_; }
 
   // Resolves `host` (empty = this machine) and tries each address in turn; an invalid
   // socket with the last error set when none accepts.
