@@ -52,7 +52,11 @@ struct RpcFixture {
   void* interfaceSpec = sp::CreateServiceProviderInterfaceSpec(&manager);
   rdx::rpc::RpcServer server;
   std::uint16_t port = 0;
-  RpcFixture() {
+  // `extraConnections` beyond the server's limit leave room for the measuring client.
+  explicit RpcFixture(std::size_t extraConnections = 0) {
+    if (extraConnections != 0) {
+      server.SetLimits(rdx::rpc::kPduTimeoutMs, rdx::rpc::kMaxConnections + extraConnections);
+    }
     server.RegisterInterface(static_cast<rdx::rpc::ServerInterface*>(interfaceSpec));
     (void)server.UseTcpPort(0, port);
     (void)server.Listen();
@@ -302,7 +306,7 @@ std::vector<rdx::os::StreamSocket> OpenIdle(std::uint16_t port, int count) {
 }
 
 void RpcPingWithIdleConnections(benchmark::State& state) {
-  RpcFixture fixture;
+  RpcFixture fixture(1);
   const std::size_t threadsBefore = StatusField("Threads:");
   const std::size_t rssBefore = StatusField("VmRSS:");
   const auto idle = OpenIdle(fixture.port, static_cast<int>(state.range(0)));
