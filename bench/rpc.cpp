@@ -225,25 +225,36 @@ double ProcessCpuSeconds() {
   return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
 }
 
-// Calls per second of all threads together, and process CPU time per call (both ends run
-// in this process), kept for the ratio lines.
+// Process CPU time per call (both ends run in this process), kept for the ratio lines; the
+// calls per second of all threads together come from the reported counters.
 struct RateProbe {
-  std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
   double cpu = ProcessCpuSeconds();
-  void Finish(benchmark::State& state, std::map<int, double>& rates,
-              std::map<int, double>& cpuPerCall, std::atomic<std::int64_t>& calls) {
+  void Finish(benchmark::State& state, std::map<int, double>& cpuPerCall,
+              std::atomic<std::int64_t>& calls) {
     calls += state.iterations();
     if (state.thread_index() != 0) return;
-    // Thread 0 finishes last only by chance; the rate is taken from its own time span, which
-    // covers the run of all threads closely enough for a ratio.
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    // Every thread runs about as long as thread 0, so its span stands for the run.
     const double total = static_cast<double>(state.iterations()) * state.threads();
-    rates[state.threads()] = total / seconds;
     cpuPerCall[state.threads()] = (ProcessCpuSeconds() - cpu) / total;
   }
 };
 std::atomic<std::int64_t> gCalls{0};
+
+// Keeps the summed calls_per_second counter of each multi-client run.
+class CallRateReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      const auto counter = run.counters.find("calls_per_second");
+      if (run.run_type != Run::RT_Iteration || counter == run.counters.end()) continue;
+      const std::string name = run.benchmark_name();
+      const int clients = static_cast<int>(run.threads);
+      if (name.rfind("RawConcurrentPings", 0) == 0) gRawCallsPerSecond[clients] = counter->second;
+      if (name.rfind("RpcConcurrentPings", 0) == 0) gRpcCallsPerSecond[clients] = counter->second;
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+};
 
 // One server for all thread counts, so each run measures calls, not start-up.
 RpcFixture* gShared = nullptr;
@@ -255,7 +266,7 @@ void RpcConcurrentPings(benchmark::State& state) {
   for (auto _ : state) {
     if (rdx::rpc::serviceprovider::Ping(handle) == 0) state.SkipWithError("Ping failed");
   }
-  probe.Finish(state, gRpcCallsPerSecond, gRpcCpuPerCall, gCalls);
+  probe.Finish(state, gRpcCpuPerCall, gCalls);
   state.counters["calls_per_second"] =
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
   gul::FreeRpcHandle(handle);
@@ -271,7 +282,7 @@ void RawConcurrentPings(benchmark::State& state) {
     s.SendAll(&byte, 1);
     ReceiveAll(s, &byte, 1);
   }
-  probe.Finish(state, gRawCallsPerSecond, gRawCpuPerCall, gCalls);
+  probe.Finish(state, gRawCpuPerCall, gCalls);
   state.counters["calls_per_second"] =
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
   s.Shutdown();
@@ -349,7 +360,8 @@ int main(int argc, char** argv) {
   gShared = &shared;
   RawServer raw;
   gRawShared = &raw;
-  benchmark::RunSpecifiedBenchmarks();
+  CallRateReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   auto ratio = [](const char* what, const char* a, const char* b) {
     if (gSecondsPerIteration.count(a) != 0 && gSecondsPerIteration.count(b) != 0) {
