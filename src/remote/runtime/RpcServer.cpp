@@ -434,7 +434,12 @@ void RpcServer::Serve(Connection& c) {
   c.dropKeptAt = 0;
   // Nothing is timed while a call runs; Arm sets the next limit.
   if (!c.refusing) c.cutOffAt = 0;
-  const Step step = c.refusing ? ServeRefusal(c) : ServeCalls(c);
+  Step step = Step::kClose;
+  try {
+    step = c.refusing ? ServeRefusal(c) : ServeCalls(c);
+  } catch (...) {
+    // Out of memory for a fragment plan, say: this client is cut off, the server serves on.
+  }
   if (step == Step::kClose || !Arm(c, step)) Close(c, owner);
 }
 
