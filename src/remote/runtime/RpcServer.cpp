@@ -471,7 +471,7 @@ bool RpcServer::Arm(Connection& c, Step step) {
 RpcServer::Step RpcServer::ServeRefusal(Connection& c) {
   std::uint8_t* scratch = Scratch();
   const std::size_t kept = c.input.size();
-  std::memcpy(scratch, c.input.data(), kept);
+  if (kept != 0) std::memcpy(scratch, c.input.data(), kept);
   std::size_t got = 0;
   const os::Transfer r = os::ReceiveSome(c.fd, scratch + kept, kScratchSize - kept, got);
   if (r == os::Transfer::kWouldBlock) return Step::kArmRead;
@@ -589,7 +589,7 @@ RpcServer::Step RpcServer::ServeCalls(Connection& c) {
   for (int reads = 0; reads < kReadsPerTurn; ++reads) {
     // What is kept is less than one PDU now (at most 64 KiB): read on behind it.
     const std::size_t kept = c.input.size();
-    std::memcpy(scratch, c.input.data(), kept);
+    if (kept != 0) std::memcpy(scratch, c.input.data(), kept);
     std::size_t got = 0;
     const os::Transfer r = os::ReceiveSome(c.fd, scratch + kept, kScratchSize - kept, got);
     if (r == os::Transfer::kWouldBlock) return Step::kArmRead;
