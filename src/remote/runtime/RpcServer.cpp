@@ -242,7 +242,7 @@ bool RpcServer::StartEngine() {
     return false;
   }
   const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
-  coreWorkers_ = static_cast<int>(std::clamp(2 * cores, 4u, 16u));
+  coreWorkers_ = static_cast<int>(std::clamp(8 * cores, 16u, 32u));
   {
     std::lock_guard lock(poolMutex_);
     engineStopping_ = false;
