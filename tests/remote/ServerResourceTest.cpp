@@ -1,6 +1,8 @@
-// What a server connection holds is bounded and given back: its descriptor and thread when it
-// ends, whatever the reason; its memory by the call budget and by the time-outs that cut off
-// a stalled request or an unread answer. Waits are bounded; nothing here asserts a duration.
+// What a server connection holds is bounded and given back: its descriptor when it ends,
+// whatever the reason; its memory by the call budget, by the time-outs that cut off a stalled
+// request or an unread answer, and by a close mid-answer. Idle connections cost no thread,
+// and a client that reads nothing holds up nobody. Waits are bounded; nothing here asserts a
+// duration.
 
 #include <gtest/gtest.h>
 
@@ -373,6 +375,69 @@ TEST(ServerResources, ResidentMemoryReturnsOnceSilentClientsAreCutOff) {
               static_cast<unsigned long long>(peak / kMiB),
               static_cast<unsigned long long>(server->ResidentBytes() / kMiB));
   EXPECT_TRUE(server->Running());
+}
+
+TEST(ServerResources, ManyIdleConnectionsCostNoThreadEach) {
+  EchoInterface echo;
+  TestServer server({&echo});
+  std::vector<std::unique_ptr<RawClient>> idle;
+  for (int i = 0; i < 1000; ++i) {
+    idle.push_back(std::make_unique<RawClient>(server.Port(), EchoSyntax()));
+    ASSERT_TRUE(idle.back()->Bound()) << i;
+  }
+  EXPECT_EQ(server.Server().ConnectionCount(), 1000u);
+  EXPECT_LT(OwnThreads(), 64u);
+  // Any of them is served the moment it speaks.
+  for (const std::size_t i : {std::size_t{0}, std::size_t{499}, std::size_t{999}}) {
+    SCOPED_TRACE(i);
+    ASSERT_TRUE(idle[i]->Call(0, {static_cast<std::uint8_t>(i)}));
+    EXPECT_EQ(idle[i]->NextResponse(), Bytes{static_cast<std::uint8_t>(i)});
+  }
+}
+
+TEST(ServerResources, ClientsThatDoNotReadTheirAnswersHoldUpNobodyElse) {
+  EchoInterface echo;
+  ByteBudget budget(512 * kMiB);
+  TestServer server({&echo}, 0, &budget);  // the full PDU time-out: the stalls last
+  // More stalled answers than the server has workers.
+  constexpr int kSlow = 40;
+  constexpr std::uint32_t kAnswer = 4 * kMiB;
+  std::vector<std::unique_ptr<RawClient>> slow;
+  for (int i = 0; i < kSlow; ++i) {
+    slow.push_back(std::make_unique<RawClient>(server.Port(), EchoSyntax()));
+    ASSERT_TRUE(slow.back()->Bound());
+    ASSERT_TRUE(slow.back()->Call(1, EchoStub(kAnswer, 1)));
+  }
+  // Every answer is made and waits for its reader.
+  EXPECT_TRUE(WaitFor([&] { return budget.Used() >= kSlow * std::size_t{kAnswer}; }))
+      << budget.Used();
+  for (int i = 0; i < 8; ++i) {
+    SCOPED_TRACE(i);
+    RawClient other(server.Port(), EchoSyntax());
+    ASSERT_TRUE(other.Bound());
+    ASSERT_TRUE(other.Call(0, {static_cast<std::uint8_t>(i)}));
+    EXPECT_EQ(other.NextResponse(), Bytes{static_cast<std::uint8_t>(i)});
+  }
+  // The stalled clients are still held, not cut off.
+  EXPECT_TRUE(WaitFor([&] { return server.Server().ConnectionCount() == std::size_t{kSlow}; }))
+      << server.Server().ConnectionCount();
+}
+
+TEST(ServerResources, AConnectionClosedMidAnswerGivesBackItsMemory) {
+  EchoInterface echo;
+  ByteBudget budget(256 * kMiB);
+  TestServer server({&echo}, 0, &budget);  // the full PDU time-out: only the close frees it
+  {
+    RawClient client(server.Port(), EchoSyntax());
+    ASSERT_TRUE(client.Bound());
+    ASSERT_TRUE(client.Call(1, EchoStub(64 * kMiB, 1)));
+    PduHeader header;
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(client.Next(header), PduStream::Result::kPdu);
+    EXPECT_EQ(header.type, PduType::kResponse);
+    EXPECT_GE(budget.Used(), 64 * kMiB);
+  }
+  EXPECT_TRUE(WaitFor([&] { return server.Server().ConnectionCount() == 0; }));
+  EXPECT_TRUE(WaitFor([&] { return budget.Used() == 0; })) << budget.Used();
 }
 
 TEST(ServerResources, BudgetSizesReadWithUnits) {

@@ -31,6 +31,8 @@ class StreamSocket {
   explicit StreamSocket(UniqueFd fd) noexcept : fd_(std::move(fd)) {}
 
   bool Valid() const noexcept { return fd_.Valid(); }
+  // For the event poll; stays owned by the socket.
+  int Descriptor() const noexcept { return fd_.Get(); }
 
   // Resolves `host` (empty = this machine) and tries each address in turn; an invalid
   // socket with the last error set when none accepts.

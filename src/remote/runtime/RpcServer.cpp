@@ -1,13 +1,14 @@
 #include "remote/runtime/RpcServer.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "platform/os/LastError.h"
 #include "platform/os/Memory.h"
 #include "remote/runtime/KeepAllowance.h"
-#include "remote/runtime/PduStream.h"
 #include "remote/runtime/StringBinding.h"
 
 namespace rdx::rpc {
@@ -32,10 +33,99 @@ int PduTimeoutFromEnvironment() {
                                                           : kPduTimeoutMs;
 }
 
+// Every connection's bytes are read into its worker's scratch buffer; a connection keeps only
+// the part of a PDU that has not all come yet, so idle connections hold next to nothing.
+constexpr std::size_t kScratchSize = 256 * 1024;
+// A connection's leftover buffer above this size is given back once it empties.
+constexpr std::size_t kKeptInput = 16 * 1024;
+// Workers beyond the core ones end after this long without an event.
+constexpr int kRetireMs = 2'000;
+// Gathered writes of an answer cover at most this many pieces (headers and stub runs).
+constexpr std::size_t kWritePieces = 512;
+
+std::int64_t NowMs() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
+
+std::uint8_t* Scratch() {
+  thread_local std::unique_ptr<std::uint8_t[]> scratch(new std::uint8_t[kScratchSize]);
+  return scratch.get();
+}
+
+// What is still to be written of one answer: a single PDU (bind_ack, fault, ...) and/or the
+// response fragments of a stub, as pieces 0 (the PDU), 1 + 2i (header i), 2 + 2i (stub run i).
+struct Outgoing {
+  std::vector<std::uint8_t> pdu;
+  FragmentPlan plan;
+  std::span<const std::uint8_t> stub;
+  std::size_t fragments = 0;
+  std::size_t piece = 0;
+  std::size_t offset = 0;  // bytes of `piece` written
+  bool pending = false;
+
+  std::size_t Pieces() const { return 1 + 2 * fragments; }
+  os::ConstBuffer Piece(std::size_t i) const {
+    if (i == 0) return {pdu.data(), pdu.size()};
+    const std::size_t k = (i - 1) / 2;
+    if ((i - 1) % 2 == 0) return {plan.headers.data() + k * kCallHeaderSize, kCallHeaderSize};
+    return {stub.data() + plan.offsets[k], plan.offsets[k + 1] - plan.offsets[k]};
+  }
+  void Advance(std::size_t bytes) {
+    while (bytes > 0 && piece < Pieces()) {
+      const std::size_t step = std::min(bytes, Piece(piece).size - offset);
+      offset += step;
+      bytes -= step;
+      if (offset == Piece(piece).size) {
+        ++piece;
+        offset = 0;
+      }
+    }
+    while (piece < Pieces() && Piece(piece).size == 0) ++piece;
+  }
+  void Clear() {
+    pdu.clear();
+    plan = FragmentPlan{};
+    stub = {};
+    fragments = piece = offset = 0;
+    pending = false;
+  }
+};
+
 }  // namespace
 
+struct RpcServer::Connection {
+  Connection(os::StreamSocket s, int descriptor) : socket(std::move(s)), fd(descriptor) {}
+
+  os::StreamSocket socket;  // closed under connectionsMutex_, so never shut down once reused
+  const int fd;
+  bool refusing = false;  // over the limit: answered with bind_nak, then closed
+  std::list<std::unique_ptr<Connection>>::iterator self;
+  // Held by the worker serving the connection; the timer only tries it.
+  std::mutex mutex;
+  // Milliseconds on the steady clock, 0 for none: when the timer cuts the connection off,
+  // and when it gives back a large kept answer buffer of an idle connection.
+  std::atomic<std::int64_t> cutOffAt{0};
+  std::atomic<std::int64_t> dropKeptAt{0};
+  std::atomic<bool> closing{false};
+
+  // Guarded by `mutex`.
+  std::unique_ptr<ServerConnection> state;  // null while refusing
+  ServerAnswer answer;
+  KeepAllowance allowance;  // for answer.stub, which is kept from call to call
+  Outgoing out;
+  bool closeAfterAnswer = false;
+  std::vector<std::uint8_t> input;  // received bytes not yet handled: at most a PDU, unless
+                                    // an answer was still going out when they came
+  std::int64_t pduStartedMs = 0;    // when input's first PDU began to come
+  std::int64_t lastPduMs = 0;       // when the last PDU was handled
+  std::int64_t lastWriteMs = 0;     // when the pending answer last moved
+  bool heldLargeBuffers = false;
+};
+
 RpcServer::RpcServer()
-    : limiter_(kMaxConcurrentCalls),
+    : limiter_(*this),
       pduTimeoutMs_(PduTimeoutFromEnvironment()),
       maxConnections_(kMaxConnections),
       budget_(&ProcessCallBudget()) {}
@@ -113,12 +203,27 @@ std::uint32_t RpcServer::UnregisterInterface(ServerInterface* entry) {
   return registry_.Remove(entry) ? 0 : os::kRpcUnknownInterface;
 }
 
+
+void RpcServer::PoolLimiter::Enter() {
+  // A call may block in its manager: if no other worker is left to watch the sockets, one
+  // more is started, so blocked calls never stall the rest.
+  const int busy = ++server_.busyWorkers_;
+  if (busy >= server_.workerCount_.load()) server_.SpawnWorker();
+  CallLimiter::Enter();
+}
+
+void RpcServer::PoolLimiter::Leave() noexcept {
+  CallLimiter::Leave();
+  --server_.busyWorkers_;
+}
+
 std::uint32_t RpcServer::Listen() {
   os::RaiseDescriptorLimit();
   // Request and answer buffers come and go with connections: mapped apart, they go back to
   // the system when freed. Warm ones that repeated transfers need are kept on purpose.
   os::MapLargeBlocksApart(kMappedApart);
   std::lock_guard lock(stateMutex_);
+  if (!poll_.has_value() && !StartEngine()) return os::kRpcCantCreateEndpoint;
   stopping_ = false;
   listening_ = true;
   for (auto& e : endpoints_) {
@@ -130,8 +235,128 @@ std::uint32_t RpcServer::Listen() {
   return 0;
 }
 
+bool RpcServer::StartEngine() {
+  poll_.emplace();
+  if (!poll_->Valid()) {
+    poll_.reset();
+    return false;
+  }
+  const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+  coreWorkers_ = static_cast<int>(std::clamp(8 * cores, 16u, 32u));
+  {
+    std::lock_guard lock(poolMutex_);
+    engineStopping_ = false;
+    timerStop_ = false;
+  }
+  for (int i = 0; i < coreWorkers_; ++i) SpawnWorker();
+  timer_ = std::thread([this] { TimerLoop(); });
+  return true;
+}
+
+void RpcServer::SpawnWorker() {
+  std::lock_guard lock(poolMutex_);
+  if (engineStopping_) return;
+  const int live = workerCount_.load();
+  if (live >= coreWorkers_ && live - busyWorkers_.load() > 0) return;  // one is free again
+  if (live >= coreWorkers_ + static_cast<int>(kMaxConcurrentCalls)) return;
+  try {
+    workers_.emplace_back();
+    const auto self = std::prev(workers_.end());
+    *self = std::thread([this, self] { WorkerLoop(self); });
+    ++workerCount_;
+  } catch (...) {
+    workers_.pop_back();  // no thread to be had: the ones there serve on
+  }
+}
+
+void RpcServer::StopEngine() {
+  std::list<std::thread> workers;
+  std::vector<std::thread> retired;
+  {
+    std::lock_guard lock(poolMutex_);
+    engineStopping_ = true;
+    timerStop_ = true;
+    workers.swap(workers_);
+    retired.swap(retired_);
+  }
+  timerWake_.notify_all();
+  if (timer_.joinable()) timer_.join();
+  poll_->Wake();
+  for (auto& t : workers) {
+    if (t.joinable()) t.join();
+  }
+  for (auto& t : retired) {
+    if (t.joinable()) t.join();
+  }
+  workerCount_ = 0;
+  poll_.reset();
+}
+
+void RpcServer::WorkerLoop(std::list<std::thread>::iterator self) {
+  for (;;) {
+    os::EventPoll::Event event;
+    const bool extra = workerCount_.load() > coreWorkers_;
+    if (!poll_->Wait(event, extra ? kRetireMs : -1)) {
+      if (!extra) continue;
+      std::lock_guard lock(poolMutex_);
+      if (engineStopping_) continue;  // the wake is coming
+      if (workerCount_.load() > coreWorkers_) {
+        --workerCount_;
+        retired_.push_back(std::move(*self));
+        workers_.erase(self);
+        return;
+      }
+      continue;
+    }
+    if (event.key == nullptr) return;  // the engine stops
+    Serve(*static_cast<Connection*>(event.key));
+  }
+}
+
+void RpcServer::TimerLoop() {
+  const int tickMs = std::clamp(pduTimeoutMs_ / 4, 10, 100);
+  std::unique_lock lock(poolMutex_);
+  while (!timerStop_) {
+    timerWake_.wait_for(lock, std::chrono::milliseconds(tickMs));
+    if (timerStop_) break;
+    std::vector<std::thread> retired;
+    retired.swap(retired_);
+    lock.unlock();
+    for (auto& t : retired) t.join();
+    const std::int64_t now = NowMs();
+    bool dropped = false;
+    {
+      std::lock_guard connections(connectionsMutex_);
+      for (auto& c : connections_) {
+        if (c->closing) continue;
+        const std::int64_t cut = c->cutOffAt.load();
+        if (cut != 0 && now >= cut) {
+          // The worker that gets the hang-up closes it; one inside a call fails its write.
+          c->cutOffAt = 0;
+          c->socket.Shutdown();
+          continue;
+        }
+        const std::int64_t drop = c->dropKeptAt.load();
+        if (drop != 0 && now >= drop && c->mutex.try_lock()) {
+          // Unowned, so idle: its kept answer buffer goes back.
+          if (!c->closing && c->dropKeptAt.load() == drop && c->state) {
+            c->allowance.Drop(c->answer.stub);
+            c->state->AnswerSettled(c->answer);
+            c->dropKeptAt = 0;
+            dropped = true;
+          }
+          c->mutex.unlock();
+        }
+      }
+    }
+    if (dropped) os::ReturnFreeMemory();
+    lock.lock();
+  }
+}
+
 std::uint32_t RpcServer::StopListening() {
   std::vector<std::unique_ptr<Endpoint>> closing;
+  bool engine = false;
   {
     std::lock_guard lock(stateMutex_);
     if (!listening_ && endpoints_.empty()) return os::kRpcNotListening;
@@ -139,6 +364,7 @@ std::uint32_t RpcServer::StopListening() {
     stopping_ = true;
     listening_ = false;
     closing.swap(endpoints_);
+    engine = poll_.has_value();
     if (!wasListening && closing.empty()) return os::kRpcNotListening;
   }
   for (auto& e : closing) e->listener.Wake();
@@ -146,16 +372,16 @@ std::uint32_t RpcServer::StopListening() {
     if (e->acceptor.joinable()) e->acceptor.join();
   }
   closing.clear();  // closes the listening sockets and removes pipe socket files
-  // No acceptor runs any more, so the list only shrinks from here: each connection thread
-  // leaves it as it ends.
-  std::thread last;
+  if (!engine) return 0;
+  // No acceptor runs any more, so the list only shrinks from here: the workers close each
+  // connection once its shut socket reports, or its call returns.
   {
     std::unique_lock lock(connectionsMutex_);
     for (auto& c : connections_) c->socket.Shutdown();
     connectionsEnded_.wait(lock, [&] { return connections_.empty(); });
-    last = std::move(finishedWorker_);
   }
-  if (last.joinable()) last.join();  // it joined the one before it, and so on
+  std::lock_guard lock(stateMutex_);
+  if (!listening_ && poll_.has_value()) StopEngine();
   return 0;
 }
 
@@ -168,102 +394,248 @@ void RpcServer::AcceptLoop(Endpoint* endpoint) {
   for (;;) {
     os::StreamSocket socket = endpoint->listener.Accept();
     if (!socket.Valid() || stopping_) return;
-    std::lock_guard lock(connectionsMutex_);
-    const bool overLimit = served_ >= maxConnections_;
-    // A flood over the limit gets closed at once rather than a thread each.
-    if (overLimit && refusing_ >= kMaxRefusing) continue;
-    auto connection = std::make_unique<Connection>();
-    connection->socket = std::move(socket);
-    connection->refusing = overLimit;
-    Connection* raw = connection.get();
-    connections_.push_back(std::move(connection));
-    raw->self = std::prev(connections_.end());
-    ++(overLimit ? refusing_ : served_);
-    const std::string secondary = endpoint->secondaryAddress;
-    try {
-      raw->worker = std::thread([this, raw, secondary] { Serve(raw, secondary); });
-    } catch (...) {
-      // No thread to serve it: the client sees the connection close.
-      --(overLimit ? refusing_ : served_);
-      connections_.erase(raw->self);
-      if (connections_.empty()) connectionsEnded_.notify_all();
-    }
+    Admit(std::move(socket), endpoint->secondaryAddress);
   }
 }
 
-void RpcServer::Finish(Connection* connection) {
-  std::unique_ptr<Connection> self;
-  std::thread previous;
-  {
-    std::lock_guard lock(connectionsMutex_);
-    // Closed under the lock: StopListening shuts sockets down under it, never a reused one.
-    connection->socket.Close();
-    --(connection->refusing ? refusing_ : served_);
-    self = std::move(*connection->self);
-    connections_.erase(connection->self);
-    previous = std::exchange(finishedWorker_, std::move(self->worker));
+void RpcServer::Admit(os::StreamSocket socket, const std::string& secondaryAddress) {
+  const int fd = os::MakeNonBlocking(socket);
+  if (fd < 0) return;
+  std::lock_guard lock(connectionsMutex_);
+  const bool overLimit = served_ >= maxConnections_;
+  // A flood over the limit gets closed at once rather than held.
+  if (overLimit && refusing_ >= kMaxRefusing) return;
+  auto connection = std::make_unique<Connection>(std::move(socket), fd);
+  Connection* raw = connection.get();
+  raw->refusing = overLimit;
+  try {
+    if (overLimit) {
+      raw->cutOffAt = NowMs() + std::min(kRefusalWaitMs, pduTimeoutMs_);
+    } else {
+      raw->state =
+          std::make_unique<ServerConnection>(registry_, secondaryAddress, &limiter_, budget_);
+    }
+    connections_.push_back(std::move(connection));
+  } catch (...) {
+    return;  // no memory for it: the client sees the connection close
+  }
+  raw->self = std::prev(connections_.end());
+  ++(overLimit ? refusing_ : served_);
+  if (!poll_->Add(fd, os::EventPoll::kReadable, raw)) {
+    --(overLimit ? refusing_ : served_);
+    connections_.erase(raw->self);
     if (connections_.empty()) connectionsEnded_.notify_all();
   }
-  if (previous.joinable()) previous.join();
 }
 
-void RpcServer::Serve(Connection* connection, const std::string& secondaryAddress) {
-  const int pduTimeoutMs = pduTimeoutMs_;
-  // A client that stops reading its answer is cut off like one that stops sending.
-  connection->socket.SetSendTimeout(pduTimeoutMs);
-  PduStream stream(connection->socket);
-  if (connection->refusing) {
-    PduHeader header;
-    std::span<const std::uint8_t> pdu;
-    if (stream.Next(header, pdu, std::min(kRefusalWaitMs, pduTimeoutMs), pduTimeoutMs) ==
-        PduStream::Result::kPdu) {
-      (void)stream.Send(ServerConnection::Refusal(header));
-    }
-    Finish(connection);
-    return;
+void RpcServer::Serve(Connection& c) {
+  std::unique_lock owner(c.mutex);
+  if (c.closing) return;
+  c.dropKeptAt = 0;
+  // Nothing is timed while a call runs; Arm sets the next limit.
+  if (!c.refusing) c.cutOffAt = 0;
+  Step step = Step::kClose;
+  try {
+    step = c.refusing ? ServeRefusal(c) : ServeCalls(c);
+  } catch (...) {
+    // Out of memory for a fragment plan, say: this client is cut off, the server serves on.
   }
-  bool heldLargeBuffers = false;
-  {
-    ServerConnection state(registry_, secondaryAddress, &limiter_, budget_);
-    ServerAnswer answer;
-    KeepAllowance allowance;  // for answer.stub, which is kept from call to call
-    PduHeader header;
-    std::span<const std::uint8_t> pdu;
-    for (;;) {
-      // Idle connections are kept as long as the client likes; only a started PDU, or the
-      // next fragment of a request being reassembled, is timed. A large kept answer buffer
-      // goes back after a while without calls.
-      const bool assembling = state.Assembling();
-      const int idleMs = assembling ? pduTimeoutMs : allowance.Charged() ? kKeptIdleMs : -1;
-      PduStream::Result r = stream.Next(header, pdu, idleMs, pduTimeoutMs);
-      if (r == PduStream::Result::kTimeout && !assembling && allowance.Charged() &&
-          !stream.Started()) {
-        allowance.Drop(answer.stub);
-        state.AnswerSettled(answer);
-        os::ReturnFreeMemory();
-        r = stream.Next(header, pdu, -1, pduTimeoutMs);
-      }
-      if (r != PduStream::Result::kPdu) break;
-      state.Handle(header, pdu, answer);
-      heldLargeBuffers = heldLargeBuffers || state.MemoryHeld() > kFreelyKept;
-      if (!answer.pdu.empty() && stream.Send(answer.pdu) != os::IoResult::kOk) break;
-      if (answer.hasResponse &&
-          stream.SendCall(PduType::kResponse, answer.callId, answer.contextId, 0, answer.stub,
-                          state.FragmentSize()) != os::IoResult::kOk) {
-        break;
-      }
-      if (answer.close) break;
-      // Cleared while the client is still reading the answer, not when the next call needs
-      // it: Dispatch takes a kept answer buffer as zeros.
-      std::fill(answer.stub.begin(), answer.stub.end(), std::uint8_t{0});
-      allowance.Settle(answer.stub);
-      state.AnswerSettled(answer);
+  if (step == Step::kClose || !Arm(c, step)) Close(c, owner);
+}
+
+bool RpcServer::Arm(Connection& c, Step step) {
+  const std::int64_t now = NowMs();
+  if (step == Step::kArmWrite) {
+    // A client that takes no byte of its answer for the PDU time-out is cut off.
+    c.cutOffAt = c.lastWriteMs + pduTimeoutMs_;
+    return poll_->Arm(c.fd, os::EventPoll::kWritable, &c);
+  }
+  if (!c.refusing) {
+    // Idle connections are kept as long as the client likes; only a started PDU, or the
+    // next fragment of a request being reassembled, is timed. A large kept answer buffer
+    // goes back after a while without calls.
+    const bool assembling = c.state->Assembling();
+    if (!c.input.empty()) {
+      c.cutOffAt = c.pduStartedMs + pduTimeoutMs_;
+    } else if (assembling) {
+      c.cutOffAt = c.lastPduMs + pduTimeoutMs_;
+    } else {
+      c.cutOffAt = 0;
     }
-    connection->socket.Shutdown();
-  }  // every buffer of the connection is freed here
+    c.dropKeptAt =
+        c.input.empty() && !assembling && c.allowance.Charged() ? now + kKeptIdleMs : 0;
+  }
+  return poll_->Arm(c.fd, os::EventPoll::kReadable, &c);
+}
+
+RpcServer::Step RpcServer::ServeRefusal(Connection& c) {
+  std::uint8_t* scratch = Scratch();
+  const std::size_t kept = c.input.size();
+  if (kept != 0) std::memcpy(scratch, c.input.data(), kept);
+  std::size_t got = 0;
+  const os::Transfer r = os::ReceiveSome(c.fd, scratch + kept, kScratchSize - kept, got);
+  if (r == os::Transfer::kWouldBlock) return Step::kArmRead;
+  if (r != os::Transfer::kDone) return Step::kClose;
+  const std::size_t size = kept + got;
+  if (size < kHeaderSize) {
+    c.input.assign(scratch, scratch + size);
+    return Step::kArmRead;
+  }
+  PduHeader header;
+  if (!DecodeHeader(std::span<const std::uint8_t>(scratch, kHeaderSize), header) ||
+      header.fragLength < kHeaderSize) {
+    return Step::kClose;
+  }
+  if (size < header.fragLength) {
+    c.input.assign(scratch, scratch + size);
+    return Step::kArmRead;
+  }
+  const std::vector<std::uint8_t> nak = ServerConnection::Refusal(header);
+  const os::ConstBuffer buffer{nak.data(), nak.size()};
+  std::size_t sent = 0;
+  (void)os::SendSome(c.fd, std::span(&buffer, 1), sent);  // a few bytes: they fit
+  return Step::kClose;
+}
+
+RpcServer::Step RpcServer::Flush(Connection& c) {
+  Outgoing& out = c.out;
+  while (out.piece < out.Pieces()) {
+    os::ConstBuffer buffers[kWritePieces];
+    std::size_t count = 0;
+    for (std::size_t i = out.piece; i < out.Pieces() && count < kWritePieces; ++i) {
+      os::ConstBuffer b = out.Piece(i);
+      if (i == out.piece) {
+        b.data = static_cast<const std::uint8_t*>(b.data) + out.offset;
+        b.size -= out.offset;
+      }
+      buffers[count++] = b;
+    }
+    std::size_t sent = 0;
+    switch (os::SendSome(c.fd, std::span(buffers, count), sent)) {
+      case os::Transfer::kDone:
+        out.Advance(sent);
+        c.lastWriteMs = NowMs();
+        break;
+      case os::Transfer::kWouldBlock:
+        out.pending = true;
+        return Step::kArmWrite;
+      case os::Transfer::kClosed:
+      case os::Transfer::kError:
+        return Step::kClose;
+    }
+  }
+  out.pending = false;
+  return AnswerSent(c);
+}
+
+RpcServer::Step RpcServer::AnswerSent(Connection& c) {
+  c.out.Clear();
+  if (c.closeAfterAnswer) return Step::kClose;
+  // Cleared while the client is still reading the answer, not when the next call needs it:
+  // Dispatch takes a kept answer buffer as zeros.
+  std::fill(c.answer.stub.begin(), c.answer.stub.end(), std::uint8_t{0});
+  c.allowance.Settle(c.answer.stub);
+  c.state->AnswerSettled(c.answer);
+  return Step::kMore;
+}
+
+RpcServer::Step RpcServer::HandlePdus(Connection& c, std::span<const std::uint8_t> data,
+                                      std::size_t& used) {
+  used = 0;
+  while (data.size() - used >= kHeaderSize) {
+    PduHeader header;
+    if (!DecodeHeader(data.subspan(used, kHeaderSize), header) ||
+        header.fragLength < kHeaderSize) {
+      return Step::kClose;  // no PDU boundary to go on from
+    }
+    if (data.size() - used < header.fragLength) break;
+    const auto pdu = data.subspan(used, header.fragLength);
+    used += header.fragLength;
+    c.lastPduMs = NowMs();
+    c.state->Handle(header, pdu, c.answer);
+    c.heldLargeBuffers = c.heldLargeBuffers || c.state->MemoryHeld() > kFreelyKept;
+    c.out.pdu = std::move(c.answer.pdu);
+    c.answer.pdu.clear();
+    if (c.answer.hasResponse) {
+      c.out.plan = PlanFragments(PduType::kResponse, c.answer.callId, c.answer.contextId, 0,
+                                 c.answer.stub.size(), c.state->FragmentSize());
+      c.out.stub = c.answer.stub;
+      c.out.fragments = c.out.plan.offsets.size() - 1;
+    }
+    c.closeAfterAnswer = c.answer.close;
+    c.lastWriteMs = c.lastPduMs;
+    c.out.Advance(0);  // skips an empty PDU
+    const Step step = Flush(c);
+    if (step != Step::kMore) return step;
+  }
+  return Step::kMore;
+}
+
+RpcServer::Step RpcServer::ServeCalls(Connection& c) {
+  if (c.out.pending) {
+    const Step step = Flush(c);
+    if (step != Step::kMore) return step;
+  }
+  if (!c.input.empty()) {  // whole PDUs that came while an answer was going out
+    std::size_t used = 0;
+    const Step step = HandlePdus(c, c.input, used);
+    c.input.erase(c.input.begin(), c.input.begin() + static_cast<std::ptrdiff_t>(used));
+    if (used > 0 && !c.input.empty()) c.pduStartedMs = NowMs();
+    if (step != Step::kMore) return step;
+  }
+  std::uint8_t* scratch = Scratch();
+  // A client that keeps the socket full gets a few reads, then waits its turn again.
+  constexpr int kReadsPerTurn = 16;
+  for (int reads = 0; reads < kReadsPerTurn; ++reads) {
+    // What is kept is less than one PDU now (at most 64 KiB): read on behind it.
+    const std::size_t kept = c.input.size();
+    if (kept != 0) std::memcpy(scratch, c.input.data(), kept);
+    std::size_t got = 0;
+    const os::Transfer r = os::ReceiveSome(c.fd, scratch + kept, kScratchSize - kept, got);
+    if (r == os::Transfer::kWouldBlock) return Step::kArmRead;
+    if (r != os::Transfer::kDone) return Step::kClose;
+    const std::size_t size = kept + got;
+    std::size_t used = 0;
+    const Step step = HandlePdus(c, std::span<const std::uint8_t>(scratch, size), used);
+    if (used == size) {
+      c.input.clear();
+      if (c.input.capacity() > kKeptInput) std::vector<std::uint8_t>().swap(c.input);
+    } else {
+      // The first byte of a PDU is timed from the read that brought it.
+      if (kept == 0 || used > 0) c.pduStartedMs = NowMs();
+      c.input.assign(scratch + used, scratch + size);
+    }
+    if (step != Step::kMore) return step;
+    // A read that did not fill the buffer most likely took all there was; the poll reports
+    // anything that came since.
+    if (got < kScratchSize - kept) return Step::kArmRead;
+  }
+  return Step::kArmRead;
+}
+
+void RpcServer::Close(Connection& c, std::unique_lock<std::mutex>& owner) {
+  c.closing = true;
+  poll_->Remove(c.fd);
+  c.socket.Shutdown();
+  // Every buffer of the connection is freed before it stops counting.
+  c.out.Clear();
+  c.allowance.Drop(c.answer.stub);
+  c.answer = ServerAnswer{};
+  c.state.reset();
+  std::vector<std::uint8_t>().swap(c.input);
+  const bool heldLargeBuffers = c.heldLargeBuffers;
+  owner.unlock();
+  {
+    std::lock_guard lock(connectionsMutex_);
+    // Closed under the lock: StopListening and the timer shut sockets down under it, never
+    // a reused one.
+    c.socket.Close();
+    --(c.refusing ? refusing_ : served_);
+    connections_.erase(c.self);  // `c` is gone from here
+    if (connections_.empty()) connectionsEnded_.notify_all();
+  }
   // Large buffers may sit in the allocator's free lists; the system gets them back now.
   if (heldLargeBuffers) os::ReturnFreeMemory();
-  Finish(connection);
 }
 
 }  // namespace rdx::rpc

@@ -1,7 +1,9 @@
 #pragma once
 // The listening side of the run time: endpoints (TCP ports, pipe sockets), the registered
-// interfaces, one accepting thread per endpoint and one thread per connection. The exported
-// listener functions drive the process-wide instance; tests make their own.
+// interfaces, one accepting thread per endpoint, and an event-driven engine: connections are
+// state objects watched by one poll, served by a small pool of workers that grows only while
+// calls block in their managers. The exported listener functions drive the process-wide
+// instance; tests make their own.
 
 #include <atomic>
 #include <condition_variable>
@@ -9,10 +11,13 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "platform/os/EventPoll.h"
 #include "platform/os/StreamSocket.h"
 #include "remote/runtime/ByteBudget.h"
 #include "remote/runtime/ServerConnection.h"
@@ -67,7 +72,7 @@ class RpcServer {
   std::uint32_t StopListening();
   bool Listening() const noexcept { return listening_; }
   // Connections open now, refused ones still waiting for their bind_nak included. A
-  // connection's socket is closed and its thread ended before it stops counting here.
+  // connection's socket is closed and its buffers freed before it stops counting here.
   [[nodiscard]] std::size_t ConnectionCount() const;
 
   // Tighter limits for tests: the time a started PDU (and a stalled answer) may take, and
@@ -88,21 +93,45 @@ class RpcServer {
     os::StreamListener listener;
     std::thread acceptor;
   };
-  struct Connection {
-    os::StreamSocket socket;  // closed by its thread, under connectionsMutex_
-    std::thread worker;
-    bool refusing = false;  // over the limit: answered with bind_nak, then closed
-    std::list<std::unique_ptr<Connection>>::iterator self;
+  struct Connection;  // one client's socket and protocol state, served by any worker
+  enum class Step { kMore, kArmRead, kArmWrite, kClose };
+
+  // The call limit, which also keeps a worker free for the sockets while calls block.
+  class PoolLimiter final : public CallLimiter {
+   public:
+    explicit PoolLimiter(RpcServer& server) : CallLimiter(kMaxConcurrentCalls), server_(server) {}
+    void Enter() override;
+    void Leave() noexcept override;
+
+   private:
+    RpcServer& server_;
   };
 
   void AcceptLoop(Endpoint* endpoint);
-  void Serve(Connection* connection, const std::string& secondaryAddress);
-  // A connection's last act: closes its socket, leaves the list and joins the thread that
-  // ended before it, so no ended thread waits for the next accept to be collected.
-  void Finish(Connection* connection);
+  void Admit(os::StreamSocket socket, const std::string& secondaryAddress);
+  // Starts the poll, the timer and the core workers; false when the system refuses them.
+  bool StartEngine();
+  void StopEngine();
+  void SpawnWorker();
+  void WorkerLoop(std::list<std::thread>::iterator self);
+  void TimerLoop();
+  // Serves one reported event of `c`; the worker that got it owns `c` meanwhile.
+  void Serve(Connection& c);
+  Step ServeCalls(Connection& c);
+  Step ServeRefusal(Connection& c);
+  // Handles the whole PDUs at the front of `data`, sending each answer; `used` receives the
+  // bytes handled.
+  Step HandlePdus(Connection& c, std::span<const std::uint8_t> data, std::size_t& used);
+  // Writes what is pending of the answer without blocking.
+  Step Flush(Connection& c);
+  // After an answer went out: clears its buffer for the next call.
+  Step AnswerSent(Connection& c);
+  bool Arm(Connection& c, Step step);
+  // The last act of the worker that owns `c`: unlocks it, frees it, forgets it.
+  void Close(Connection& c, std::unique_lock<std::mutex>& owner);
 
   InterfaceRegistry registry_;
-  CallLimiter limiter_;
+  PoolLimiter limiter_;
 
   mutable std::mutex stateMutex_;  // guards endpoints_ and listening_ changes; not held
                                    // while joining a thread
@@ -110,16 +139,28 @@ class RpcServer {
   std::atomic<bool> listening_{false};
   std::atomic<bool> stopping_{false};
 
-  mutable std::mutex connectionsMutex_;  // guards the members up to finishedWorker_; never
-                                         // held while a call runs or a thread is joined
+  mutable std::mutex connectionsMutex_;  // guards the members up to connectionsEnded_; never
+                                         // held while a call runs
   std::list<std::unique_ptr<Connection>> connections_;
   std::size_t served_ = 0;    // connections within the limit
   std::size_t refusing_ = 0;  // connections over it, waiting for their bind
-  std::thread finishedWorker_;  // the last connection thread to end, not yet joined
   std::condition_variable connectionsEnded_;  // connections_ became empty
   int pduTimeoutMs_;
   std::size_t maxConnections_;
   ByteBudget* budget_;
+
+  // The engine, present while listening.
+  std::optional<os::EventPoll> poll_;
+  std::mutex poolMutex_;  // guards the members up to timerStop_
+  std::list<std::thread> workers_;
+  std::vector<std::thread> retired_;  // extra workers that ended, to be joined
+  std::thread timer_;
+  bool engineStopping_ = false;
+  bool timerStop_ = false;
+  std::condition_variable timerWake_;
+  std::atomic<int> workerCount_{0};  // live workers
+  std::atomic<int> busyWorkers_{0};  // workers inside a call
+  int coreWorkers_ = 4;
 };
 
 }  // namespace rdx::rpc

@@ -33,42 +33,6 @@ bool Known(PduType type) {
 
 }  // namespace
 
-void InterfaceRegistry::Add(ServerInterface* entry) {
-  std::unique_lock lock(entriesMutex_);
-  if (std::find(entries_.begin(), entries_.end(), entry) == entries_.end()) {
-    entries_.push_back(entry);
-  }
-}
-
-bool InterfaceRegistry::Remove(ServerInterface* entry) {
-  std::unique_lock lock(entriesMutex_);
-  if (entry == nullptr) {  // null stands for every interface, as hosts shutting down pass it
-    entries_.clear();
-    return true;
-  }
-  const auto it = std::find(entries_.begin(), entries_.end(), entry);
-  if (it == entries_.end()) return false;
-  entries_.erase(it);
-  return true;
-}
-
-ServerInterface* InterfaceRegistry::Find(const SyntaxId& syntax) const {
-  std::shared_lock lock(entriesMutex_);
-  for (ServerInterface* entry : entries_) {
-    const SyntaxId& own = entry->Syntax();
-    if (own.uuid == syntax.uuid && own.versionMajor == syntax.versionMajor &&
-        syntax.versionMinor <= own.versionMinor) {
-      return entry;
-    }
-  }
-  return nullptr;
-}
-
-bool InterfaceRegistry::Contains(const ServerInterface* entry) const {
-  std::shared_lock lock(entriesMutex_);
-  return std::find(entries_.begin(), entries_.end(), entry) != entries_.end();
-}
-
 namespace {
 
 // A request buffer up to this size stays with an idle connection; larger ones go back.
@@ -364,7 +328,7 @@ void ServerConnection::Complete(ServerAnswer& answer) {
     return;
   }
   std::uint32_t status = 0;
-  if (limiter_ != nullptr) limiter_->acquire();
+  if (limiter_ != nullptr) limiter_->Enter();
   try {
     const CallMemory::Scope charged(memory_);  // the stubs charge out-arrays to this connection
     status = entry->Dispatch(opnum_, stub_, (drep_[0] & 0xF0) == 0, answer.stub);
@@ -373,7 +337,7 @@ void ServerConnection::Complete(ServerAnswer& answer) {
   } catch (...) {
     status = kFaultUnspecified;
   }
-  if (limiter_ != nullptr) limiter_->release();
+  if (limiter_ != nullptr) limiter_->Leave();
   ReleaseRequest();  // idle connections stay small
   memory_.Count(CallMemory::Slot::kScratch, 0);
   if (status != 0) answer.stub.clear();

@@ -6,36 +6,33 @@
 #include <cstdint>
 #include <map>
 #include <semaphore>
-#include <shared_mutex>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "remote/runtime/ByteBudget.h"
 #include "remote/runtime/CallMemory.h"
+#include "remote/runtime/InterfaceRegistry.h"
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/RpcRuntime.h"
 
 namespace rdx::rpc {
 
-// The interfaces a server publishes. Registered objects are borrowed: they must outlive
-// every connection that may still dispatch to them.
-class InterfaceRegistry {
+// Bounds the calls running at once across all connections of a server. Virtual so the
+// server can learn when a call may block the thread it runs on.
+class CallLimiter {
  public:
-  void Add(ServerInterface* entry);
-  bool Remove(ServerInterface* entry);
-  // The interface with this UUID, the same major version and a minor version not below the
-  // client's; null when none.
-  ServerInterface* Find(const SyntaxId& syntax) const;
-  bool Contains(const ServerInterface* entry) const;
+  explicit CallLimiter(std::ptrdiff_t calls) : slots_(calls) {}
+  virtual ~CallLimiter() = default;
+  CallLimiter(const CallLimiter&) = delete;
+  CallLimiter& operator=(const CallLimiter&) = delete;
+  // Brackets every dispatched call; Enter waits while the limit's calls are running.
+  virtual void Enter() { slots_.acquire(); }
+  virtual void Leave() noexcept { slots_.release(); }
 
  private:
-  mutable std::shared_mutex entriesMutex_;  // guards entries_; never held while dispatching
-  std::vector<ServerInterface*> entries_;
+  std::counting_semaphore<4096> slots_;
 };
-
-// Bounds the calls running at once across all connections of a server.
-using CallLimiter = std::counting_semaphore<4096>;
 
 inline constexpr std::size_t kMaxRequestStub = 4 * 1024 * 1024;
 

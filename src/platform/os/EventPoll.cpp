@@ -1,0 +1,136 @@
+#include "platform/os/EventPoll.h"
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "platform/os/LastError.h"
+
+namespace rdx::os {
+namespace {
+
+std::uint32_t EpollBits(std::uint32_t interest) {
+  std::uint32_t bits = EPOLLONESHOT | EPOLLRDHUP;
+  if ((interest & EventPoll::kReadable) != 0) bits |= EPOLLIN;
+  if ((interest & EventPoll::kWritable) != 0) bits |= EPOLLOUT;
+  return bits;
+}
+
+}  // namespace
+
+EventPoll::EventPoll() {
+  poll_ = ::epoll_create1(EPOLL_CLOEXEC);
+  wake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (poll_ < 0 || wake_ < 0) return;
+  // Level-triggered and never disarmed: once woken, every waiter sees it.
+  epoll_event e{};
+  e.events = EPOLLIN;
+  e.data.ptr = nullptr;
+  if (::epoll_ctl(poll_, EPOLL_CTL_ADD, wake_, &e) != 0) {
+    ::close(wake_);
+    wake_ = -1;
+  }
+}
+
+EventPoll::~EventPoll() {
+  if (wake_ >= 0) ::close(wake_);
+  if (poll_ >= 0) ::close(poll_);
+}
+
+bool EventPoll::Add(int fd, std::uint32_t interest, void* key) noexcept {
+  epoll_event e{};
+  e.events = EpollBits(interest);
+  e.data.ptr = key;
+  if (::epoll_ctl(poll_, EPOLL_CTL_ADD, fd, &e) == 0) return true;
+  SetLastErrorFromErrno(errno);
+  return false;
+}
+
+bool EventPoll::Arm(int fd, std::uint32_t interest, void* key) noexcept {
+  epoll_event e{};
+  e.events = EpollBits(interest);
+  e.data.ptr = key;
+  if (::epoll_ctl(poll_, EPOLL_CTL_MOD, fd, &e) == 0) return true;
+  SetLastErrorFromErrno(errno);
+  return false;
+}
+
+void EventPoll::Remove(int fd) noexcept {
+  epoll_event e{};
+  (void)::epoll_ctl(poll_, EPOLL_CTL_DEL, fd, &e);
+}
+
+bool EventPoll::Wait(Event& event, int timeoutMs) noexcept {
+  epoll_event e{};
+  const int n = ::epoll_wait(poll_, &e, 1, timeoutMs);
+  if (n <= 0) return false;
+  event.key = e.data.ptr;
+  event.readable = (e.events & (EPOLLIN | EPOLLRDHUP)) != 0;
+  event.writable = (e.events & EPOLLOUT) != 0;
+  event.hangUp = (e.events & (EPOLLHUP | EPOLLERR)) != 0;
+  return true;
+}
+
+void EventPoll::Wake() noexcept {
+  const std::uint64_t one = 1;
+  [[maybe_unused]] const ssize_t n = ::write(wake_, &one, sizeof one);
+}
+
+int MakeNonBlocking(StreamSocket& socket) noexcept {
+  const int fd = socket.Descriptor();
+  if (fd < 0) return -1;
+  const int flags = ::fcntl(fd, F_GETFL);
+  if (flags < 0 || ::fcntl(fd, F_SETFL, flags | O_NONBLOCK) != 0) return -1;
+  return fd;
+}
+
+Transfer ReceiveSome(int fd, void* data, std::size_t size, std::size_t& received) noexcept {
+  received = 0;
+  for (;;) {
+    const ssize_t got = ::recv(fd, data, size, 0);
+    if (got > 0) {
+      received = static_cast<std::size_t>(got);
+      return Transfer::kDone;
+    }
+    if (got == 0) return Transfer::kClosed;
+    if (errno == EINTR) continue;
+    if (errno == EAGAIN || errno == EWOULDBLOCK) return Transfer::kWouldBlock;
+    SetLastErrorFromErrno(errno);
+    return errno == ECONNRESET ? Transfer::kClosed : Transfer::kError;
+  }
+}
+
+Transfer SendSome(int fd, std::span<const ConstBuffer> buffers, std::size_t& sent) noexcept {
+  sent = 0;
+  constexpr std::size_t kMaxVectors = 1024;
+  iovec vectors[kMaxVectors];
+  std::size_t count = 0;
+  for (const ConstBuffer& b : buffers) {
+    if (count == kMaxVectors) break;
+    if (b.size == 0) continue;
+    vectors[count++] = {const_cast<void*>(b.data), b.size};
+  }
+  if (count == 0) return Transfer::kDone;
+  msghdr message{};
+  message.msg_iov = vectors;
+  message.msg_iovlen = count;
+  for (;;) {
+    const ssize_t n = ::sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (n >= 0) {
+      sent = static_cast<std::size_t>(n);
+      return Transfer::kDone;
+    }
+    if (errno == EINTR) continue;
+    if (errno == EAGAIN || errno == EWOULDBLOCK) return Transfer::kWouldBlock;
+    SetLastErrorFromErrno(errno);
+    return (errno == EPIPE || errno == ECONNRESET) ? Transfer::kClosed : Transfer::kError;
+  }
+}
+
+}  // namespace rdx::os
