@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/os/Eintr.h"
 #include "platform/os/LastError.h"
 
 namespace rdx::os {
@@ -25,29 +26,21 @@ std::uint32_t EpollBits(std::uint32_t interest) {
 }  // namespace
 
 EventPoll::EventPoll() {
-  poll_ = ::epoll_create1(EPOLL_CLOEXEC);
-  wake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (poll_ < 0 || wake_ < 0) return;
+  poll_.Reset(::epoll_create1(EPOLL_CLOEXEC));
+  wake_.Reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (!Valid()) return;
   // Level-triggered and never disarmed: once woken, every waiter sees it.
   epoll_event e{};
   e.events = EPOLLIN;
   e.data.ptr = nullptr;
-  if (::epoll_ctl(poll_, EPOLL_CTL_ADD, wake_, &e) != 0) {
-    ::close(wake_);
-    wake_ = -1;
-  }
-}
-
-EventPoll::~EventPoll() {
-  if (wake_ >= 0) ::close(wake_);
-  if (poll_ >= 0) ::close(poll_);
+  if (::epoll_ctl(poll_.Get(), EPOLL_CTL_ADD, wake_.Get(), &e) != 0) wake_.Reset();
 }
 
 bool EventPoll::Add(int fd, std::uint32_t interest, void* key) noexcept {
   epoll_event e{};
   e.events = EpollBits(interest);
   e.data.ptr = key;
-  if (::epoll_ctl(poll_, EPOLL_CTL_ADD, fd, &e) == 0) return true;
+  if (::epoll_ctl(poll_.Get(), EPOLL_CTL_ADD, fd, &e) == 0) return true;
   SetLastErrorFromErrno(errno);
   return false;
 }
@@ -56,19 +49,19 @@ bool EventPoll::Arm(int fd, std::uint32_t interest, void* key) noexcept {
   epoll_event e{};
   e.events = EpollBits(interest);
   e.data.ptr = key;
-  if (::epoll_ctl(poll_, EPOLL_CTL_MOD, fd, &e) == 0) return true;
+  if (::epoll_ctl(poll_.Get(), EPOLL_CTL_MOD, fd, &e) == 0) return true;
   SetLastErrorFromErrno(errno);
   return false;
 }
 
 void EventPoll::Remove(int fd) noexcept {
   epoll_event e{};
-  (void)::epoll_ctl(poll_, EPOLL_CTL_DEL, fd, &e);
+  (void)::epoll_ctl(poll_.Get(), EPOLL_CTL_DEL, fd, &e);
 }
 
 bool EventPoll::Wait(Event& event, int timeoutMs) noexcept {
   epoll_event e{};
-  const int n = ::epoll_wait(poll_, &e, 1, timeoutMs);
+  const int n = ::epoll_wait(poll_.Get(), &e, 1, timeoutMs);
   if (n <= 0) return false;
   event.key = e.data.ptr;
   event.readable = (e.events & (EPOLLIN | EPOLLRDHUP)) != 0;
@@ -79,7 +72,7 @@ bool EventPoll::Wait(Event& event, int timeoutMs) noexcept {
 
 void EventPoll::Wake() noexcept {
   const std::uint64_t one = 1;
-  [[maybe_unused]] const ssize_t n = ::write(wake_, &one, sizeof one);
+  [[maybe_unused]] const ssize_t n = ::write(wake_.Get(), &one, sizeof one);
 }
 
 int MakeNonBlocking(StreamSocket& socket) noexcept {
@@ -92,18 +85,15 @@ int MakeNonBlocking(StreamSocket& socket) noexcept {
 
 Transfer ReceiveSome(int fd, void* data, std::size_t size, std::size_t& received) noexcept {
   received = 0;
-  for (;;) {
-    const ssize_t got = ::recv(fd, data, size, 0);
-    if (got > 0) {
-      received = static_cast<std::size_t>(got);
-      return Transfer::kDone;
-    }
-    if (got == 0) return Transfer::kClosed;
-    if (errno == EINTR) continue;
-    if (errno == EAGAIN || errno == EWOULDBLOCK) return Transfer::kWouldBlock;
-    SetLastErrorFromErrno(errno);
-    return errno == ECONNRESET ? Transfer::kClosed : Transfer::kError;
+  const ssize_t got = RetryOnEintr([&] { return ::recv(fd, data, size, 0); });
+  if (got > 0) {
+    received = static_cast<std::size_t>(got);
+    return Transfer::kDone;
   }
+  if (got == 0) return Transfer::kClosed;
+  if (errno == EAGAIN || errno == EWOULDBLOCK) return Transfer::kWouldBlock;
+  SetLastErrorFromErrno(errno);
+  return errno == ECONNRESET ? Transfer::kClosed : Transfer::kError;
 }
 
 Transfer SendSome(int fd, std::span<const ConstBuffer> buffers, std::size_t& sent) noexcept {
@@ -120,17 +110,15 @@ Transfer SendSome(int fd, std::span<const ConstBuffer> buffers, std::size_t& sen
   msghdr message{};
   message.msg_iov = vectors;
   message.msg_iovlen = count;
-  for (;;) {
-    const ssize_t n = ::sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (n >= 0) {
-      sent = static_cast<std::size_t>(n);
-      return Transfer::kDone;
-    }
-    if (errno == EINTR) continue;
-    if (errno == EAGAIN || errno == EWOULDBLOCK) return Transfer::kWouldBlock;
-    SetLastErrorFromErrno(errno);
-    return (errno == EPIPE || errno == ECONNRESET) ? Transfer::kClosed : Transfer::kError;
+  const ssize_t n =
+      RetryOnEintr([&] { return ::sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT); });
+  if (n >= 0) {
+    sent = static_cast<std::size_t>(n);
+    return Transfer::kDone;
   }
+  if (errno == EAGAIN || errno == EWOULDBLOCK) return Transfer::kWouldBlock;
+  SetLastErrorFromErrno(errno);
+  return (errno == EPIPE || errno == ECONNRESET) ? Transfer::kClosed : Transfer::kError;
 }
 
 }  // namespace rdx::os

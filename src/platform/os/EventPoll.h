@@ -8,6 +8,7 @@
 #include <span>
 
 #include "platform/os/StreamSocket.h"
+#include "platform/os/UniqueFd.h"
 
 namespace rdx::os {
 
@@ -23,11 +24,10 @@ class EventPoll {
 
   // Invalid (every call failing) when the system refuses a poll or a wake descriptor.
   EventPoll();
-  ~EventPoll();
   EventPoll(const EventPoll&) = delete;
   EventPoll& operator=(const EventPoll&) = delete;
 
-  bool Valid() const noexcept { return poll_ >= 0 && wake_ >= 0; }
+  bool Valid() const noexcept { return poll_.Valid() && wake_.Valid(); }
 
   // Watches `fd` for one event of `interest` (Interest bits), reported with `key`.
   [[nodiscard]] bool Add(int fd, std::uint32_t interest, void* key) noexcept;
@@ -41,8 +41,8 @@ class EventPoll {
   void Wake() noexcept;
 
  private:
-  int poll_ = -1;
-  int wake_ = -1;
+  UniqueFd poll_;
+  UniqueFd wake_;
 };
 
 // The descriptor of `socket` made non-blocking; -1 when the socket is invalid.
