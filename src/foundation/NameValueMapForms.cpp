@@ -161,7 +161,7 @@ std::string NameValueMap::ToTextString(const std::string& /*label*/) const {
 }
 
 int ReplaceKey(NameValueMap& source, NameValueMap& target, const std::string& oldPrefix,
-               std::string newPrefix) {
+               std::string newPrefix) {  // NOLINT(performance-unnecessary-value-param): exported signature
   try {
     // Re-keying a map into itself must not visit the names it has just added.
     const NameValueMap snapshot = &source == &target ? source : NameValueMap();

@@ -39,7 +39,7 @@ std::filesystem::path WriteSample() {
   std::error_code code;
   std::filesystem::path dir = std::filesystem::temp_directory_path(code);
   if (code) dir = ".";
-  const auto path = dir / ("rdx-demo-config-" + std::to_string(std::random_device{}()) + ".xml");
+  auto path = dir / ("rdx-demo-config-" + std::to_string(std::random_device{}()) + ".xml");
   std::ofstream(path) << kSampleConfig;
   return path;
 }

@@ -46,7 +46,7 @@ int WithServer(Context& context, const ServerArgs& args, const std::string& verb
 
 // A text query: an empty answer with status items is a failure, an empty answer alone is not.
 std::function<bool(IServerProxy&, std::string&, JsonObject&)> TextQuery(
-    std::function<std::string(IServerProxy&)> query) {
+    const std::function<std::string(IServerProxy&)>& query) {
   return [query](IServerProxy& proxy, std::string& text, JsonObject& json) {
     text = query(proxy);
     if (text.empty() && !proxy.GetStatus().ToTextString(nullptr).empty()) return false;

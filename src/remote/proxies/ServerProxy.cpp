@@ -239,6 +239,7 @@ int ServerProxy::Init(const std::string& hostMachine, const std::string& endpoin
   }
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes them by value
 bool ServerProxy::OpenSession(std::string hostMachine, std::string endpoint) {
   Begin(kOpenSession);
   // A connection that never got a session (server silent, or a refused session) is not

@@ -460,7 +460,7 @@ std::string ServerProxyForServerManager::GetServiceName(const std::string& defin
     const pugi::xml_node name =
         document.load_file(definitionFile.c_str()) ? document.select_node("//Name").node()
                                                    : pugi::xml_node();
-    const std::string text = name ? name.text().as_string() : "";
+    std::string text = name ? name.text().as_string() : "";
     if (text.empty()) {
       status_.Append(kIdBase + 20, "RXCDef file '" + definitionFile + "' could be corrupt.",
                      kGetServiceName, "");

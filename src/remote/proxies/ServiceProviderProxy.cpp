@@ -323,6 +323,7 @@ bool ServiceProviderProxy::ExtractAOI(const std::string&) {
   return CallBoolean(kExtractAOI, stub::ExtractAOI);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes it by value
 std::string ServiceProviderProxy::GetStreamingProperties(std::string) {
   std::vector<char> properties = CallerBuffer(kStreamingCapacity);
   const bool answered = CallBoolean(kGetStreamingProperties, [&](void* h, char* s, char* e) {

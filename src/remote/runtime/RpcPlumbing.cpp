@@ -65,6 +65,7 @@ std::string Text(const unsigned char* text) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): exported signature
 bool StartRpcListener(void* interfaceSpec, std::string endpoint, std::string protocolSequence,
                       std::string& errorText, std::int32_t& rpcStatus) {
   try {
