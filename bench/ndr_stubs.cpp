@@ -33,9 +33,7 @@ std::int32_t StreamManager(void*, std::uint16_t, ServerCall& call) {
   return 1;
 }
 
-double Seconds(Clock::duration duration) {
-  return std::chrono::duration<double>(duration).count();
-}
+double Seconds(Clock::duration duration) { return std::chrono::duration<double>(duration).count(); }
 
 void BM_StreamImageBufferStubs(benchmark::State& state) {
   const OperationShape& op = ServiceProviderShape().operations[11];
@@ -47,8 +45,8 @@ void BM_StreamImageBufferStubs(benchmark::State& state) {
     char session[] = "S1";
     char error[] = "AAAAAAAAAAAAAAA";
     std::int32_t size = kImageBytes;
-    const ClientArg args[] = {session, &size, caller.data(), std::int32_t{1}, std::int32_t{2},
-                              error};
+    const ClientArg args[] = {session,         &size,           caller.data(),
+                              std::int32_t{1}, std::int32_t{2}, error};
     ClientCall call(op, args);
     NdrWriter request;
     std::vector<std::uint8_t> response;

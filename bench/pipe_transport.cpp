@@ -119,8 +119,8 @@ BENCHMARK(BM_RawSocketpair)
 
 int main(int argc, char** argv) {
   // The pipes of this run live in a temporary folder of their own.
-  const auto folder = std::filesystem::temp_directory_path() /
-                      ("rdx-bench-pipes-" + std::to_string(::getpid()));
+  const auto folder =
+      std::filesystem::temp_directory_path() / ("rdx-bench-pipes-" + std::to_string(::getpid()));
   setenv("RDX_PIPE_DIR", folder.c_str(), 1);
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();

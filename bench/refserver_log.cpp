@@ -39,8 +39,8 @@ class Server {
     }
     if (child_ != nullptr) {
       reader_ = std::thread([this] {
-        (void)child_->ReadToEnd(64 * 1024, std::chrono::steady_clock::now() +
-                                               std::chrono::hours(24));
+        (void)child_->ReadToEnd(64 * 1024,
+                                std::chrono::steady_clock::now() + std::chrono::hours(24));
       });
     }
   }
@@ -93,10 +93,14 @@ int main(int argc, char** argv) {
   gServers[1] = &logging;
   for (int threads : {2, 16}) {
     // Interleaved, so both see the same share of a busy machine.
-    benchmark::RegisterBenchmark("RefServerPing/log:off", Pings, 0)->Threads(threads)
-        ->UseRealTime()->MinTime(1.0);
-    benchmark::RegisterBenchmark("RefServerPing/log:on", Pings, 1)->Threads(threads)
-        ->UseRealTime()->MinTime(1.0);
+    benchmark::RegisterBenchmark("RefServerPing/log:off", Pings, 0)
+        ->Threads(threads)
+        ->UseRealTime()
+        ->MinTime(1.0);
+    benchmark::RegisterBenchmark("RefServerPing/log:on", Pings, 1)
+        ->Threads(threads)
+        ->UseRealTime()
+        ->MinTime(1.0);
   }
   rdx::bench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -82,22 +82,26 @@ void RunBatches(benchmark::State& state, const std::string& name, LogOne logOne,
   }
   state.SetItemsProcessed(static_cast<std::int64_t>(lines));
   if (state.thread_index() == 0 && lines > 0) {
-    gFigures.Record(name + "/" + std::to_string(state.threads()), seconds * 1e9 / static_cast<double>(lines));
+    gFigures.Record(name + "/" + std::to_string(state.threads()),
+                    seconds * 1e9 / static_cast<double>(lines));
   }
 }
 
 void BM_ReporterLog(benchmark::State& state) {
   Reporter& reporter = SharedReporter();
-  RunBatches(state, "Reporter", [&] { reporter.Log(kLine.c_str()); },
-             [&] { reporter.WaitForNotifications(); });
+  RunBatches(
+      state, "Reporter", [&] { reporter.Log(kLine.c_str()); },
+      [&] { reporter.WaitForNotifications(); });
 }
 
 void BM_SpdlogAsyncLog(benchmark::State& state) {
   spdlog::async_logger& logger = SharedSpdlog();
-  RunBatches(state, "spdlog", [&] { logger.info(std::string_view(kLine)); }, [] {
-    // Untimed: wait until the worker has taken every message.
-    while (SpdlogPool()->queue_size() > 0) std::this_thread::yield();
-  });
+  RunBatches(
+      state, "spdlog", [&] { logger.info(std::string_view(kLine)); },
+      [] {
+        // Untimed: wait until the worker has taken every message.
+        while (SpdlogPool()->queue_size() > 0) std::this_thread::yield();
+      });
 }
 
 void BM_ReporterDrain(benchmark::State& state) {

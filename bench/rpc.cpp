@@ -193,8 +193,8 @@ void RpcStreamImageBuffer(benchmark::State& state) {
   auto call = [&] {
     std::int32_t size = bytes;
     std::memset(error, 'A', sizeof error - 1);
-    return rdx::rpc::serviceprovider::StreamImageBuffer(handle, session, &size, buffer.data(),
-                                                        1, 2, error) != 0 &&
+    return rdx::rpc::serviceprovider::StreamImageBuffer(handle, session, &size, buffer.data(), 1, 2,
+                                                        error) != 0 &&
            size == bytes;
   };
   // Connect, bind and touch the buffers of both ends outside the timing, as the raw
@@ -265,7 +265,6 @@ void RpcConcurrentPings(benchmark::State& state) {
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
   gul::FreeRpcHandle(handle);
 }
-
 
 void RawConcurrentPings(benchmark::State& state) {
   rdx::os::StreamSocket s =
@@ -352,10 +351,16 @@ int main(int argc, char** argv) {
   gRawShared = &raw;
   // Each size raw, then by RPC, so both of a pair see about the same load on a shared machine.
   for (const std::int64_t bytes : kSizes) {
-    benchmark::RegisterBenchmark("RawTransfer", RawTransfer)->Arg(bytes)
-        ->Unit(benchmark::kMicrosecond)->UseRealTime()->MinTime(1.0);
-    benchmark::RegisterBenchmark("RpcStreamImageBuffer", RpcStreamImageBuffer)->Arg(bytes)
-        ->Unit(benchmark::kMicrosecond)->UseRealTime()->MinTime(1.0);
+    benchmark::RegisterBenchmark("RawTransfer", RawTransfer)
+        ->Arg(bytes)
+        ->Unit(benchmark::kMicrosecond)
+        ->UseRealTime()
+        ->MinTime(1.0);
+    benchmark::RegisterBenchmark("RpcStreamImageBuffer", RpcStreamImageBuffer)
+        ->Arg(bytes)
+        ->Unit(benchmark::kMicrosecond)
+        ->UseRealTime()
+        ->MinTime(1.0);
   }
   CallRateReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
@@ -365,9 +370,9 @@ int main(int argc, char** argv) {
                       "RpcPingWithIdleConnections/4000/real_time");
   for (const std::int64_t bytes : kSizes) {
     const std::string suffix = "/" + std::to_string(bytes) + "/min_time:1.000/real_time";
-    reporter.PrintRatio("StreamImageBuffer " + SizeName(bytes) +
-                            " throughput / raw TCP (aim >= 0.80)",
-                        "RpcStreamImageBuffer" + suffix, "RawTransfer" + suffix);
+    reporter.PrintRatio(
+        "StreamImageBuffer " + SizeName(bytes) + " throughput / raw TCP (aim >= 0.80)",
+        "RpcStreamImageBuffer" + suffix, "RawTransfer" + suffix);
   }
   for (const int clients : {2, 16, 128}) {
     if (gRpcCallsPerSecond.count(clients) == 0) continue;

@@ -45,7 +45,8 @@ class BenchManager : public core::IServerCoreManager {
                               std::string& error) override {
     static const std::string answer = std::string("GetServiceInfo") + std::string(50, '.');
     error.clear();
-    if (n < static_cast<std::int32_t>(answer.size())) return static_cast<std::int32_t>(answer.size());
+    if (n < static_cast<std::int32_t>(answer.size()))
+      return static_cast<std::int32_t>(answer.size());
     std::memcpy(text, answer.data(), answer.size());
     return 0;
   }
@@ -140,8 +141,7 @@ int main(int argc, char** argv) {
     std::printf("GetServiceInfo: ServerProxy %.0f calls/s, raw client stub %.0f calls/s, ratio "
                 "proxy/raw %.2f\n",
                 proxy, raw, proxy / raw);
-    std::printf("ratio GetServiceInfo calls/s ServerProxy / raw client stub: %.2f\n",
-                proxy / raw);
+    std::printf("ratio GetServiceInfo calls/s ServerProxy / raw client stub: %.2f\n", proxy / raw);
   }
   return 0;
 }

@@ -87,8 +87,8 @@ struct StubCaller {
     // The answer shortens the error buffer, so it is made per call, as the proxy does.
     std::vector<char> error = rdx::rpc::CallerBuffer(rdx::rpc::kErrorCapacity);
     std::int32_t size = kImageBytes;
-    return rdx::rpc::serviceprovider::StreamImageBuffer(handle, session, &size, buffer.data(), 1,
-                                                        2, error.data()) != 0 &&
+    return rdx::rpc::serviceprovider::StreamImageBuffer(handle, session, &size, buffer.data(), 1, 2,
+                                                        error.data()) != 0 &&
            size == kImageBytes;
   }
 };

@@ -36,8 +36,8 @@ BENCHMARK(BM_SnprintfStackBuffer);
 void BM_PrintToString(benchmark::State& state) {
   unsigned long attempt = 0;
   for (auto _ : state) {
-    std::string text = printToString(kFormat, "imageserver.example.org", 3982ul, ++attempt % 5,
-                                     5ul, 0x6BAu);
+    std::string text =
+        printToString(kFormat, "imageserver.example.org", 3982ul, ++attempt % 5, 5ul, 0x6BAu);
     benchmark::DoNotOptimize(text);
   }
 }

@@ -23,6 +23,9 @@ ctest --preset default
 
 $full || exit 0
 
+step "formatting (the tree matches .clang-format)"
+scripts/format.sh --check
+
 step "API reference (Doxygen; warnings fail)"
 cmake --build --preset default --target docs
 

@@ -15,7 +15,7 @@ namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
 
 const char* const kConfigurationFile = "Global.RXConfig";
 
-std::atomic<IApplicationFramework*> gInstalledFramework {nullptr};
+std::atomic<IApplicationFramework*> gInstalledFramework{nullptr};
 
 }  // namespace
 
@@ -36,7 +36,7 @@ int RDXApplication::Initialize(std::string* message) {
     }
     if (message != nullptr) {
       *message = (gul::doesFileExist(configurationPath_) ? "Configuration read from "
-                                                            : "No configuration file at ") +
+                                                         : "No configuration file at ") +
                  configurationPath_;
     }
     return 1;
@@ -47,8 +47,7 @@ int RDXApplication::Initialize(std::string* message) {
 
 int RDXApplication::LoadConfigFile() {
   configurationPath_ =
-      gul::GetSpecialFolderPath(gul::SpecialFolderPath::UserProductAppData) +
-      kConfigurationFile;
+      gul::GetSpecialFolderPath(gul::SpecialFolderPath::UserProductAppData) + kConfigurationFile;
   // A missing or malformed file leaves the overrides empty: the system folders apply.
   folderOverrides_.LoadXml(configurationPath_, "//FolderPathOverride");
   configurationLoaded_ = true;
@@ -75,8 +74,8 @@ std::string RDXApplication::GetSpecialFolderPath(SpecialFolderNameEnum folder) {
       answer = overrides["DefaultLogs"];
     }
     if (answer.empty()) {
-      answer = gul::GetSpecialFolderPath(
-          static_cast<gul::SpecialFolderPath::SpecialFolder>(folder));
+      answer =
+          gul::GetSpecialFolderPath(static_cast<gul::SpecialFolderPath::SpecialFolder>(folder));
     }
     // An override may be written with Windows separators; either counts as the trailing one.
     if (answer.empty() || (answer.back() != '/' && answer.back() != '\\')) answer += '/';
@@ -131,7 +130,7 @@ int RDXApplication::Shutdown() {
 }  // namespace QUORVAN::Rendix::Global
 
 namespace {
-std::atomic<QUORVAN::Rendix::Global::RDXApplication*> gApplication {nullptr};
+std::atomic<QUORVAN::Rendix::Global::RDXApplication*> gApplication{nullptr};
 }  // namespace
 
 extern "C" {

@@ -43,7 +43,7 @@ class RDXApplication : public IRDXApplication {
   bool configurationLoaded_ = false;
   std::string configurationPath_;
   // When the configuration was last read or tested for change, on the clock file times use.
-  std::chrono::system_clock::time_point lastLoadTime_ {};
+  std::chrono::system_clock::time_point lastLoadTime_{};
   IApplicationFramework* framework_ = nullptr;  // borrowed; set while the framework runs
   // Marks entry into Initialize, Shutdown, SetProperty and GetProperty; it is released at
   // once and guards nothing else, so nothing may rely on it for the maps.

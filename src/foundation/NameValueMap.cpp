@@ -103,8 +103,8 @@ int NameValueMap::Load(std::uint32_t size, const void* buffer) {
   }
 }
 
-int NameValueMap::UpdateUsing(const NameValueMap& other, bool skipEmpty,
-                              const std::string& prefix, const std::string& suffix) {
+int NameValueMap::UpdateUsing(const NameValueMap& other, bool skipEmpty, const std::string& prefix,
+                              const std::string& suffix) {
   try {
     for (const auto& [name, value] : other) {
       if (skipEmpty && value.empty()) continue;

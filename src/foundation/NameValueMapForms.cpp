@@ -34,8 +34,7 @@ std::shared_ptr<rdx::xml::Document> LoadDocument(const std::string& source) {
   const bool namesFile =
       source.find('\0') == std::string::npos && std::filesystem::exists(source, code);
   std::optional<rdx::xml::ParseError> error;
-  auto document =
-      namesFile ? rdx::xml::LoadFile(source, error) : rdx::xml::LoadText(source, error);
+  auto document = namesFile ? rdx::xml::LoadFile(source, error) : rdx::xml::LoadText(source, error);
   return error ? nullptr : document;
 }
 
@@ -55,12 +54,9 @@ std::uint32_t ChildCountAt(const std::shared_ptr<rdx::xml::Document>& document,
 // markup when that is an element (so nested elements come back as XML), "" when it is empty.
 std::string ContentsOf(const pugi::xpath_node& node) {
   switch (rdx::xml::FirstChildKind(node)) {
-    case rdx::xml::FirstChild::kText:
-      return rdx::xml::NodeText(node);
-    case rdx::xml::FirstChild::kOther:
-      return rdx::xml::NodeMarkup(node);
-    case rdx::xml::FirstChild::kNone:
-      break;
+    case rdx::xml::FirstChild::kText: return rdx::xml::NodeText(node);
+    case rdx::xml::FirstChild::kOther: return rdx::xml::NodeMarkup(node);
+    case rdx::xml::FirstChild::kNone: break;
   }
   return "";
 }
@@ -101,10 +97,9 @@ int NameValueMap::LoadXml(const std::string& xml, const std::string& rootPath) {
     for (std::uint32_t i = 0; i < count; ++i) {
       rdx::xml::NodeRef child =
           oneRoot ? children->Item(i)
-                  : rdx::xml::SelectNodes(document,
-                                          gul::StringUtility::printToString(
-                                              "%s/*[%lu]", root.c_str(),
-                                              static_cast<unsigned long>(i) + 1))
+                  : rdx::xml::SelectNodes(
+                        document, gul::StringUtility::printToString(
+                                      "%s/*[%lu]", root.c_str(), static_cast<unsigned long>(i) + 1))
                         ->Item(0);
       if (!child.Live()) continue;
       // The first name wins; sections are often written in order, so try the end first.
@@ -160,8 +155,9 @@ std::string NameValueMap::ToTextString(const std::string& /*label*/) const {
   }
 }
 
-int ReplaceKey(NameValueMap& source, NameValueMap& target, const std::string& oldPrefix,
-               std::string newPrefix) {  // NOLINT(performance-unnecessary-value-param): exported signature
+int ReplaceKey(
+    NameValueMap& source, NameValueMap& target, const std::string& oldPrefix,
+    std::string newPrefix) {  // NOLINT(performance-unnecessary-value-param): exported signature
   try {
     // Re-keying a map into itself must not visit the names it has just added.
     const NameValueMap snapshot = &source == &target ? source : NameValueMap();

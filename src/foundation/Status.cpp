@@ -55,8 +55,8 @@ bool Status::Clear(const std::string& source) {
   return true;
 }
 
-void Status::clear(std::int32_t /*id*/, const std::string& /*message*/,
-                   const std::string& source, const std::string& /*details*/) {
+void Status::clear(std::int32_t /*id*/, const std::string& /*message*/, const std::string& source,
+                   const std::string& /*details*/) {
   // Only resets: the arguments of an item are accepted for call-site symmetry, none is added.
   Clear(source);
 }

@@ -13,8 +13,8 @@ using QUORVAN::Rendix::GeneralUtilityLib::StringUtility::printToString;
 std::string GetStatusAsReportText(const Status& status) {
   std::string text;
   for (const StatusItem& item : status.items) {
-    text += printToString("\n%s : %s", getFormattedTime().c_str(),
-                          item.ToTextString(nullptr).c_str());
+    text +=
+        printToString("\n%s : %s", getFormattedTime().c_str(), item.ToTextString(nullptr).c_str());
   }
   return text;
 }
@@ -23,11 +23,10 @@ std::string GetStatusAsReportXml(const Status& status) {
   std::string text;
   for (const StatusItem& item : status.items) {
     // Texts are inserted as they are: readers of this form have always taken it unescaped.
-    text += printToString(
-        "\n\t<Item><Time>%s</Time>\n\t\t<ID>%06X</ID>\n\t\t<Source>%s</Source>"
-        "\n\t\t<Message>%s</Message>\n\t\t<Details>%s</Details></Item>",
-        getFormattedTime().c_str(), static_cast<unsigned>(item.id), item.source.c_str(),
-        item.message.c_str(), item.details.c_str());
+    text += printToString("\n\t<Item><Time>%s</Time>\n\t\t<ID>%06X</ID>\n\t\t<Source>%s</Source>"
+                          "\n\t\t<Message>%s</Message>\n\t\t<Details>%s</Details></Item>",
+                          getFormattedTime().c_str(), static_cast<unsigned>(item.id),
+                          item.source.c_str(), item.message.c_str(), item.details.c_str());
   }
   return text;
 }

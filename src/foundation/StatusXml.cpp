@@ -66,8 +66,8 @@ void AppendPreparedSource(std::string& out, const std::string& source) {
   std::string_view rest = source;
   std::string stripped;
   const std::size_t found = rdx::foundation::FindText(source, kPrefix, 0, true);
-  if (found == 0 && rdx::foundation::FindText(source, kPrefix, kPrefix.size(), true) ==
-                        std::string::npos) {
+  if (found == 0 &&
+      rdx::foundation::FindText(source, kPrefix, kPrefix.size(), true) == std::string::npos) {
     // The usual source: one prefix in front, which no removal can join with another.
     rest.remove_prefix(kPrefix.size());
   } else if (found != std::string::npos) {

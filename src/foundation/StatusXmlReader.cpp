@@ -217,8 +217,8 @@ bool StatusXmlReader::ReadItem(std::uint32_t index,
 }
 
 std::int32_t StatusXmlReader::ParseId(const std::string& text) {
-  if (!text.empty() && QUORVAN::Rendix::GeneralUtilityLib::StringUtility::isEqual(
-                           text, "Unknown ID", true)) {
+  if (!text.empty() &&
+      QUORVAN::Rendix::GeneralUtilityLib::StringUtility::isEqual(text, "Unknown ID", true)) {
     return -1;
   }
   // strtoul with base 16 and a 32-bit unsigned long: blanks, a sign, an optional "0x", then

@@ -180,8 +180,12 @@ bool toBoolean(const std::string& s, bool defaultValue) {
   if (word == "OFF") return false;
   if (word.empty()) return defaultValue;
   switch (word.front()) {
-    case '1': case 'T': case 'Y': return true;
-    case '0': case 'F': case 'N': return false;
+    case '1':
+    case 'T':
+    case 'Y': return true;
+    case '0':
+    case 'F':
+    case 'N': return false;
     default: return defaultValue;
   }
 }
@@ -191,8 +195,8 @@ bool toBoolean(const std::string& s, bool defaultValue) {
 std::string getFormattedTime() {
   const auto now = std::chrono::system_clock::now();
   const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-  const auto millis = std::chrono::duration_cast<std::chrono::milliseconds>(
-                          now.time_since_epoch()).count() % 1000;
+  const auto millis =
+      std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000;
   std::tm local{};
   localtime_r(&seconds, &local);
   char text[96];  // room for any int fields, so no truncation is possible
@@ -364,9 +368,9 @@ std::string StripProductPrefix(std::string source) {
   // Removing one prefix can join another around the gap: the leftmost one left is searched
   // for again, and no match can start earlier than just before the removal.
   for (std::size_t found = FindText(source, kProductPrefix, 0, true); found != std::string::npos;
-       found = FindText(source, kProductPrefix,
-                        found >= kProductPrefix.size() ? found - kProductPrefix.size() + 1 : 0,
-                        true)) {
+       found =
+           FindText(source, kProductPrefix,
+                    found >= kProductPrefix.size() ? found - kProductPrefix.size() + 1 : 0, true)) {
     source.erase(found, kProductPrefix.size());
   }
   return source;

@@ -126,8 +126,7 @@ void* SimpleBufferPool::Alloc(std::uint32_t size) {
     for (auto it = freeList_.begin(); it != freeList_.end(); ++it) {
       const std::uint32_t capacity = Capacity(*it);
       // Single precision on purpose: a request of 0 gives a ratio of 0 and never reuses a block.
-      if (capacity < size ||
-          !(static_cast<float>(size) / static_cast<float>(capacity) > 0.0f)) {
+      if (capacity < size || !(static_cast<float>(size) / static_cast<float>(capacity) > 0.0f)) {
         continue;
       }
       const std::uint32_t slack = capacity - size;

@@ -41,7 +41,9 @@ std::string RemoteScript(const std::string& keyPath) {
     }
   }
   return "d=\"${RDX_REGISTRY_ROOT:-/etc/quorvan/registry}\"; [ -d \"$d\" ] || exit 2; "
-         "for level in" + levels + " values; do "
+         "for level in" +
+         levels +
+         " values; do "
          "[ -r \"$d\" ] && [ -x \"$d\" ] || exit 5; "
          "want=$(printf %s \"$level\" | tr A-Z a-z); next=; "
          "for e in \"$d\"/* \"$d\"/.[!.]*; do [ -e \"$e\" ] || continue; "
@@ -61,9 +63,16 @@ KeyRead ReadRemoteKey(const std::string& machine, const std::string& keyPath) {
   const char* sshOverride = std::getenv("RDX_SSH");
   const std::string ssh = (sshOverride != nullptr && *sshOverride != '\0') ? sshOverride : "ssh";
   // Batch mode: the user's keys or nothing; a password prompt would hang a service.
-  const std::vector<std::string> argv = {ssh, "-o", "BatchMode=yes", "-o", "ConnectTimeout=10",
-                                         "-T", "--", machine,
-                                         "sh -c " + rdx::platform::ShellQuoted(RemoteScript(keyPath))};
+  const std::vector<std::string> argv = {
+      ssh,
+      "-o",
+      "BatchMode=yes",
+      "-o",
+      "ConnectTimeout=10",
+      "-T",
+      "--",
+      machine,
+      "sh -c " + rdx::platform::ShellQuoted(RemoteScript(keyPath))};
   const rdx::os::ChildResult child = rdx::os::RunChild(argv, kMaxRemoteBytes, kRemoteTimeout);
   if (!child.started || child.timedOut || child.exitCode == kSshFailed || child.exitCode < 0) {
     result.code = rdx::os::kErrorBadNetPath;
@@ -89,7 +98,8 @@ std::string GetRendixCommonFilesFolder(const std::string& machine, std::int32_t&
     KeyRead key;
     const bool local = rdx::os::IsThisMachine(machine);
     if (local) {
-      const rdx::os::RegistryRead found = rdx::os::FindRegistryKey(rdx::os::RegistryRoot(), keyPath);
+      const rdx::os::RegistryRead found =
+          rdx::os::FindRegistryKey(rdx::os::RegistryRoot(), keyPath);
       key.code = found.code;
     } else {
       key = ReadRemoteKey(machine, keyPath);
@@ -122,8 +132,7 @@ std::string GetRendixCommonFilesFolder(const std::string& machine, std::int32_t&
       return "";
     }
     // Forward slashes on purpose: the folder is meant to be used from other machines.
-    return rdx::platform::WithTrailingSlash(
-        rdx::platform::ForwardSlashes(chopSpaces(value.value)));
+    return rdx::platform::WithTrailingSlash(rdx::platform::ForwardSlashes(chopSpaces(value.value)));
   } catch (...) {
     errorCode = static_cast<std::int32_t>(rdx::os::kErrorNotEnoughMemory);
     errorText = GetLastErrorText(errorCode);

@@ -60,8 +60,8 @@ void DestroyGlobalBufferAllocator() {
   gGlobalAllocator = nullptr;
 }
 
-double ComputePixelSize(double x0, double y0, double x1, double y1, double x2, double y2,
-                        double x3, double y3, int rowCount, int columnCount) {
+double ComputePixelSize(double x0, double y0, double x1, double y1, double x2, double y2, double x3,
+                        double y3, int rowCount, int columnCount) {
   const double p0p3 = std::hypot(x3 - x0, y3 - y0);
   const double p1p2 = std::hypot(x2 - x1, y2 - y1);
   const double p0p1 = std::hypot(x1 - x0, y1 - y0);

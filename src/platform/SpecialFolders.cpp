@@ -129,12 +129,13 @@ std::string getShellFolder(int folderId) {
   try {
     std::string folder;
     switch (folderId) {
-      case 5: folder = DocumentsFolder(); break;                             // documents
-      case 26: folder = XdgFolder("XDG_CONFIG_HOME", ".config"); break;      // roaming data
-      case 28: folder = XdgFolder("XDG_DATA_HOME", ".local/share"); break;   // local data
-      case 35: folder = "/var/lib"; break;                                   // common data
-      case 38: case 43: folder = "/opt"; break;                              // program files
-      case 40: folder = rdx::os::HomeFolder(); break;                        // profile
+      case 5: folder = DocumentsFolder(); break;                            // documents
+      case 26: folder = XdgFolder("XDG_CONFIG_HOME", ".config"); break;     // roaming data
+      case 28: folder = XdgFolder("XDG_DATA_HOME", ".local/share"); break;  // local data
+      case 35: folder = "/var/lib"; break;                                  // common data
+      case 38:
+      case 43: folder = "/opt"; break;                 // program files
+      case 40: folder = rdx::os::HomeFolder(); break;  // profile
       default: return "";
     }
     return folder.empty() ? "" : WithTrailingSlash(folder);

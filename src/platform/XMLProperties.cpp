@@ -106,8 +106,7 @@ bool XMLProperties::selectNode(const std::string& xpath, std::uint32_t index) {
     attributes_.clear();
     return dom_->current.Live();
   } catch (...) {
-    Fail(StringUtility::printToString("Could not select XML node; XPath: '%s'",
-                                      xpath.c_str()));
+    Fail(StringUtility::printToString("Could not select XML node; XPath: '%s'", xpath.c_str()));
     return false;
   }
 }
@@ -119,8 +118,7 @@ std::uint32_t XMLProperties::getNumNodes(const std::string& xpath) {
     const std::size_t length = dom_->nodeList->Length();
     return length >= kNoCount ? kNoCount : static_cast<std::uint32_t>(length);
   } catch (...) {
-    Fail(StringUtility::printToString("Could not count nodes in XML; XPath: '%s'",
-                                      xpath.c_str()));
+    Fail(StringUtility::printToString("Could not count nodes in XML; XPath: '%s'", xpath.c_str()));
     return kNoCount;
   }
 }
@@ -167,12 +165,9 @@ std::string XMLProperties::getNodeContents(const std::string& defaultValue) {
   try {
     if (dom_->current.Live()) {
       switch (rdx::xml::FirstChildKind(dom_->current.node)) {
-        case rdx::xml::FirstChild::kNone:
-          return defaultValue;
-        case rdx::xml::FirstChild::kText:
-          return rdx::xml::NodeText(dom_->current.node);
-        case rdx::xml::FirstChild::kOther:
-          return rdx::xml::NodeMarkup(dom_->current.node);
+        case rdx::xml::FirstChild::kNone: return defaultValue;
+        case rdx::xml::FirstChild::kText: return rdx::xml::NodeText(dom_->current.node);
+        case rdx::xml::FirstChild::kOther: return rdx::xml::NodeMarkup(dom_->current.node);
       }
     }
   } catch (...) {

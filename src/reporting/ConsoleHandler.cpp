@@ -14,7 +14,8 @@ void ConsoleHandler::Log(const char* line) {
   try {
     GeneralUtilityLib::Status status;
     status.Append(std::string(line));
-    const std::string text = rdx::reporting::FormatWithoutArguments(Object::GetAsReportText(status));
+    const std::string text =
+        rdx::reporting::FormatWithoutArguments(Object::GetAsReportText(status));
     std::fwrite(text.data(), 1, text.size(), stdout);
   } catch (...) {
   }

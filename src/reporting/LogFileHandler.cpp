@@ -24,8 +24,8 @@ int LogFileHandler::SetLogFile(const std::string& folder, const std::string& fil
   if (fileName.empty()) return 0;
   try {
     std::string path = folder.empty() ? GeneralUtilityLib::GetSpecialFolderPath(
-                                             GeneralUtilityLib::SpecialFolderPath::UserLogs)
-                                       : folder;
+                                            GeneralUtilityLib::SpecialFolderPath::UserLogs)
+                                      : folder;
     for (char& c : path) {
       if (c == '\\') c = '/';
     }

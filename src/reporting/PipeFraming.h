@@ -8,7 +8,7 @@
 
 namespace QUORVAN::Rendix::Global::pipeframing {
 
-constexpr char kLastRecord = 'L';  // the message ends with this record
+constexpr char kLastRecord = 'L';   // the message ends with this record
 constexpr char kMoreRecords = 'M';  // further records of the same message follow
 // Well below the default socket buffer (212992 bytes), so every record fits one send.
 constexpr std::size_t kRecordPayloadBytes = 64u << 10;

@@ -69,7 +69,8 @@ bool PipeSender::SendMessageW(const std::string& message) {
     std::size_t offset = 0;
     std::uint32_t failed = 0;
     if (message.empty()) {
-      failed = state_->socket.Send(nullptr, 0, nullptr, 0);  // nothing to send, but is it connected?
+      failed =
+          state_->socket.Send(nullptr, 0, nullptr, 0);  // nothing to send, but is it connected?
     }
     while (failed == 0 && offset < message.size()) {
       const std::size_t size = std::min(kRecordPayloadBytes, message.size() - offset);

@@ -75,14 +75,25 @@ std::string FormatWithoutArguments(const std::string& format) {
     const char conversion = format[i++];
     switch (conversion) {
       case '%': out += '%'; break;
-      case 'd': case 'i': AppendFormatted(out, directive + conversion, 0); break;
-      case 'u': case 'o': case 'x': case 'X': AppendFormatted(out, directive + conversion, 0u); break;
-      case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A':
-        AppendFormatted(out, directive + conversion, 0.0);
-        break;
+      case 'd':
+      case 'i': AppendFormatted(out, directive + conversion, 0); break;
+      case 'u':
+      case 'o':
+      case 'x':
+      case 'X': AppendFormatted(out, directive + conversion, 0u); break;
+      case 'f':
+      case 'F':
+      case 'e':
+      case 'E':
+      case 'g':
+      case 'G':
+      case 'a':
+      case 'A': AppendFormatted(out, directive + conversion, 0.0); break;
       case 's': AppendFormatted(out, directive + 's', ""); break;
       case 'p': AppendFormatted(out, directive + 's', "(nil)"); break;
-      case 'c': case 'n': case 'm': break;  // a zero character, a write-back, errno: nothing
+      case 'c':
+      case 'n':
+      case 'm': break;  // a zero character, a write-back, errno: nothing
       default: out.append(format, start, i - start); break;  // unknown: printed as it stands
     }
   }

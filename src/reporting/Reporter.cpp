@@ -39,9 +39,8 @@ void Reporter::State::NotifySinks() {
       }
       if (!have) {
         std::unique_lock lock(drainLock);
-        drainChanged.wait_for(lock, kIdlePoll, [&] {
-          return stop.load() || drainRequested.load() != requestsSeen;
-        });
+        drainChanged.wait_for(lock, kIdlePoll,
+                              [&] { return stop.load() || drainRequested.load() != requestsSeen; });
         requestsSeen = drainRequested.load();
         continue;
       }

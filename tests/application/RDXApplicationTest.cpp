@@ -31,7 +31,10 @@ class ApplicationTest : public ::testing::Test {
 
 struct CountingFramework : IApplicationFramework {
   explicit CountingFramework(bool succeeds) : startSucceeds(succeeds) {}
-  bool Start() override { ++starts; return startSucceeds; }
+  bool Start() override {
+    ++starts;
+    return startSucceeds;
+  }
   void Shutdown() override { ++shutdowns; }
   bool startSucceeds;
   int starts = 0, shutdowns = 0;
@@ -52,11 +55,16 @@ TEST_F(ApplicationTest, OneSharedObjectUntilDestroyed) {
 
 TEST_F(ApplicationTest, LogsFolderFollowsTheOverride) {
   const std::string systemLogs = ConfigurationFolder(env_) + "Logs/";
-  struct Row { const char* name; std::string configuration, expectedLogs; };  // "" = no file
+  struct Row {
+    const char* name;
+    std::string configuration, expectedLogs;
+  };  // "" = no file
   const Row rows[] = {
       {"no file", "", systemLogs},
-      {"override", "<Cfg><FolderPathOverride><DefaultLogs>/srv/logs</DefaultLogs>"
-                   "</FolderPathOverride></Cfg>", "/srv/logs/"},
+      {"override",
+       "<Cfg><FolderPathOverride><DefaultLogs>/srv/logs</DefaultLogs>"
+       "</FolderPathOverride></Cfg>",
+       "/srv/logs/"},
       {"override with separator, any case",
        "<Cfg><FolderPathOverride><defaultlogs>/srv/logs/</defaultlogs></FolderPathOverride></Cfg>",
        "/srv/logs/"},
@@ -96,7 +104,10 @@ TEST_F(ApplicationTest, FrameworkStartsOnlyWhenAskedAndOnce) {
     int starts, shutdowns;  // after two Initialize and two Shutdown calls
   };
   const Row rows[] = {
-      {nullptr, true, 0, 0}, {"no", true, 0, 0}, {" Yes ", true, 1, 1}, {"true", false, 2, 0},
+      {nullptr, true, 0, 0},
+      {"no", true, 0, 0},
+      {" Yes ", true, 1, 1},
+      {"true", false, 2, 0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.initializeGf != nullptr ? row.initializeGf : "(unset)");
@@ -123,18 +134,18 @@ TEST_F(ApplicationTest, EachConfigurationChangeIsReportedOnce) {
   EXPECT_FALSE(app.HasConfigFileChanged());  // nothing loaded, no file
   const std::string path = WriteConfiguration(env_, "<Cfg/>");
   // Written before the load: not a change.
-  ASSERT_EQ(rdx::os::SetLastWriteTime(path, std::chrono::system_clock::now() -
-                                                 std::chrono::seconds(10)),
-            0u);
+  ASSERT_EQ(
+      rdx::os::SetLastWriteTime(path, std::chrono::system_clock::now() - std::chrono::seconds(10)),
+      0u);
   ASSERT_EQ(app.Initialize(nullptr), 1);
   EXPECT_EQ(app.ConfigurationPath(), path);
   EXPECT_FALSE(app.HasConfigFileChanged());
 
   // Rewritten later: reported by the next call only.
   WriteConfiguration(env_, "<Cfg><A>1</A></Cfg>");
-  ASSERT_EQ(rdx::os::SetLastWriteTime(path, std::chrono::system_clock::now() +
-                                                 std::chrono::seconds(5)),
-            0u);
+  ASSERT_EQ(
+      rdx::os::SetLastWriteTime(path, std::chrono::system_clock::now() + std::chrono::seconds(5)),
+      0u);
   EXPECT_TRUE(app.HasConfigFileChanged());
   EXPECT_FALSE(app.HasConfigFileChanged());
 

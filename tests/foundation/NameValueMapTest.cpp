@@ -39,7 +39,11 @@ int LoadExact(NameValueMap& map, const std::string& block) {
 TEST(NameValueMap, TextFormAndFlatBlockAndNamesThatIgnoreCase) {
   NameValueMap map = MapOf({{"b", "2"}, {"A", "1"}});
   EXPECT_EQ(map.ToTextString("ignored label"), "|A:1|b:2");
-  EXPECT_EQ(Saved(map), std::string("A\0" "1\0" "b\0" "2\0", 8));
+  EXPECT_EQ(Saved(map), std::string("A\0"
+                                    "1\0"
+                                    "b\0"
+                                    "2\0",
+                                    8));
   std::uint32_t size = 7;
   char small[7] = {};
   EXPECT_EQ(map.Save(&size, small), 0);
@@ -64,11 +68,20 @@ TEST(NameValueMap, TextFormAndFlatBlockAndNamesThatIgnoreCase) {
 }
 
 TEST(NameValueMap, LoadReadsBlocksOfOlderPeers) {
-  struct Row { const char* label; std::string block; Pairs pairs; };
+  struct Row {
+    const char* label;
+    std::string block;
+    Pairs pairs;
+  };
   const Row rows[] = {
       {"last empty value dropped", std::string("k\0\0", 3), {}},
       {"earlier empty value kept", std::string("k\0\0m\0v\0", 7), {{"k", ""}, {"m", "v"}}},
-      {"first spelling wins", std::string("Port\0" "1\0PORT\0" "2\0", 14), {{"Port", "1"}}},
+      {"first spelling wins",
+       std::string("Port\0"
+                   "1\0PORT\0"
+                   "2\0",
+                   14),
+       {{"Port", "1"}}},
       {"empty name swallows a string", std::string("\0x\0y\0k\0v\0", 9), {{"", "y"}, {"k", "v"}}},
       {"value without its NUL", std::string("a\0bc", 4), {{"a", "bc"}}},
       {"name without a value", std::string("a\0b\0name\0", 9), {{"a", "b"}}},
@@ -112,7 +125,10 @@ TEST(NameValueMap, FlatBlocksRoundTripAndSurviveAnyCut) {
 }
 
 TEST(NameValueMap, WritesXml) {
-  struct Row { Pairs pairs; const char* xml; };
+  struct Row {
+    Pairs pairs;
+    const char* xml;
+  };
   const Row rows[] = {
       {{{"A", "x&y"}}, "<Props><A>x_y</A>\n</Props>"},
       {{{"A", "a<b"}, {"b", "c>d"}}, "<Props><A>a_b</A>\n<b>c>d</b>\n</Props>"},
@@ -129,14 +145,23 @@ TEST(NameValueMap, WritesXml) {
 }
 
 TEST(NameValueMap, LoadsXml) {
-  struct Row { const char* xml; const char* root; int result; Pairs pairs; };
+  struct Row {
+    const char* xml;
+    const char* root;
+    int result;
+    Pairs pairs;
+  };
   const Row rows[] = {
-      {"<Cfg><Port>80</Port><Host>a</Host><port>81</port></Cfg>", "/*", 1,
+      {"<Cfg><Port>80</Port><Host>a</Host><port>81</port></Cfg>",
+       "/*",
+       1,
        {{"Host", "a"}, {"Port", "80"}}},
       {"<Cfg>\n  <A>1</A>\n  <!-- skip -->\n  <B>2</B>\n</Cfg>", "", 1, {{"A", "1"}, {"B", "2"}}},
       {"<Cfg><A><i>1</i>t</A><E/></Cfg>", "/*", 1, {{"A", "<A><i>1</i>t</A>"}, {"E", ""}}},
       // Child i is the first i-th child of any S; the count comes from the first S.
-      {"<R><S><!--c--><A>1</A></S><S><B>2</B><C>3</C></S><S/></R>", "//S", 1,
+      {"<R><S><!--c--><A>1</A></S><S><B>2</B><C>3</C></S><S/></R>",
+       "//S",
+       1,
        {{"A", "1"}, {"C", "3"}}},
       {"<R><S><A>1</A></S></R>", "/R/T", 0, {}},
       {"", "/*", 0, {}},
@@ -177,7 +202,11 @@ TEST(NameValueMap, MergesUnderNewNames) {
   EXPECT_EQ(target.UpdateUsing(other, false, "", "_1"), 1);
   EXPECT_EQ(PairsOf(target), (Pairs{{"Host_1", ""}, {"Port_1", "80"}, {"svc.port", "80"}}));
 
-  struct Row { const char* oldPrefix; const char* newPrefix; Pairs copied; };
+  struct Row {
+    const char* oldPrefix;
+    const char* newPrefix;
+    Pairs copied;
+  };
   const NameValueMap source = MapOf({{"Old_x_Old_y", "1"}, {"old_z", "2"}, {"Other", "3"}});
   const Row rows[] = {
       {"Old_", "New_", {{"New_x_New_y", "1"}, {"New_z", "2"}}},

@@ -20,7 +20,10 @@ struct RecordingReporter : IReporter {
   int Attach(IReporterSink*) override { return 1; }
   int Detach(IReporterSink*) override { return 1; }
   int Log(const char*, const char*) override { return 1; }
-  int Log(const char* line) override { lines.emplace_back(line); return 1; }
+  int Log(const char* line) override {
+    lines.emplace_back(line);
+    return 1;
+  }
   int WaitForNotifications() override { return 1; }
   int Close() override { return 1; }
   int Init() override { return 1; }

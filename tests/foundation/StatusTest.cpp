@@ -1,8 +1,8 @@
 #include <rdx/foundation/Status.h>
 
 #include "foundation/StatusItemsMatch.h"
-#include "foundation/StatusXmlByQueries.h"
 #include "foundation/StatusReportForms.h"
+#include "foundation/StatusXmlByQueries.h"
 #include "foundation/StatusXmlReader.h"
 
 #include <gtest/gtest.h>
@@ -19,9 +19,14 @@ using Items = std::vector<StatusItem>;
 using rdx::test::ExpectSameItems;
 
 TEST(StatusItem, TextFormSourceAndIdentity) {
-  struct Row { const char* prefix; StatusItem item; std::string text; };
+  struct Row {
+    const char* prefix;
+    StatusItem item;
+    std::string text;
+  };
   const Row rows[] = {
-      {"Main", {64279, "Could not open.", "QUORVAN.Rendix.Global.Reporter", ""},
+      {"Main",
+       {64279, "Could not open.", "QUORVAN.Rendix.Global.Reporter", ""},
        "[Main]: [Global.Reporter : 00FB17] Error: Could not open."},
       {"Main", {0, "Started.", "Manager", "pid 12"}, "[Main]: [Manager] Started.\npid 12"},
       {"Main", {10, "Lost.", "", "why"}, "Lost.\nwhy"},
@@ -58,8 +63,8 @@ TEST(Status, AddingKeepsOrderAndDefaultSourceClearingAddsNothing) {
   status.add(7, "a", "s", "dropped");
   status(2, "o", "", "dropped");
   const std::vector<StatusItem> expected = {
-      {2, "o", "Mgr", ""}, {3, "q", "own", ""}, {4, "p", "Mgr", "e"}, {5, "m", "Mgr", "d"},
-      {6, "n", "", ""},    {7, "a", "s", ""},
+      {2, "o", "Mgr", ""},  {3, "q", "own", ""}, {4, "p", "Mgr", "e"},
+      {5, "m", "Mgr", "d"}, {6, "n", "", ""},    {7, "a", "s", ""},
   };
   ExpectSameItems(status.items, expected);
 
@@ -86,16 +91,21 @@ TEST(StatusXml, WritesItemsAndReadsThemBack) {
             "\n\t\t<Message>a&lt;b</Message>\n\t\t<Details></Details>\n\t</Item>");
   struct Row {
     StatusItem item;
-    const char* fragment;               // must appear in the item's XML
+    const char* fragment;                              // must appear in the item's XML
     std::optional<StatusItem> changed = std::nullopt;  // what reading it back gives, if not item
   };
   const Row rows[] = {
       {{-1, "unknown", "Src", ""}, "<ID>Unknown ID</ID>"},
-      {{-5, "x < y && z > w", "QUORVAN.Rendix.Proxy::Call", ""}, "<ID>FFFFFFFB</ID>",
+      {{-5, "x < y && z > w", "QUORVAN.Rendix.Proxy::Call", ""},
+       "<ID>FFFFFFFB</ID>",
        StatusItem(-5, "x < y && z > w", "Proxy.Call", "")},
       {{0, "", "", "l1\r\nl2\t\x7f"}, "<Details>l1&#13;\nl2\t\x7f</Details>"},
-      {{0, std::string("cut\0here", 8), "", ""}, "<Message>cut</Message>", StatusItem(0, "cut", "", "")},
-      {{0, "", "<a>&::b:::", ""}, "<Source>&lt;a&gt;&amp;.b.:</Source>", StatusItem(0, "", "<a>&.b.:", "")},
+      {{0, std::string("cut\0here", 8), "", ""},
+       "<Message>cut</Message>",
+       StatusItem(0, "cut", "", "")},
+      {{0, "", "<a>&::b:::", ""},
+       "<Source>&lt;a&gt;&amp;.b.:</Source>",
+       StatusItem(0, "", "<a>&.b.:", "")},
       {{0x7FFFFFFF, std::string(5000, 'h'), "S", std::string(9000, 'd')}, "<ID>7FFFFFFF</ID>"},
       {{0, "<![CDATA[ x ]]>", "S", "&amp;"}, "<Details>&amp;amp;</Details>"},
   };
@@ -136,7 +146,13 @@ std::string InStatus(const std::string& children) { return "<Status>" + children
 
 // Append reads one item per child node; Prepend folds everything into one front item.
 TEST(StatusXml, AppendAndPrependReadWhatTheQueriesRead) {
-  struct Row { const char* name; std::string xml; bool result; Items items; bool prepend = false; };
+  struct Row {
+    const char* name;
+    std::string xml;
+    bool result;
+    Items items;
+    bool prepend = false;
+  };
   const StatusItem old(1, "old", "", "");  // the one item a prepending status held before
   const Row rows[] = {
       {"empty text", "", false, {}},
@@ -144,24 +160,38 @@ TEST(StatusXml, AppendAndPrependReadWhatTheQueriesRead) {
       {"empty status", "<Status/>", true, {}},
       {"no status", "<Other><Item><ID>1</ID></Item></Other>", true, {}},
       {"all bits read as 0", InStatus("<Item><ID>FFFFFFFF</ID></Item>"), true, {{}}},
-      {"unknown id any case", InStatus("<Item><ID>unknown id</ID></Item>"), true, {{-1, "", "", ""}}},
-      {"hex forms", InStatus("<Item><ID> 0x1f</ID></Item><Item><ID>-2</ID></Item>"
-                             "<Item><ID>12zz</ID></Item><Item><ID>zz</ID></Item>"), true,
+      {"unknown id any case",
+       InStatus("<Item><ID>unknown id</ID></Item>"),
+       true,
+       {{-1, "", "", ""}}},
+      {"hex forms",
+       InStatus("<Item><ID> 0x1f</ID></Item><Item><ID>-2</ID></Item>"
+                "<Item><ID>12zz</ID></Item><Item><ID>zz</ID></Item>"),
+       true,
        {{0x1F, "", "", ""}, {-2, "", "", ""}, {0x12, "", "", ""}, {0, "", "", ""}}},
       {"fields in any order, text joined",
        InStatus("<Item><Details>d</Details><Message>m<b>1</b><![CDATA[<2>]]></Message>"
-                "<Source>s</Source><ID>A</ID></Item>"), true, {{10, "m1<2>", "s", "d"}}},
+                "<Source>s</Source><ID>A</ID></Item>"),
+       true,
+       {{10, "m1<2>", "s", "d"}}},
       {"missing fields empty, whitespace dropped",
        InStatus("\n\t<Item><ID>1</ID><Message>m</Message></Item>\n\t<Item><ID>2</ID></Item>\n"),
-       true, {{1, "m", "", ""}, {2, "", "", ""}}},
-      {"comment and text still count", InStatus("<!-- note -->text<Item><ID>3</ID></Item>"), true,
+       true,
+       {{1, "m", "", ""}, {2, "", "", ""}}},
+      {"comment and text still count",
+       InStatus("<!-- note -->text<Item><ID>3</ID></Item>"),
+       true,
        {{3, "", "", ""}, {}, {}}},
       // The count comes from the first Status; each item from the first match in document
       // order among every Status element.
-      {"two status elements", "<R>" + InStatus("<Item><Message>a</Message></Item>") +
-       InStatus("<Item><ID>7</ID></Item><Item><ID>8</ID></Item>") + "</R>", true, {{7, "a", "", ""}}},
+      {"two status elements",
+       "<R>" + InStatus("<Item><Message>a</Message></Item>") +
+           InStatus("<Item><ID>7</ID></Item><Item><ID>8</ID></Item>") + "</R>",
+       true,
+       {{7, "a", "", ""}}},
       {"utf-16 with nested status",
-       Utf16(InStatus("<Item><ID>5</ID><Status><Item/></Status></Item><Item/>")), true,
+       Utf16(InStatus("<Item><ID>5</ID><Status><Item/></Status></Item><Item/>")),
+       true,
        {{5, "", "", ""}, {}}},
       {"prepend empty text", "", false, {old}, true},
       {"prepend empty status", "<Status/>", true, {{}, old}, true},
@@ -169,7 +199,9 @@ TEST(StatusXml, AppendAndPrependReadWhatTheQueriesRead) {
       {"prepend: later fields win, missing ones stay, other children skipped",
        InStatus("<Item><ID>2</ID><Message>first</Message><Source>s1</Source><Details>d1</Details>"
                 "</Item><!-- c --><Item><ID>3</ID><Message>second</Message></Item>"),
-       true, {{3, "second", "s1", "d1"}, old}, true},
+       true,
+       {{3, "second", "s1", "d1"}, old},
+       true},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -203,8 +235,8 @@ TEST(StatusXml, BrokenInputNeverCrashesNorAddsOnFailure) {
   // Embedded NUL bytes and stray bytes are refused or read, never overrun.
   for (const std::string& bad :
        {std::string("<Status>\0<Item/></Status>", 25), std::string("\xff\xfe<\0S\0", 6),
-        std::string("<Status><Item><ID>&#0;</ID></Item></Status>"),
-        std::string(100000, '<'), "<Status>" + std::string(20000, '\x01') + "</Status>"}) {
+        std::string("<Status><Item><ID>&#0;</ID></Item></Status>"), std::string(100000, '<'),
+        "<Status>" + std::string(20000, '\x01') + "</Status>"}) {
     Status any;
     (void)any.Append(bad);
     (void)any.Prepend(bad);
@@ -233,18 +265,21 @@ TEST(StatusXml, ReportForms) {
       << rdx::foundation::GetStatusAsReportText(status);
   EXPECT_TRUE(std::regex_match(
       rdx::foundation::GetStatusAsReportXml(status),
-      std::regex("\n\t<Item><Time>" + time + "</Time>\n\t\t<ID>00FB17</ID>\n\t\t<Source>"
+      std::regex("\n\t<Item><Time>" + time +
+                 "</Time>\n\t\t<ID>00FB17</ID>\n\t\t<Source>"
                  "QUORVAN\\.Rendix\\.Global::Reporter</Source>\n\t\t<Message>a<b</Message>"
                  "\n\t\t<Details>d</Details></Item>"
-                 "\n\t<Item><Time>" + time + "</Time>\n\t\t<ID>FFFFFFFF</ID>\n\t\t<Source>"
+                 "\n\t<Item><Time>" +
+                 time +
+                 "</Time>\n\t\t<ID>FFFFFFFF</ID>\n\t\t<Source>"
                  "</Source>\n\t\t<Message>m</Message>\n\t\t<Details></Details></Item>")))
       << rdx::foundation::GetStatusAsReportXml(status);
 }
 
 // The direct reading of the library's own status layout must give exactly what the document
 // route gives.
-std::string Layout(const std::string& id, const std::string& source,
-                   const std::string& message, const std::string& details) {
+std::string Layout(const std::string& id, const std::string& source, const std::string& message,
+                   const std::string& details) {
   return "<Status>\n\t<Item>\n\t\t<ID>" + id + "</ID>\n\t\t<Source>" + source +
          "</Source>\n\t\t<Message>" + message + "</Message>\n\t\t<Details>" + details +
          "</Details>\n\t</Item>\n</Status>";
@@ -255,7 +290,10 @@ TEST(StatusXmlOwnLayout, ReadsWhatTheDocumentReadsAndLeavesTheRestToIt) {
   written.Append(-1, "a&b<c>d", "QUORVAN.Rendix.X::Y", "l1\nl2\tt\r\x01\x1f");
   written.Append(0, "   ", "S", " \n\t ");  // blanks only: the document drops them
   written.Append(0x7FFFFFFF, "  padded  ", "\xC3\xA4\xFF", "");
-  struct Row { std::string text; bool direct; };
+  struct Row {
+    std::string text;
+    bool direct;
+  };
   const Row rows[] = {
       {written.ToString(nullptr), true},
       {written.ToString("with time"), true},
@@ -263,11 +301,11 @@ TEST(StatusXmlOwnLayout, ReadsWhatTheDocumentReadsAndLeavesTheRestToIt) {
       {Layout(" 0x1f", "s", " \n m", "d"), true},
       {Layout("12zz", "]]>", "&#31;x", "&amp;amp;"), true},
       {"<Status>\n</Status>", true},
-      {Layout("1", "s", "&quot;", "d"), false},        // an escape the writer does not use
-      {Layout("1", "s", "&#32;", "d"), false},         // a reference outside the control range
-      {Layout("1", "s", "a\rb", "d"), false},          // raw CR is changed by the parser
+      {Layout("1", "s", "&quot;", "d"), false},  // an escape the writer does not use
+      {Layout("1", "s", "&#32;", "d"), false},   // a reference outside the control range
+      {Layout("1", "s", "a\rb", "d"), false},    // raw CR is changed by the parser
       {Layout("1", "s", "<![CDATA[x]]>", "d"), false},
-      {Layout("1", "s", "m", "d") + "\n", false},       // anything after the envelope
+      {Layout("1", "s", "m", "d") + "\n", false},           // anything after the envelope
       {"<Status><Item><ID>1</ID></Item></Status>", false},  // another layout
       {"<Status>\n\t<Item>\n\t\t<ID>1</ID>\n\t\t<Source>s</Source>\n\t\t<Message>m", false},
   };

@@ -28,11 +28,14 @@ TEST(StringUtility, PrintToStringIsCompleteAtAnyLength) {
 }
 
 TEST(StringUtility, ComparisonsAndMatchesWorkOnCTexts) {
-  struct Row { std::string a, b; bool ignoreCase, equal; };
+  struct Row {
+    std::string a, b;
+    bool ignoreCase, equal;
+  };
   const Row rows[] = {
-      {"", "", false, true},      {"", "a", true, false},         {"ABC", "abc", true, true},
-      {"ABC", "abc", false, false}, {"ab", "abc", true, false},   {"a\0x"s, "a\0y"s, false, true},
-      {"\0a"s, "", false, false}, {"[_]", "{_}", true, false},   // no case outside A-Z
+      {"", "", false, true},        {"", "a", true, false},      {"ABC", "abc", true, true},
+      {"ABC", "abc", false, false}, {"ab", "abc", true, false},  {"a\0x"s, "a\0y"s, false, true},
+      {"\0a"s, "", false, false},   {"[_]", "{_}", true, false},  // no case outside A-Z
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.a + "|" + row.b);
@@ -71,11 +74,21 @@ TEST(StringUtility, NumberConversions) {
     double asDouble;        // default 0.25
   };
   const Row rows[] = {
-      {"", 7, -7, 0.25},           {"   ", 0, 0, 0.0},          {" 12 ", 12, 12, 12.0},
-      {"1e3", 1000, 1000, 1000.0}, {"-2.9", 4294967294u, -2, -2.9}, {"12abc", 7, -7, 0.25},
-      {"0x10", 7, -7, 0.25},       {"\t+5\n", 5, 5, 5.0},      {"4294967295", 4294967295u, -1, 4294967295.0},
-      {"4294967296", 0, 0, 4294967296.0}, {"1 2", 7, -7, 0.25}, {"nan", 7, -7, 0.25},
-      {"1e", 7, -7, 0.25},         {".5", 0, 0, 0.5},          {"12\0abc"s, 12, 12, 12.0},
+      {"", 7, -7, 0.25},
+      {"   ", 0, 0, 0.0},
+      {" 12 ", 12, 12, 12.0},
+      {"1e3", 1000, 1000, 1000.0},
+      {"-2.9", 4294967294u, -2, -2.9},
+      {"12abc", 7, -7, 0.25},
+      {"0x10", 7, -7, 0.25},
+      {"\t+5\n", 5, 5, 5.0},
+      {"4294967295", 4294967295u, -1, 4294967295.0},
+      {"4294967296", 0, 0, 4294967296.0},
+      {"1 2", 7, -7, 0.25},
+      {"nan", 7, -7, 0.25},
+      {"1e", 7, -7, 0.25},
+      {".5", 0, 0, 0.5},
+      {"12\0abc"s, 12, 12, 12.0},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE("'" + row.text + "'");
@@ -88,10 +101,11 @@ TEST(StringUtility, NumberConversions) {
   EXPECT_EQ(StringUtility::toLong("1e300", 7), -1);
   EXPECT_EQ(StringUtility::toLong("-1e300", 7), 0);
 
-  const std::pair<const char*, int> booleans[] = {  // 1 true, 0 false, -1 the default
-      {"true", 1},  {"Yes", 1},  {"t", 1},   {"10", 1},    {"Tuesday", 1},   {" on ", 1},
-      {"false", 0}, {"None", 0}, {"0.5", 0}, {"off", 0},   {"\tOFF\n", 0},   {"ONE", -1},
-      {"OFFLINE", -1}, {"x", -1}, {"", -1},  {"   ", -1}};
+  const std::pair<const char*, int> booleans[] = {
+      // 1 true, 0 false, -1 the default
+      {"true", 1},     {"Yes", 1},  {"t", 1},   {"10", 1},  {"Tuesday", 1}, {" on ", 1},
+      {"false", 0},    {"None", 0}, {"0.5", 0}, {"off", 0}, {"\tOFF\n", 0}, {"ONE", -1},
+      {"OFFLINE", -1}, {"x", -1},   {"", -1},   {"   ", -1}};
   for (const auto& [text, expected] : booleans) {
     EXPECT_EQ(StringUtility::toBoolean(text, false), expected == 1) << text;
     EXPECT_EQ(StringUtility::toBoolean(text, true), expected != 0) << text;
@@ -142,11 +156,16 @@ TEST(StringUtility, EditingTexts) {
 }
 
 TEST(StringUtility, PathsFollowTheWindowsRules) {
-  struct Row { std::string path, directory, name; };
+  struct Row {
+    std::string path, directory, name;
+  };
   const Row rows[] = {
-      {"C:\\data\\a.txt", "C:\\data\\", "a.txt"}, {"C:a.txt", "C:", "a.txt"},
-      {"dir\\sub/file", "dir\\sub/", "file"},     {"a.txt", "", "a.txt"},
-      {"\\\\host\\share\\f", "\\\\host\\share\\", "f"}, {"", "", ""},
+      {"C:\\data\\a.txt", "C:\\data\\", "a.txt"},
+      {"C:a.txt", "C:", "a.txt"},
+      {"dir\\sub/file", "dir\\sub/", "file"},
+      {"a.txt", "", "a.txt"},
+      {"\\\\host\\share\\f", "\\\\host\\share\\", "f"},
+      {"", "", ""},
       {"dir\\a\0/b"s, "dir\\", "a"},  // a NUL ends the path
   };
   for (const Row& row : rows) {

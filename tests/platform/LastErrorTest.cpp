@@ -70,8 +70,7 @@ TEST(LastError, IsPerThreadAndReadByGetErrorString) {
   SetLastError(0);
   EXPECT_EQ(QUORVAN::Rendix::GeneralUtilityLib::GetErrorString(), "");
   SetLastError(kRpcServerUnavailable);
-  EXPECT_EQ(QUORVAN::Rendix::GeneralUtilityLib::GetErrorString(),
-            "The RPC server is unavailable.");
+  EXPECT_EQ(QUORVAN::Rendix::GeneralUtilityLib::GetErrorString(), "The RPC server is unavailable.");
 }
 
 }  // namespace

@@ -44,9 +44,15 @@ struct Candidates {
 
 TEST(PipeFolder, MachineWideFoldersAreOpenToAllAndNeverFollowALink) {
   Candidates c;
-  struct Row { const char* name; bool usable; mode_t mode; };
+  struct Row {
+    const char* name;
+    bool usable;
+    mode_t mode;
+  };
   const Row rows[] = {
-      {"made/for/pipes", true, 01777}, {"link", false, 0},  {"file", false, 0},
+      {"made/for/pipes", true, 01777},
+      {"link", false, 0},
+      {"file", false, 0},
       {"own", true, 01777},  // ours: put right
       // As root it belongs to another user and is refused; otherwise it is our own.
       {"theirs-private", !c.root, c.root ? mode_t{0755} : mode_t{01777}},
@@ -84,7 +90,9 @@ TEST(PipeFolder, ConfiguredThenEachMachineWideFolderInTurn) {
       {"first a link", nullptr, {"link", "tmp"}, "tmp/"},
       {"first a file", nullptr, {"file", "tmp"}, "tmp/"},
       {"first cannot be made", nullptr, {"file/pipes", "tmp"}, "tmp/"},
-      {"first another user's", nullptr, {"theirs-private", "tmp"},
+      {"first another user's",
+       nullptr,
+       {"theirs-private", "tmp"},
        c.root ? "tmp/" : "theirs-private/"},
       {"first shared by another user", nullptr, {"theirs-shared", "tmp"}, "theirs-shared/"},
       {"none usable", nullptr, {"link", "file"}, "", kErrorAccessDenied},

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
 #include <filesystem>
 #include <string>
-#include <unistd.h>
 
 namespace rdx::os {
 namespace {
@@ -19,7 +19,9 @@ TEST(RegistryStore, FindsAValueInAKeysText) {
                              "NoEquals\n"
                              "Empty=\n"
                              "Equals=a=b\n"
-                             "Nul=ab" + std::string(1, '\0') + "cd\n"
+                             "Nul=ab" +
+                             std::string(1, '\0') +
+                             "cd\n"
                              "Last=no line end";
   const struct Row {
     const char* name;
@@ -27,17 +29,17 @@ TEST(RegistryStore, FindsAValueInAKeysText) {
     std::uint32_t code;
     std::string value;
   } rows[] = {
-      {"VERSION", 512, 0, "5.2.0.17"},       // names ignore case; the first one wins
-      {"padded", 512, 0, "  kept as is "},   // blanks around the name only
-      {"Equals", 512, 0, "a=b"},             // everything after the first "="
+      {"VERSION", 512, 0, "5.2.0.17"},      // names ignore case; the first one wins
+      {"padded", 512, 0, "  kept as is "},  // blanks around the name only
+      {"Equals", 512, 0, "a=b"},            // everything after the first "="
       {"Empty", 512, 0, ""},
-      {"Nul", 512, 0, "ab"},                 // up to the first NUL
+      {"Nul", 512, 0, "ab"},  // up to the first NUL
       {"Last", 512, 0, "no line end"},
       {"NoEquals", 512, 2, ""},
       {"Missing", 512, 2, ""},
       {"# written by the installer", 512, 2, ""},
-      {"Version", 9, 0, "5.2.0.17"},         // eight bytes and the NUL fit
-      {"Version", 8, 234, ""},               // one byte short
+      {"Version", 9, 0, "5.2.0.17"},  // eight bytes and the NUL fit
+      {"Version", 8, 234, ""},        // one byte short
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.name) + " into " + std::to_string(row.capacity));
@@ -60,8 +62,8 @@ TEST(RegistryStore, ReadsValuesThroughTheKeyTree) {
   env.WriteRegistry("SOFTWARE/Big", "Version=1\n" + std::string(kMaxRegistryFileBytes, '#'));
   env.WriteRegistry("SOFTWARE/Locked", "Version=1\n");
   const bool root_user = ::geteuid() == 0;
-  if (!root_user) std::filesystem::permissions(root + "/SOFTWARE/Locked/values",
-                                               std::filesystem::perms::none);
+  if (!root_user)
+    std::filesystem::permissions(root + "/SOFTWARE/Locked/values", std::filesystem::perms::none);
   const struct Row {
     std::string key, name;
     std::uint32_t code;
@@ -70,7 +72,7 @@ TEST(RegistryStore, ReadsValuesThroughTheKeyTree) {
   } rows[] = {
       {"SOFTWARE\\QUORVAN\\Rendix", "", 0, "the default value"},  // the unnamed value
       {"SOFTWARE\\QUORVAN\\Rendix", "Version", 0, "5.2"},
-      {"software/quorvan/RENDIX/", "PORT", 0, "3982"},               // any case, any separator
+      {"software/quorvan/RENDIX/", "PORT", 0, "3982"},  // any case, any separator
       {"SOFTWARE\\QUORVAN\\Rendix", "Home", 0, "/opt/q r/"},
       {"SOFTWARE\\QUORVAN\\Rendix", "Empty", 0, ""},
       {"SOFTWARE\\QUORVAN\\Rendix", "Missing", kErrorFileNotFound, ""},

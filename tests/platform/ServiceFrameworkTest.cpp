@@ -11,15 +11,15 @@
 
 #include <gtest/gtest.h>
 
+#include <spawn.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <spawn.h>
 #include <sstream>
-#include <sys/statvfs.h>
-#include <sys/wait.h>
 #include <thread>
 
 extern char** environ;
@@ -94,8 +94,7 @@ TEST(ServiceByHand, RunsInTheForegroundIgnoresPauseAndStopsOnSigterm) {
   ASSERT_GT(pid, 0);
   ASSERT_TRUE(Eventually([&] { return Has(Record(record), "run"); })) << ReadAll(record);
   // Two arguments or fewer from the dispatcher: OnStart sees the command line.
-  EXPECT_EQ(Record(record).front(), "start 4 " + kService + "|--record|" + record +
-                                                "|two words");
+  EXPECT_EQ(Record(record).front(), "start 4 " + kService + "|--record|" + record + "|two words");
 
   for (const auto& row : {std::pair{SIGTSTP, "control 2"}, std::pair{SIGCONT, "control 3"},
                           std::pair{SIGHUP, "control 4"}}) {
@@ -103,7 +102,7 @@ TEST(ServiceByHand, RunsInTheForegroundIgnoresPauseAndStopsOnSigterm) {
     SCOPED_TRACE(control);
     kill(pid, row.first);
     ASSERT_TRUE(Eventually([&] { return Has(Record(record), control); }));
-    EXPECT_NE(ProcessState(pid), 'T');  // not suspended
+    EXPECT_NE(ProcessState(pid), 'T');             // not suspended
     EXPECT_EQ(waitpid(pid, nullptr, WNOHANG), 0);  // still running
   }
   EXPECT_FALSE(Has(Record(record), "stop"));
@@ -242,7 +241,7 @@ TEST(ServiceOnSystemd, InstallStartPauseStopReconfigureListUninstall) {
 
   EXPECT_TRUE(Has(ListOf(manager, 48, 3), name));
   EXPECT_TRUE(Has(ListOf(manager, 16, 2), name));
-  EXPECT_FALSE(Has(ListOf(manager, 48, 1), name));  // not active
+  EXPECT_FALSE(Has(ListOf(manager, 48, 1), name));   // not active
   EXPECT_TRUE(Has(ListOf(manager, 48, 1), "dbus"));  // the sandbox's own bus is
   EXPECT_TRUE(ListOf(manager, 1, 3).empty());        // kernel drivers: none here
 
@@ -332,8 +331,8 @@ TEST(ServiceOnSystemd, ThisMachineByAnyNameAndAnotherOverTheRemoteTransport) {
   SandboxEnvironment env(*sandbox);
   WinServiceManager manager;
   std::string error;
-  for (const std::string& machine : {std::string(" LOCALHOST "), std::string("127.0.0.2"),
-                                     GetHostName(), std::string("")}) {
+  for (const std::string& machine :
+       {std::string(" LOCALHOST "), std::string("127.0.0.2"), GetHostName(), std::string("")}) {
     SCOPED_TRACE(machine);
     ASSERT_TRUE(manager.Init(machine, "Rendix Test Local", kService, error)) << error;
     EXPECT_TRUE(Has(ListOf(manager, 48, 1), "dbus"));
@@ -366,8 +365,7 @@ TEST(ServiceOnSystemd, ThisMachineByAnyNameAndAnotherOverTheRemoteTransport) {
   env.env.Set("RDX_SYSTEMD_BUS_ADDRESS", "unix:path=/nonexistent");
   env.env.Set("RDX_SYSTEMD_UNIT_DIR", env.env.Root() + "/nonexistent");
   const std::string name = "Rendix Test Remote";
-  ASSERT_TRUE(manager.Init("sandbox-peer", name, kService + " --record /tmp/rdx-remote.log",
-                           error))
+  ASSERT_TRUE(manager.Init("sandbox-peer", name, kService + " --record /tmp/rdx-remote.log", error))
       << error;
   ASSERT_TRUE(manager.InstallService(error)) << error;
   EXPECT_TRUE(fs::exists(sandbox->UnitDir() + "/" + UnitOf(name)));

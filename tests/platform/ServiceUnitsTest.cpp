@@ -30,7 +30,9 @@ TEST(ServiceUnitName, EscapesAsSystemdEscapeAndRoundTrips) {
       {"q\"uo'te", "q\\x22uo\\x27te.service"},
       {"back\\slash", "back\\x5cslash.service"},
       {"\xc3\xa9", "\\xc3\\xa9.service"},
-      {"a\xff" "b", "a\\xffb.service"},
+      {"a\xff"
+       "b",
+       "a\\xffb.service"},
       {"Quorvan Image ServiceProvider: %s",
        "Quorvan\\x20Image\\x20ServiceProvider:\\x20\\x25s.service"},
       {"x.y_z:1", "x.y_z:1.service"},
@@ -62,9 +64,9 @@ TEST(ServiceUnitFile, CommandLinesSplitTheWindowsWayAndQuoteForSystemd) {
     std::string execStart;
   } rows[] = {
       {"/opt/x/server", {"/opt/x/server"}, "\"/opt/x/server\""},
-      {"  /opt/x/server   -a  b ", {"/opt/x/server", "-a", "b"},
-       "\"/opt/x/server\" \"-a\" \"b\""},
-      {"\"/opt/my dir/server\" \"two words\"", {"/opt/my dir/server", "two words"},
+      {"  /opt/x/server   -a  b ", {"/opt/x/server", "-a", "b"}, "\"/opt/x/server\" \"-a\" \"b\""},
+      {"\"/opt/my dir/server\" \"two words\"",
+       {"/opt/my dir/server", "two words"},
        "\"/opt/my dir/server\" \"two words\""},
       {"/s a\\\"b", {"/s", "a\"b"}, "\"/s\" \"a\\\"b\""},
       {"/s \"c:\\dir\\\\\" x", {"/s", "c:\\dir\\", "x"}, "\"/s\" \"c:\\\\dir\\\\\" \"x\""},
@@ -119,11 +121,16 @@ TEST(ServiceState, UnitStatesReadAsServiceStates) {
     bool job;
     std::uint32_t state;
   } rows[] = {
-      {"active", false, kRunning},        {"reloading", false, kRunning},
-      {"activating", false, kStartPending}, {"deactivating", false, kStopPending},
-      {"deactivating", true, kStopPending}, {"inactive", false, kStopped},
-      {"failed", false, kStopped},        {"inactive", true, kStartPending},
-      {"failed", true, kStartPending},    {"maintenance", false, kStopped},
+      {"active", false, kRunning},
+      {"reloading", false, kRunning},
+      {"activating", false, kStartPending},
+      {"deactivating", false, kStopPending},
+      {"deactivating", true, kStopPending},
+      {"inactive", false, kStopped},
+      {"failed", false, kStopped},
+      {"inactive", true, kStartPending},
+      {"failed", true, kStartPending},
+      {"maintenance", false, kStopped},
       {"", false, kStopped},
   };
   for (const auto& row : rows) {
@@ -134,7 +141,7 @@ TEST(ServiceState, UnitStatesReadAsServiceStates) {
 
 TEST(ServiceStartPolling, IntervalIsATenthOfTheWaitHintWithinOneToTenSeconds) {
   const std::pair<std::uint32_t, std::uint32_t> rows[] = {
-      {30000, 3000}, {5000, 1000}, {200000, 10000}, {0, 1000},
+      {30000, 3000}, {5000, 1000},  {200000, 10000}, {0, 1000},
       {10000, 1000}, {10010, 1001}, {100000, 10000}, {0xFFFFFFFF, 10000}};
   for (const auto& [hint, interval] : rows) {
     SCOPED_TRACE(hint);
@@ -158,15 +165,24 @@ TEST(ServiceStartPolling, LoopEndsOnRunningOnStalledWaitHintAndOnFailedQuery) {
     std::uint32_t finalState;
   } rows[] = {
       {"running after two polls of a 30 s hint",
-       {{kStartPending, 0, 30000}, {kStartPending, 0, 30000}, {kRunning, 0, 30000}}, 9,
-       {3000, 3000}, {}, kRunning},
+       {{kStartPending, 0, 30000}, {kStartPending, 0, 30000}, {kRunning, 0, 30000}},
+       9,
+       {3000, 3000},
+       {},
+       kRunning},
       // 5000 ms passed is not "more than" the hint: a sixth sleep.
-      {"no progress within a 5 s hint", {{kStartPending, 0, 5000}}, 9,
-       std::vector<std::uint32_t>(6, 1000), {stalled}, kStartPending},
+      {"no progress within a 5 s hint",
+       {{kStartPending, 0, 5000}},
+       9,
+       std::vector<std::uint32_t>(6, 1000),
+       {stalled},
+       kStartPending},
       // 2 sleeps to pass 2000 ms, then 3 more after the progress.
       {"a rising check point restarts the clock",
-       {{kStartPending, 0, 2000}, {kStartPending, 0, 2000}, {kStartPending, 1, 2000}}, 9,
-       std::vector<std::uint32_t>(5, 1000), {"The service is making progress...", stalled},
+       {{kStartPending, 0, 2000}, {kStartPending, 0, 2000}, {kStartPending, 1, 2000}},
+       9,
+       std::vector<std::uint32_t>(5, 1000),
+       {"The service is making progress...", stalled},
        kStartPending},
       {"a failed query", {{kStartPending, 0, 200000}}, 1, {10000, 10000}, {}, kStartPending},
       {"stopped never sleeps", {{kStopped, 0, 30000}}, 0, {}, {}, kStopped},

@@ -22,15 +22,14 @@ TEST(SimpleBufferPool, FirstUseCommitsTheStockAndRequestsTakeTheBestFit) {
     std::uint32_t actualAllocs;  // new blocks committed by this request
   };
   const Row rows[] = {
-      {8388608, 8 * kMiB, 0},           // exactly the small class
-      {8388609, 33 * kMiB, 0},          // one byte more takes a middle block
-      {0, 8 * kMiB, 1},                 // never reuses a block, even with small ones free
-      {136314880, 130 * kMiB, 0},       // the largest request served from the stock
-      {136314881, 136314881, 1},        // above it: exactly the request
-      {40 * kMiB, 40 * kMiB, 1},        // nothing free fits: the request itself (over 33 MiB)
-      {9 * kMiB, 33 * kMiB, 0},
-      {9 * kMiB, 33 * kMiB, 0},
-      {9 * kMiB, 33 * kMiB, 1},         // middle stock used up: a new 33 MiB block
+      {8388608, 8 * kMiB, 0},      // exactly the small class
+      {8388609, 33 * kMiB, 0},     // one byte more takes a middle block
+      {0, 8 * kMiB, 1},            // never reuses a block, even with small ones free
+      {136314880, 130 * kMiB, 0},  // the largest request served from the stock
+      {136314881, 136314881, 1},   // above it: exactly the request
+      {40 * kMiB, 40 * kMiB, 1},   // nothing free fits: the request itself (over 33 MiB)
+      {9 * kMiB, 33 * kMiB, 0},   {9 * kMiB, 33 * kMiB, 0},
+      {9 * kMiB, 33 * kMiB, 1},  // middle stock used up: a new 33 MiB block
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.request);
@@ -88,7 +87,7 @@ TEST(SimpleBufferPool, EveryFreeReleasesWhileThePoolHoldsMoreThan500MiB) {
   SimpleBufferPool pool;
   std::vector<void*> small;
   for (int i = 0; i < 5; ++i) small.push_back(pool.Alloc(8 * kMiB));
-  for (int i = 0; i < 3; ++i) pool.Alloc(130 * kMiB);  // the stock block, then two new ones
+  for (int i = 0; i < 3; ++i) pool.Alloc(130 * kMiB);         // the stock block, then two new ones
   ASSERT_EQ(pool.TotalCommitted(), kStock + 2 * 130 * kMiB);  // 554696704
   // 529530880 is still above the limit when the fourth Free looks; 521142272 is not.
   const std::uint32_t expectedFrees[] = {1, 2, 3, 4, 4};
@@ -106,8 +105,10 @@ TEST(SimpleBufferPool, ToStringListsBlocksAndCountsAndCopiesOwnNothing) {
   const std::string counts = "\n\t<CallsToAlloc>0</CallsToAlloc>\n\t<CallsToFree>0</CallsToFree>"
                              "\n\t<ActualAllocs>0</ActualAllocs>\n\t<ActualFrees>0</ActualFrees>";
   EXPECT_EQ(pool.ToString(), "<BufferAllocator>\n\t<FreeList>\n\t</FreeList>\n\t<AllocList>\n\t"
-                             "</AllocList>" + counts + "\n\t<TimeSpent>0.000000</TimeSpent>\n"
-                             "</BufferAllocator>");
+                             "</AllocList>" +
+                                 counts +
+                                 "\n\t<TimeSpent>0.000000</TimeSpent>\n"
+                                 "</BufferAllocator>");
   void* taken = pool.Alloc(8388609);
   const std::string text = pool.ToString();
   const std::regex item("<Item><Address>([^<]+)</Address><Size>([0-9]+)</Size></Item>");

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <sys/stat.h>
+#include <filesystem>
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 namespace {
@@ -13,7 +13,10 @@ namespace {
 namespace fs = std::filesystem;
 using Folder = SpecialFolderPath::SpecialFolder;
 
-struct FolderRow { int value; std::string expected; };
+struct FolderRow {
+  int value;
+  std::string expected;
+};
 
 TEST(SpecialFolders, EveryValueUnderAnInstalledProduct) {
   rdx::test::IsolatedEnvironment env;
@@ -22,17 +25,29 @@ TEST(SpecialFolders, EveryValueUnderAnInstalledProduct) {
   const std::string data = env.Root() + "/home/.local/share/QUORVAN/";
   const std::string docs = env.Root() + "/home/Documents/QUORVAN/Rendix/";
   const FolderRow rows[] = {
-      {0, home + "XADefs/"},          {1, home},
-      {2, home + "XADefs/RPDef Generators/"}, {3, home + "RPDef Generators/"},
-      {4, home + "XADefs/Raster Formats/"},   {5, home + "Raster Formats/"},
-      {6, home + "XADefs/Raster Processes/"}, {7, home + "Raster Processes/"},
-      {8, data},                      {9, data + "Rendix/"},
-      {10, home + "Format Runtime Data/"},    {11, docs},
-      {12, data + "Rendix/Logs/"},    {13, home + "XADefs/GeoTransformers/"},
-      {14, home + "Symbology/"},      {15, "\\opt\\quorvan\\rendix/"},
-      {16, home + "Help/"},           {17, home + "Bitmaps/"},
-      {18, data + "Rendix/Config/"},  {19, home + "pedata/"},
-      {20, home + "Bin/"},            {21, ""}, {-1, ""},
+      {0, home + "XADefs/"},
+      {1, home},
+      {2, home + "XADefs/RPDef Generators/"},
+      {3, home + "RPDef Generators/"},
+      {4, home + "XADefs/Raster Formats/"},
+      {5, home + "Raster Formats/"},
+      {6, home + "XADefs/Raster Processes/"},
+      {7, home + "Raster Processes/"},
+      {8, data},
+      {9, data + "Rendix/"},
+      {10, home + "Format Runtime Data/"},
+      {11, docs},
+      {12, data + "Rendix/Logs/"},
+      {13, home + "XADefs/GeoTransformers/"},
+      {14, home + "Symbology/"},
+      {15, "\\opt\\quorvan\\rendix/"},
+      {16, home + "Help/"},
+      {17, home + "Bitmaps/"},
+      {18, data + "Rendix/Config/"},
+      {19, home + "pedata/"},
+      {20, home + "Bin/"},
+      {21, ""},
+      {-1, ""},
   };
   for (const FolderRow& row : rows) {
     SCOPED_TRACE(row.value);
@@ -76,7 +91,11 @@ TEST(SpecialFolders, FollowTheInstallationAndTheXdgSettings) {
 
   // Relative XDG values are ignored: the folders never depend on the current directory.
   const std::string home = env.Root() + "/home/";
-  const struct { const char* variable; int shellFolder; std::string expected; } relative[] = {
+  const struct {
+    const char* variable;
+    int shellFolder;
+    std::string expected;
+  } relative[] = {
       {"XDG_DATA_HOME", 28, home + ".local/share/"},
       {"XDG_CONFIG_HOME", 26, home + ".config/"},
       {"XDG_DOCUMENTS_DIR", 5, home + "Documents/"},

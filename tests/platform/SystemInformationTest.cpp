@@ -11,13 +11,13 @@
 
 #include <arpa/inet.h>
 
+#include <sys/stat.h>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <set>
-#include <sys/stat.h>
 #include <tuple>
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
@@ -30,7 +30,8 @@ const std::string kNotFound = "The system cannot find the file specified.";
 using CommonFiles = std::tuple<std::string, std::int32_t, std::string>;
 CommonFiles CommonFilesOf(const std::string& machine) {
   CommonFiles result{"", -7, "stale"};
-  std::get<0>(result) = GetRendixCommonFilesFolder(machine, std::get<1>(result), std::get<2>(result));
+  std::get<0>(result) =
+      GetRendixCommonFilesFolder(machine, std::get<1>(result), std::get<2>(result));
   return result;
 }
 
@@ -39,11 +40,15 @@ TEST(RegistryValues, ReadFromTheStoreWithFallbacks) {
   EXPECT_EQ(GetRendixProductVersion(), "0.0.0.0");  // no store at all
   env.WriteRegistry(kProductKey,
                     "Version=5.2.0.17\r\nClientVersion=\r\nLong=" + std::string(511, 'x') +
-                    "\nTooLong=" + std::string(512, 'x') + "\n");
+                        "\nTooLong=" + std::string(512, 'x') + "\n");
   EXPECT_EQ(GetRendixProductVersion(), "5.2.0.17");
   EXPECT_EQ(GetRendixClientVersion(), "0.0.0.0");  // present but empty
   // How a value line is read is RegistryStoreTest's; here the key path and the 512-byte buffer.
-  struct Row { const char* key; const char* name; std::string expected; };
+  struct Row {
+    const char* key;
+    const char* name;
+    std::string expected;
+  };
   const Row rows[] = {
       {"SOFTWARE\\QUORVAN\\Rendix", "VERSION", "5.2.0.17"},
       {"software/quorvan/rendix/", "version", "5.2.0.17"},
@@ -81,11 +86,16 @@ TEST(RegistryValues, AnythingButARegularFileReadsAsMissingWithoutWaiting) {
   const std::string dirs = env.Root() + "/home/.config/user-dirs.dirs";
   std::string version = "unset", documents = "unset";
   bool loaded = true;
-  struct Row { const char* name; std::string path; std::function<void()> use; };
+  struct Row {
+    const char* name;
+    std::string path;
+    std::function<void()> use;
+  };
   const Row rows[] = {
       {"registry values", values, [&] { version = GetRendixProductVersion(); }},
       {"user-dirs.dirs", dirs, [&] { documents = getShellFolder(5); }},
-      {"XML document", env.Root() + "/cfg.xml", [&] {
+      {"XML document", env.Root() + "/cfg.xml",
+       [&] {
          XMLProperties xml;
          loaded = xml.init(env.Root() + "/cfg.xml");
        }},
@@ -103,20 +113,22 @@ TEST(RegistryValues, AnythingButARegularFileReadsAsMissingWithoutWaiting) {
 TEST(RegistryValues, WritesReplaceTheLineReadersSeeAndListingsFollowTheStore) {
   rdx::test::IsolatedEnvironment env;
   // A hand-written file: a comment line, a duplicate name (the first one wins) and blanks.
-  env.WriteRegistry("SOFTWARE\\QUORVAN\\Rendix", "# kept\n Version = 1.0\nversion=2.0\nHome=/opt\n");
+  env.WriteRegistry("SOFTWARE\\QUORVAN\\Rendix",
+                    "# kept\n Version = 1.0\nversion=2.0\nHome=/opt\n");
   std::filesystem::create_directories(env.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/Zeta");
   std::filesystem::create_directories(env.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/Alpha");
 
   EXPECT_EQ(SetRegistryValue("software/quorvan/RENDIX", "VERSION", "3.0"), 0);
   EXPECT_EQ(GetRegistryValue("SOFTWARE\\QUORVAN\\Rendix", "Version"), "3.0");
-  EXPECT_EQ(rdx::test::ReadFile(env.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/values"), "# kept\n Version =3.0\nversion=2.0\nHome=/opt\n");
+  EXPECT_EQ(rdx::test::ReadFile(env.Root() + "/registry/SOFTWARE/QUORVAN/Rendix/values"),
+            "# kept\n Version =3.0\nversion=2.0\nHome=/opt\n");
 
   std::vector<std::string> subkeys;
   std::vector<std::pair<std::string, std::string>> values;
   ASSERT_EQ(ListRegistryKey("SOFTWARE\\QUORVAN\\Rendix", subkeys, values), 0);
   EXPECT_EQ(subkeys, (std::vector<std::string>{"Alpha", "Zeta"}));
   EXPECT_EQ(values, (std::vector<std::pair<std::string, std::string>>{{"Version", "3.0"},
-                                                                       {"Home", "/opt"}}));
+                                                                      {"Home", "/opt"}}));
 
   // New keys are created level by level; a value with blanks around it keeps them.
   EXPECT_EQ(SetRegistryValue("SOFTWARE\\New\\Deep", "Name", "  spaced  "), 0);
@@ -125,8 +137,8 @@ TEST(RegistryValues, WritesReplaceTheLineReadersSeeAndListingsFollowTheStore) {
   const struct {
     const char* name;
     const char* value;
-  } refused[] = {{"", "x"}, {"  ", "x"}, {"A=B", "x"}, {"Line\nBreak", "x"}, {"Ok", "a\nb"},
-                 {"Ok", "a\rb"}};
+  } refused[] = {{"", "x"},      {"  ", "x"},   {"A=B", "x"}, {"Line\nBreak", "x"},
+                 {"Ok", "a\nb"}, {"Ok", "a\rb"}};
   for (const auto& r : refused) {
     SCOPED_TRACE(r.name);
     EXPECT_EQ(SetRegistryValue("SOFTWARE\\QUORVAN\\Rendix", r.name, r.value), 87);
@@ -148,8 +160,8 @@ TEST(RegistryValues, WritesReplaceTheLineReadersSeeAndListingsFollowTheStore) {
 TEST(CommonFilesFolder, ThisMachineIsReadLocally) {
   rdx::test::IsolatedEnvironment env;
   // No product key yet: code 2 and its system text, for every name of this machine.
-  for (const std::string& machine : {std::string(""), std::string("localhost"),
-                                     std::string("127.0.0.1"), GetHostName()}) {
+  for (const std::string& machine :
+       {std::string(""), std::string("localhost"), std::string("127.0.0.1"), GetHostName()}) {
     EXPECT_EQ(CommonFilesOf(machine), CommonFiles("", 2, kNotFound)) << machine;
   }
   env.WriteRegistry(kProductKey, "Version=1\n");  // the key is there, the value is not
@@ -161,11 +173,11 @@ TEST(CommonFilesFolder, ThisMachineIsReadLocally) {
 TEST(CommonFilesFolder, OtherMachinesAreReadOverSsh) {
   rdx::test::IsolatedEnvironment env;
   // Stands in for ssh: runs the remote command here, or fails as ssh does for a bad host.
-  const std::string fakeSsh = env.WriteFile(env.Root() + "/bin/fake-ssh",
-                                            "#!/bin/sh\n"
-                                            "for a; do host=$prev; prev=$a; last=$a; done\n"
-                                            "[ \"$host\" = unreachable ] && exit 255\n"
-                                            "exec sh -c \"$last\" >&1\n");
+  const std::string fakeSsh =
+      env.WriteFile(env.Root() + "/bin/fake-ssh", "#!/bin/sh\n"
+                                                  "for a; do host=$prev; prev=$a; last=$a; done\n"
+                                                  "[ \"$host\" = unreachable ] && exit 255\n"
+                                                  "exec sh -c \"$last\" >&1\n");
   std::filesystem::permissions(fakeSsh, std::filesystem::perms::owner_all);
   env.Set("RDX_SSH", fakeSsh);
   EXPECT_EQ(CommonFilesOf("unreachable"),
@@ -177,8 +189,9 @@ TEST(CommonFilesFolder, OtherMachinesAreReadOverSsh) {
     const std::string key = env.Root() + "/registry/Software/Quorvan";
     chmod(key.c_str(), 0);
     EXPECT_EQ(CommonFilesOf("far-away"),
-              CommonFiles("", 5, "Access to machine 'far-away' is denied. Please check if you "
-                                 "have administrative rights on the machine"));
+              CommonFiles("", 5,
+                          "Access to machine 'far-away' is denied. Please check if you "
+                          "have administrative rights on the machine"));
     chmod(key.c_str(), 0700);
   }
   env.Set("RDX_SSH", env.Root() + "/bin/no-such-program");
@@ -206,7 +219,8 @@ TEST(SystemUtilities, DigestsAndIdentifiers) {
   EXPECT_EQ(ids.size(), 20u);
   for (const std::string& id : ids) {
     EXPECT_TRUE(id.size() == 36 && id[8] == '-' &&
-                id.find_first_not_of("0123456789abcdef-") == std::string::npos) << id;
+                id.find_first_not_of("0123456789abcdef-") == std::string::npos)
+        << id;
   }
   EXPECT_EQ(GetRDXApplicationName(), "platform_tests");
 
@@ -240,9 +254,14 @@ TEST(SystemUtilities, FileSystemAndMemoryFigures) {
   EXPECT_TRUE(workingSet > 1 && pagefile > 1);
   // Pid 0x7FFFFFFF is above any pid_max the kernel allows: the figures stay untouched.
   workingSet = 7;
-  GetCurrentMemoryUsage(reinterpret_cast<void*>(std::uintptr_t{0x7FFFFFFF}), &workingSet, &pagefile);
+  GetCurrentMemoryUsage(reinterpret_cast<void*>(std::uintptr_t{0x7FFFFFFF}), &workingSet,
+                        &pagefile);
   EXPECT_EQ(workingSet, 7u);
-  struct Row { const char* text; bool ok; std::uint64_t rss, privateBytes; };
+  struct Row {
+    const char* text;
+    bool ok;
+    std::uint64_t rss, privateBytes;
+  };
   const Row rows[] = {
       {"Name:\tx\nVmRSS:\t  100 kB\nRssAnon:\t  40 kB\nVmSwap:\t 2 kB\n", true, 102400, 43008},
       {"VmRSS: 1 kB\n", true, 1024, 0},
@@ -261,15 +280,20 @@ TEST(SystemUtilities, FileSystemAndMemoryFigures) {
 }
 
 TEST(SystemUtilities, PixelSizeIsTheMeanOfTheFourEdgeCellSizes) {
-  struct Row { double c[8]; int rows, columns; double expected; };
+  struct Row {
+    double c[8];
+    int rows, columns;
+    double expected;
+  };
   const Row table[] = {
       {{0, 0, 100, 0, 100, 50, 0, 50}, 50, 100, 1.0},
       {{0, 0, 30, 40, 30, 140, 0, 100}, 10, 5, 0.25 * (200.0 / 10 + 100.0 / 5)},  // sheared
-      {{0, 0, 10, 0, 10, 10, 0, 10}, 4, 2, 0.25 * (20.0 / 4 + 20.0 / 2)},  // rows vs columns
+      {{0, 0, 10, 0, 10, 10, 0, 10}, 4, 2, 0.25 * (20.0 / 4 + 20.0 / 2)},         // rows vs columns
   };
   for (const Row& r : table) {
     EXPECT_DOUBLE_EQ(ComputePixelSize(r.c[0], r.c[1], r.c[2], r.c[3], r.c[4], r.c[5], r.c[6],
-                                      r.c[7], r.rows, r.columns), r.expected);
+                                      r.c[7], r.rows, r.columns),
+                     r.expected);
   }
   EXPECT_TRUE(std::isinf(ComputePixelSize(0, 0, 1, 0, 1, 1, 0, 1, 0, 1)));
 }

@@ -6,11 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
-#include <unistd.h>
 
 namespace rdx::test {
 
@@ -34,9 +34,7 @@ class SystemdSandbox {
   int Leader() const { return leader_; }
   // The sandbox's root seen from the host.
   std::string Root() const { return "/proc/" + std::to_string(leader_) + "/root"; }
-  std::string BusAddress() const {
-    return "unix:path=" + Root() + "/run/dbus/system_bus_socket";
-  }
+  std::string BusAddress() const { return "unix:path=" + Root() + "/run/dbus/system_bus_socket"; }
   std::string UnitDir() const { return Root() + "/etc/systemd/system"; }
 
   void PowerOff() {
@@ -79,9 +77,8 @@ class SystemdSandbox {
     // One sandbox per test process, so tests may run in parallel.
     state_ = "/var/tmp/rdx-sb-" + std::to_string(::getpid());
     const std::string output =
-        Run("mkdir -p '" + state_ + "' && RDX_SANDBOX_OWNER=" + std::to_string(::getpid()) +
-            " '" + Script() + "' boot '" + state_ +
-            "' --bind-ro='" + RDX_BINARY_DIR + "' 2>&1");
+        Run("mkdir -p '" + state_ + "' && RDX_SANDBOX_OWNER=" + std::to_string(::getpid()) + " '" +
+            Script() + "' boot '" + state_ + "' --bind-ro='" + RDX_BINARY_DIR + "' 2>&1");
     const std::size_t at = output.rfind("leader=");
     if (at == std::string::npos) {
       whyNot = "systemd sandbox did not boot: " + output;
@@ -100,13 +97,13 @@ class SystemdSandbox {
 
 // Binds `sandbox` to the booted sandbox or ends the test: skipped with the reason, or failed
 // when RDX_REQUIRE_SYSTEMD=1.
-#define RDX_USE_SYSTEMD_SANDBOX(sandbox)                                              \
-  std::string sandbox##WhyNot;                                                        \
+#define RDX_USE_SYSTEMD_SANDBOX(sandbox)                                                \
+  std::string sandbox##WhyNot;                                                          \
   rdx::test::SystemdSandbox* sandbox = rdx::test::SystemdSandbox::Get(sandbox##WhyNot); \
-  if (sandbox == nullptr) {                                                           \
-    const char* require = std::getenv("RDX_REQUIRE_SYSTEMD");                         \
-    if (require != nullptr && std::string(require) == "1") {                          \
-      FAIL() << sandbox##WhyNot;                                                      \
-    }                                                                                 \
-    GTEST_SKIP() << sandbox##WhyNot;                                                  \
+  if (sandbox == nullptr) {                                                             \
+    const char* require = std::getenv("RDX_REQUIRE_SYSTEMD");                           \
+    if (require != nullptr && std::string(require) == "1") {                            \
+      FAIL() << sandbox##WhyNot;                                                        \
+    }                                                                                   \
+    GTEST_SKIP() << sandbox##WhyNot;                                                    \
   }

@@ -23,12 +23,18 @@ namespace {
 
 constexpr std::uint32_t kNone = 4294967295u;
 
-std::string LastFailure(const XMLProperties& xml) { return XMLPropertiesTestPeer::LastFailure(xml); }
+std::string LastFailure(const XMLProperties& xml) {
+  return XMLPropertiesTestPeer::LastFailure(xml);
+}
 
 TEST(XMLProperties, ParsesAsTheWindowsDomDoesAndExplainsRefusals) {
-  struct Row { const char* xml; std::uint32_t rootChildren; const char* rootText; };
+  struct Row {
+    const char* xml;
+    std::uint32_t rootChildren;
+    const char* rootText;
+  };
   const Row rows[] = {
-      {"<a>\n  <b/>\n\t</a>", 1, ""},   // layout text is dropped
+      {"<a>\n  <b/>\n\t</a>", 1, ""},    // layout text is dropped
       {"<a><!-- c --><b/></a>", 2, ""},  // comments are children
       {"<a>x<b>y<c>z</c></b><![CDATA[<w>]]><!--no--> z </a>", 5, "xyz<w> z "},
       {"<?xml version=\"1.0\"?>\n<!-- lead -->\n<a>&lt;&amp;</a>", 1, "<&"},
@@ -57,18 +63,25 @@ TEST(XMLProperties, ParsesAsTheWindowsDomDoesAndExplainsRefusals) {
   ASSERT_FALSE(xml.init("<a>\n  <b>\n</a>"));
   EXPECT_EQ(LastFailure(xml).rfind("Could not load XML: '<a>\n  <b>\n</a>'.  Please ensure that "
                                    "the XML is accessible and valid.  Code: 'C00CE50Eh';  Line: "
-                                   "'3';  Column: '", 0), 0u) << LastFailure(xml);
+                                   "'3';  Column: '",
+                                   0),
+            0u)
+      << LastFailure(xml);
   EXPECT_NE(LastFailure(xml).find("';  Reason: 'Start-end tags mismatch'"), std::string::npos);
   ASSERT_FALSE(xml.init("<a>\n&ok;</a>"));
   EXPECT_NE(LastFailure(xml).find("Line: '2';  Column: '1';  Reason: 'Reference to undefined "
-                                  "entity 'ok'.'"), std::string::npos) << LastFailure(xml);
+                                  "entity 'ok'.'"),
+            std::string::npos)
+      << LastFailure(xml);
   ASSERT_TRUE(xml.init("<a t='&lt;&#10;&quot;\tx'/>"));  // raw layout in values reads as blanks
   ASSERT_TRUE(xml.selectNode("/a", 0));
   EXPECT_EQ(xml.getAttributes().get("t"), "<\n\" x");
   // Long sources are shortened to 100 characters around "...".
   ASSERT_FALSE(xml.init("<" + std::string(300, 'x')));
-  EXPECT_NE(LastFailure(xml).find("'<" + std::string(48, 'x') + "..." + std::string(48, 'x') + "'."),
-            std::string::npos) << LastFailure(xml);
+  EXPECT_NE(
+      LastFailure(xml).find("'<" + std::string(48, 'x') + "..." + std::string(48, 'x') + "'."),
+      std::string::npos)
+      << LastFailure(xml);
 }
 
 TEST(XMLProperties, InitTakesExistingPathsAsFilesAndSaveWritesEdits) {
@@ -77,7 +90,7 @@ TEST(XMLProperties, InitTakesExistingPathsAsFilesAndSaveWritesEdits) {
   const std::string file = (dir / "cfg.xml").string();
   std::ofstream(file) << "<Cfg><Port>80</Port></Cfg>\n";
   XMLProperties xml;
-  EXPECT_TRUE(xml.init(""));  // nothing to load is not a failure
+  EXPECT_TRUE(xml.init(""));             // nothing to load is not a failure
   EXPECT_FALSE(xml.init(dir.string()));  // a folder exists but holds no document
   EXPECT_NE(LastFailure(xml).find("Code: '80070005h'"), std::string::npos) << LastFailure(xml);
   EXPECT_FALSE(xml.init((dir / "missing.xml").string()));  // parsed as text, so a parse error
@@ -97,9 +110,17 @@ TEST(XMLProperties, InitTakesExistingPathsAsFilesAndSaveWritesEdits) {
 TEST(XMLProperties, QueriesWalkTheCachedList) {
   XMLProperties xml;
   ASSERT_TRUE(xml.init("<r><a n='0'/><a n='1'>t</a><!--c--><b/></r>"));
-  struct Row { std::string xpath; std::uint32_t nodes, children; };
-  const Row rows[] = {{"//a", 2, 0}, {"/r", 1, 4}, {"/", 1, 1}, {"//zz", 0, kNone},
-                      {"", kNone, kNone}, {"///", kNone, kNone}, {"count(//a)", kNone, kNone},
+  struct Row {
+    std::string xpath;
+    std::uint32_t nodes, children;
+  };
+  const Row rows[] = {{"//a", 2, 0},
+                      {"/r", 1, 4},
+                      {"/", 1, 1},
+                      {"//zz", 0, kNone},
+                      {"", kNone, kNone},
+                      {"///", kNone, kNone},
+                      {"count(//a)", kNone, kNone},
                       {std::string("/r\0junk", 7), kNone, kNone}};
   for (const Row& row : rows) {
     SCOPED_TRACE(row.xpath);
@@ -137,7 +158,12 @@ TEST(XMLProperties, ReadsNodes) {
   XMLProperties xml;
   const std::string doc = "<r><t>text<i/></t><e><i>x</i>tail</e><n/><c><!--k--></c></r>";
   ASSERT_TRUE(xml.init(doc));
-  struct Row { const char* xpath; const char* name; const char* text; std::string contents; };
+  struct Row {
+    const char* xpath;
+    const char* name;
+    const char* text;
+    std::string contents;
+  };
   const Row rows[] = {
       {"/r/t", "t", "text", "text"},
       {"/r/e", "e", "xtail", "<e><i>x</i>tail</e>"},  // nested elements come back as markup
@@ -154,9 +180,11 @@ TEST(XMLProperties, ReadsNodes) {
     EXPECT_EQ(xml.getNodeText("D"), row.text);
     EXPECT_EQ(xml.getNodeContents("D"), row.contents);
   }
-  EXPECT_EQ(xml.getNodeTextFrom("/r/missing", "D"), "") << "a missing node does not give the default";
+  EXPECT_EQ(xml.getNodeTextFrom("/r/missing", "D"), "")
+      << "a missing node does not give the default";
   std::string joined;
-  for (const auto& [name, value] : getNodeSetAsLookUp(xml, "/r/node()")) joined += name + "=" + value + ";";
+  for (const auto& [name, value] : getNodeSetAsLookUp(xml, "/r/node()"))
+    joined += name + "=" + value + ";";
   EXPECT_EQ(joined, "t=text;e=xtail;n=;c=;");
   EXPECT_TRUE(getNodeSetAsLookUp(xml, "///").empty());
 }
@@ -169,7 +197,8 @@ TEST(XMLProperties, AttributesAreCachedUntilTheNextSelectAndSetNodeTextEscapes) 
   EXPECT_EQ(xml.getAttributes().begin()->first, "z");  // document order, not sorted
   EXPECT_EQ(xml.getNumChildren("/r/b"), 0u);
   EXPECT_EQ(xml.getNodeName(), "b");
-  EXPECT_EQ(xml.getAttributes().get("z"), "1") << "getNumChildren keeps the cache of the earlier node";
+  EXPECT_EQ(xml.getAttributes().get("z"), "1")
+      << "getNumChildren keeps the cache of the earlier node";
   ASSERT_TRUE(xml.close());
   EXPECT_EQ(xml.getAttributes().get("K"), "3");
   EXPECT_EQ(xml.getAttributes().get("z", "none"), "none");

@@ -28,8 +28,8 @@ constexpr std::uint32_t kCall = 7;
 Bytes Fragment(std::uint8_t flags, std::size_t offset, std::size_t size, std::uint32_t hint,
                std::uint32_t callId = kCall) {
   Bytes pdu(kCallHeaderSize + size);
-  EncodeCallHeader(PduType::kResponse, flags, callId, static_cast<std::uint16_t>(pdu.size()),
-                   hint, 0, 0, pdu.data());
+  EncodeCallHeader(PduType::kResponse, flags, callId, static_cast<std::uint16_t>(pdu.size()), hint,
+                   0, 0, pdu.data());
   for (std::size_t i = 0; i < size; ++i) pdu[kCallHeaderSize + i] = PatternByte(offset + i, 3);
   return pdu;
 }
@@ -39,23 +39,32 @@ enum class Next { kNothing, kFull, kHalf, kLast, kFullLast, kFault, kOtherCall, 
 TEST(BulkTransfer, FragmentRunsTakeWhatIsPlannedAndLeaveTheRest) {
   const struct {
     const char* name;
-    std::vector<Next> rest;  // what follows the first fragment
+    std::vector<Next> rest;     // what follows the first fragment
     std::size_t hintFragments;  // the run by alloc_hint: this many full fragments and a half
     std::size_t placedFragments;
     bool last;
-    Next leftOver;  // what Next reads afterwards
+    Next leftOver;         // what Next reads afterwards
     bool endsCall = true;  // false: the run is a slice of whole fragments, more follow
   } rows[] = {
       {"as planned", {Next::kFull, Next::kFull, Next::kLast}, 2, 2, true, Next::kFault},
       {"answer shorter than announced", {Next::kFull, Next::kLast}, 5, 1, false, Next::kLast},
-      {"answer longer than announced", {Next::kFull, Next::kFull, Next::kLast}, 0, 0, false,
+      {"answer longer than announced",
+       {Next::kFull, Next::kFull, Next::kLast},
+       0,
+       0,
+       false,
        Next::kFull},
       {"last flag early", {Next::kFull, Next::kFullLast}, 4, 1, false, Next::kFullLast},
       {"smaller fragments midway", {Next::kFull, Next::kHalf}, 4, 1, false, Next::kHalf},
       {"fault midway", {Next::kFull, Next::kFault}, 4, 1, false, Next::kFault},
       {"another call's fragment", {Next::kOtherCall}, 4, 0, false, Next::kOtherCall},
-      {"slice of a longer answer", {Next::kFull, Next::kFull, Next::kFull, Next::kLast}, 2, 2,
-       false, Next::kFull, false},
+      {"slice of a longer answer",
+       {Next::kFull, Next::kFull, Next::kFull, Next::kLast},
+       2,
+       2,
+       false,
+       Next::kFull,
+       false},
       {"connection ends midway", {Next::kFull, Next::kCut}, 4, 0, false, Next::kNothing},
   };
   for (const std::size_t capacity : {std::size_t{40}, std::size_t{5816}}) {
@@ -65,8 +74,7 @@ TEST(BulkTransfer, FragmentRunsTakeWhatIsPlannedAndLeaveTheRest) {
       os::StreamSocket writer = os::StreamSocket::ConnectTcp("127.0.0.1", listener.Port());
       os::StreamSocket reader = listener.Accept();
       // The run's stub: everything after the first fragment, by its alloc_hint.
-      const std::size_t runBytes =
-          row.hintFragments * capacity + (row.endsCall ? capacity / 2 : 0);
+      const std::size_t runBytes = row.hintFragments * capacity + (row.endsCall ? capacity / 2 : 0);
       const auto hint = static_cast<std::uint32_t>(capacity + runBytes);
       Bytes sent = Fragment(kFirstFragment, 0, capacity, hint);
       std::size_t offset = capacity;
@@ -117,8 +125,7 @@ TEST(BulkTransfer, FragmentRunsTakeWhatIsPlannedAndLeaveTheRest) {
         continue;
       }
       ASSERT_EQ(r, PduStream::Result::kPdu);
-      const std::size_t expected =
-          row.last ? runBytes : row.placedFragments * capacity;
+      const std::size_t expected = row.last ? runBytes : row.placedFragments * capacity;
       EXPECT_EQ(placed, expected);
       EXPECT_EQ(last, row.last);
       std::size_t wrong = 0;
@@ -173,8 +180,8 @@ class PatternProvider : public QUORVAN::Rendix::ServiceProvider::IServiceProvide
   std::int8_t Ping() override { return 1; }
   std::int8_t StreamImageBuffer(std::string&, std::int32_t& size, std::uint8_t* buffer,
                                 std::int32_t a, std::int32_t b, std::string&) override {
-    zeroedOnEntry = zeroedOnEntry && std::all_of(buffer, buffer + size,
-                                                 [](std::uint8_t v) { return v == 0; });
+    zeroedOnEntry =
+        zeroedOnEntry && std::all_of(buffer, buffer + size, [](std::uint8_t v) { return v == 0; });
     for (std::int32_t i = 0; i < size / 2; ++i) buffer[i] = std::uint8_t(i + a + b);
     return 1;
   }
@@ -193,9 +200,10 @@ TEST(BulkTransfer, ImagesShrinkingAndGrowingOnOneConnectionArriveWhole) {
   where["Endpoint"] = server.Endpoint();
   ASSERT_TRUE(proxy.Init(where));
   constexpr std::uint32_t kMiB = 1024 * 1024;
-  const struct { std::uint32_t size, a; } rows[] = {
-      {3 * kMiB + 5, 3}, {kMiB + 3, 0xFFFFFFFFu}, {0, 1}, {17, 2},
-      {70000, 0xFFFFFFFFu}, {9 * kMiB + 1, 5}, {2 * kMiB, 4}};
+  const struct {
+    std::uint32_t size, a;
+  } rows[] = {{3 * kMiB + 5, 3},    {kMiB + 3, 0xFFFFFFFFu}, {0, 1},       {17, 2},
+              {70000, 0xFFFFFFFFu}, {9 * kMiB + 1, 5},       {2 * kMiB, 4}};
   for (const auto& row : rows) {
     SCOPED_TRACE(std::to_string(row.size) + " bytes, a " + std::to_string(row.a));
     std::vector<char> buffer(row.size + 8, '\x55');

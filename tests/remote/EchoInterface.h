@@ -28,8 +28,8 @@ class EchoInterface : public ServerInterface {
  public:
   const SyntaxId& Syntax() const override { return syntax_; }
   std::uint32_t OperationCount() const override { return 4; }
-  std::uint32_t Dispatch(std::uint16_t opnum, std::span<const std::uint8_t> request,
-                         bool bigEndian, std::vector<std::uint8_t>& response) override {
+  std::uint32_t Dispatch(std::uint16_t opnum, std::span<const std::uint8_t> request, bool bigEndian,
+                         std::vector<std::uint8_t>& response) override {
     lastBigEndian = bigEndian;
     std::uint32_t a = 0;
     std::uint32_t b = 0;
@@ -38,15 +38,12 @@ class EchoInterface : public ServerInterface {
       std::memcpy(&b, request.data() + 4, 4);
     }
     switch (opnum) {
-      case 0:
-        response.assign(request.begin(), request.end());
-        return 0;
+      case 0: response.assign(request.begin(), request.end()); return 0;
       case 1:
         response.resize(a);
         for (std::uint32_t i = 0; i < a; ++i) response[i] = PatternByte(i, b);
         return 0;
-      case 2:
-        return a;
+      case 2: return a;
       default: {
         std::unique_lock lock(mutex_);
         ++waiting_;

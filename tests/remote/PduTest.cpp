@@ -63,9 +63,12 @@ TEST(Pdu, EncodingsMatchKnownExchanges) {
   const Row rows[] = {
       {"bind round trip", EncodeBind(PduType::kBind, 2, decoded), kWindowsBind},
       {"bind_ack: accept, NDR64 refused, negotiation acknowledged", ack,
-       "05 00 0c 03 10 00 00 00 6c 00 00 00 02 00 00 00 d0 16 d0 16 f4 12 00 00 05 00 33 39 38 32 00 00 "
-       "03 00 00 00 00 00 00 00 04 5d 88 8a eb 1c c9 11 9f e8 08 00 2b 10 48 60 02 00 00 00 02 00 02 00 "
-       "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 03 00 00 00 00 00 00 00 00 00 00 00 "
+       "05 00 0c 03 10 00 00 00 6c 00 00 00 02 00 00 00 d0 16 d0 16 f4 12 00 00 05 00 33 39 38 32 "
+       "00 00 "
+       "03 00 00 00 00 00 00 00 04 5d 88 8a eb 1c c9 11 9f e8 08 00 2b 10 48 60 02 00 00 00 02 00 "
+       "02 00 "
+       "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 03 00 00 00 00 00 00 00 00 00 "
+       "00 00 "
        "00 00 00 00 00 00 00 00 00 00 00 00"},
       {"bind_nak reason 4", EncodeBindNak(2, kNakProtocolVersion),
        "05 00 0d 03 10 00 00 00 18 00 00 00 02 00 00 00 04 00 01 05 00 00 00 00"},
@@ -99,20 +102,19 @@ TEST(Pdu, FragmentSizesAndSplits) {
     std::uint16_t n;
     std::vector<std::size_t> sizes;
   };
-  for (const Split& s : {Split{6000, 5840, {5816, 184}}, Split{0, 5840, {0}},
-                         Split{4256, 4280, {4256}}, Split{4257, 4280, {4256, 1}},
-                         Split{3 * 5816, 5840, {5816, 5816, 5816}}}) {
+  for (const Split& s :
+       {Split{6000, 5840, {5816, 184}}, Split{0, 5840, {0}}, Split{4256, 4280, {4256}},
+        Split{4257, 4280, {4256, 1}}, Split{3 * 5816, 5840, {5816, 5816, 5816}}}) {
     SCOPED_TRACE(s.stub);
     const FragmentPlan plan = PlanFragments(PduType::kResponse, 9, 1, 0, s.stub, s.n);
     ASSERT_EQ(plan.offsets.size(), s.sizes.size() + 1);
     std::size_t left = s.stub;
     for (std::size_t i = 0; i < s.sizes.size(); ++i) {
-      std::span<const std::uint8_t> h(plan.headers.data() + i * kCallHeaderSize,
-                                      kCallHeaderSize);
+      std::span<const std::uint8_t> h(plan.headers.data() + i * kCallHeaderSize, kCallHeaderSize);
       PduHeader header;
       ASSERT_TRUE(DecodeHeader(h, header));
-      const std::uint8_t flags = (i == 0 ? kFirstFragment : 0) |
-                                 (i + 1 == s.sizes.size() ? kLastFragment : 0);
+      const std::uint8_t flags =
+          (i == 0 ? kFirstFragment : 0) | (i + 1 == s.sizes.size() ? kLastFragment : 0);
       EXPECT_EQ(header.flags, flags);
       EXPECT_EQ(header.fragLength, kCallHeaderSize + s.sizes[i]);
       EXPECT_LE(header.fragLength, s.n);

@@ -27,8 +27,7 @@ std::string Config(const char* host, const std::string& endpoint) {
   std::string children = "<Name>Imaging</Name>";
   if (host != nullptr) children += printToString("<HostMachine>%s</HostMachine>", host);
   children += "<Endpoint>" + endpoint + "</Endpoint>";
-  return "<Rendix><ServiceProvider><Config>" + children +
-         "</Config></ServiceProvider></Rendix>";
+  return "<Rendix><ServiceProvider><Config>" + children + "</Config></ServiceProvider></Rendix>";
 }
 
 // Every member answered, copies of a connected proxy, then every member cut off by a server
@@ -49,8 +48,7 @@ TEST(ProxyForManager, EveryMemberAnswersAndReportsAFailedCall) {
       {"GetServiceStates", 38146, true, [](auto& p, auto& e) { return p.GetServiceStates(e); },
        Answer("GetServiceStates")},
       {"UpdateServiceStates", 38147, true,
-       [](auto& p, auto& e) { return std::to_string(p.UpdateServiceStates("<States/>", e)); },
-       "1"},
+       [](auto& p, auto& e) { return std::to_string(p.UpdateServiceStates("<States/>", e)); }, "1"},
       {"Synchronize", 38148, false,
        [](auto& p, auto&) { return std::to_string(p.Synchronize("<Sync/>")); }, "1"},
       {"GetInfo", 38149, false, [](auto& p, auto&) { return p.GetInfo(); }, Answer("GetInfo")},
@@ -72,7 +70,8 @@ TEST(ProxyForManager, EveryMemberAnswersAndReportsAFailedCall) {
                            "UpdateServiceStates(<States/>) -> 1", "Synchronize(<Sync/>) -> 1",
                            "GetInfo(n=40000) -> 0", "StopServiceProvider(shutdown) -> 1"}) {
     EXPECT_NE(log.find(std::string("ServiceProviderInterface.") + line), std::string::npos)
-        << line << "\n" << log;
+        << line << "\n"
+        << log;
   }
 
   // Copies own their bindings: they outlive the original's.

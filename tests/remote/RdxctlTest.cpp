@@ -13,8 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include "remote/RefServerProcess.h"
 #include "platform/SystemdSandbox.h"
+#include "remote/RefServerProcess.h"
 #include "remote/interop/ChildProcess.h"
 #include "support/IsolatedEnvironment.h"
 
@@ -34,9 +34,9 @@ struct Result {
 Result RunRdxctl(const rdx::test::IsolatedEnvironment& env, const std::vector<std::string>& args,
                  const std::string& input = "/dev/null") {
   const std::string errPath = env.Root() + "/stderr";
-  std::vector<std::string> argv = {"/bin/sh", "-c",
-                                   "in=$1 err=$2; shift 2; exec \"$0\" \"$@\" <\"$in\" 2>\"$err\"",
-                                   RDXCTL, input, errPath};
+  std::vector<std::string> argv = {
+      "/bin/sh", "-c",  "in=$1 err=$2; shift 2; exec \"$0\" \"$@\" <\"$in\" 2>\"$err\"",
+      RDXCTL,    input, errPath};
   argv.insert(argv.end(), args.begin(), args.end());
   const os::ChildResult run = os::RunChild(argv, 1 << 20, std::chrono::minutes(1));
   return {run.timedOut ? -1 : run.exitCode, run.output, rdx::test::ReadFile(errPath)};
@@ -60,7 +60,7 @@ struct Step {
   int exitCode;
   std::optional<std::string> out = std::nullopt;
   std::vector<std::string> errHolds = {};  // texts the errors must contain
-  std::string outHolds = "";                // a text the output must contain
+  std::string outHolds = "";               // a text the output must contain
   std::string input = "/dev/null";
 };
 
@@ -98,31 +98,38 @@ TEST_F(Rdxctl, ServerAndProviderVerbsPrintTheReferenceAnswers) {
   RefServerProcess server;
   ASSERT_TRUE(server.Started());
   const std::string at = "127.0.0.1:" + server.Endpoint();
-  Run({
-      {{"server", at, "version"}, 0, "1.002\n"},
-      {{"server", at, "info"}, 0, Answer("GetInfo") + "\n"},
-      {{"server", at, "providers"}, 0, Answer("GetServiceProviders") + "\n"},
-      {{"server", at, "provider", "Img"}, 0, Answer("GetServiceProviderInfo") + "\n"},
-      {{"server", at, "services"}, 0, Answer("GetServices") + "\n"},
-      {{"server", at, "services", "Img"}, 0, Answer("GetServices") + "\n"},
-      {{"server", at, "service", "Ortho", "Img"}, 0, Answer("GetServiceInfo") + "\n"},
-      {{"--json", "server", at, "version"}, 0,
-       "{\"server\":\"" + at + "\",\"verb\":\"version\",\"version\":1.002}\n"},
-      {{"server", at, "providers", "--json"}, 0,
-       "{\"server\":\"" + at + "\",\"verb\":\"providers\",\"text\":\"" +
-           Answer("GetServiceProviders") + "\"}\n"},
-      {{"provider", at, "ping"}, 0, "alive\n"},
-      {{"provider", at, "info"}, 0, Answer("GetInfo") + "\n"},
-      {{"provider", at, "states"}, 0, Answer("GetServiceStates") + "\n"},
-      {{"provider", at, "metadata", "Kind", "Request", "--service", "Ortho"}, 0,
-       Answer("GetServiceMetadata") + "\n"},
-      {{"--json", "provider", at, "states"}, 0,
-       "{\"provider\":\"" + at + "\",\"verb\":\"states\",\"text\":\"" +
-           Answer("GetServiceStates") + "\"}\n"},
-  }, 0);
+  Run(
+      {
+          {{"server", at, "version"}, 0, "1.002\n"},
+          {{"server", at, "info"}, 0, Answer("GetInfo") + "\n"},
+          {{"server", at, "providers"}, 0, Answer("GetServiceProviders") + "\n"},
+          {{"server", at, "provider", "Img"}, 0, Answer("GetServiceProviderInfo") + "\n"},
+          {{"server", at, "services"}, 0, Answer("GetServices") + "\n"},
+          {{"server", at, "services", "Img"}, 0, Answer("GetServices") + "\n"},
+          {{"server", at, "service", "Ortho", "Img"}, 0, Answer("GetServiceInfo") + "\n"},
+          {{"--json", "server", at, "version"},
+           0,
+           "{\"server\":\"" + at + "\",\"verb\":\"version\",\"version\":1.002}\n"},
+          {{"server", at, "providers", "--json"},
+           0,
+           "{\"server\":\"" + at + "\",\"verb\":\"providers\",\"text\":\"" +
+               Answer("GetServiceProviders") + "\"}\n"},
+          {{"provider", at, "ping"}, 0, "alive\n"},
+          {{"provider", at, "info"}, 0, Answer("GetInfo") + "\n"},
+          {{"provider", at, "states"}, 0, Answer("GetServiceStates") + "\n"},
+          {{"provider", at, "metadata", "Kind", "Request", "--service", "Ortho"},
+           0,
+           Answer("GetServiceMetadata") + "\n"},
+          {{"--json", "provider", at, "states"},
+           0,
+           "{\"provider\":\"" + at + "\",\"verb\":\"states\",\"text\":\"" +
+               Answer("GetServiceStates") + "\"}\n"},
+      },
+      0);
   // The metadata verb closes the session it opened; the server's session verbs open none.
   (void)server.LogSinceLastMark();
-  const Result again = RunRdxctl(env_, {"provider", at, "metadata", "K", "R", "--service", "Ortho"});
+  const Result again =
+      RunRdxctl(env_, {"provider", at, "metadata", "K", "R", "--service", "Ortho"});
   EXPECT_EQ(again.exitCode, 0) << Describe(again);
   const std::string log = server.LogSinceLastMark();
   EXPECT_NE(log.find("OpenServiceSession(Ortho"), std::string::npos) << log;
@@ -136,7 +143,8 @@ TEST_F(Rdxctl, StreamWritesTheImageBytesAndReportsRefusals) {
   const std::string file = env_.Root() + "/image.raw", refused = env_.Root() + "/refused.raw";
   // 300 x 3 pixels at one byte each: the pattern wraps past 255 several times.
   Run({{{"provider", at, "stream", "Ortho", "--aoi", "0,0,10,5", "--size", "300x3", "-o", file},
-        0, "900 bytes written to " + file + "\n"}});
+        0,
+        "900 bytes written to " + file + "\n"}});
   const std::string image = rdx::test::ReadFile(file);
   ASSERT_EQ(image.size(), 900u);
   for (std::size_t i = 0; i < image.size(); ++i) {
@@ -149,7 +157,9 @@ TEST_F(Rdxctl, StreamWritesTheImageBytesAndReportsRefusals) {
   }
   // An empty area: the provider's refusal on standard error, no file, the session closed.
   Run({{{"provider", at, "stream", "Ortho", "--aoi", "5,0,5,5", "--size", "4x4", "-o", refused},
-        1, "", {"rdxctl: SetAOI failed", "Empty area of interest"}}});
+        1,
+        "",
+        {"rdxctl: SetAOI failed", "Empty area of interest"}}});
   EXPECT_FALSE(std::ifstream(refused).good());
   EXPECT_EQ(Count(server.LogSinceLastMark(), "CloseSession"), 1u);
 }
@@ -165,7 +175,10 @@ TEST_F(Rdxctl, UnreachableOrRefusingPeersFailWithExitCodeOne) {
       {{"provider", closed, "ping"}, 1, "", {closed}},
       {{"provider", closed, "info"}, 1, "", {closed}},
       {{"provider", closed, "stream", "S", "--aoi", "0,0,1,1", "--size", "2x2", "-o",
-        env_.Root() + "/never"}, 1, "", {closed}},
+        env_.Root() + "/never"},
+       1,
+       "",
+       {closed}},
       {{"provider", noPing, "ping"}, 1, "", {noPing}},
   });
   EXPECT_FALSE(std::ifstream(env_.Root() + "/never").good());
@@ -193,10 +206,14 @@ TEST_F(Rdxctl, BadUsageGivesExitCodeTwoAnErrorLineAndTheUsage) {
   Run(steps, 2);  // the error line and the usage
   steps.clear();
   // Every verb has its help, on standard output, with exit code 0.
-  for (std::vector<std::string> args : std::vector<std::vector<std::string>>{
-           {"--help"}, {"server", "--help"}, {"provider", "h:1", "stream", "--help"},
-           {"service", "start", "--help"}, {"logs", "listen", "--help"},
-           {"status", "pretty", "--help"}, {"reg", "list", "--help"}}) {
+  for (std::vector<std::string> args :
+       std::vector<std::vector<std::string>>{{"--help"},
+                                             {"server", "--help"},
+                                             {"provider", "h:1", "stream", "--help"},
+                                             {"service", "start", "--help"},
+                                             {"logs", "listen", "--help"},
+                                             {"status", "pretty", "--help"},
+                                             {"reg", "list", "--help"}}) {
     steps.push_back({args, 0, std::nullopt, {}, "Usage:"});
   }
   Run(steps);
@@ -228,17 +245,20 @@ TEST_F(Rdxctl, RegistrySetGetAndListWithJsonEscaping) {
   Run({
       {{"reg", "get", "SOFTWARE\\QUORVAN\\Rendix", "VERSION"}, 0, "9.2\n"},
       {{"reg", "list", "SOFTWARE\\QUORVAN\\Rendix"}, 0, "Sub\\\nVersion=9.2\n"},
-      {{"--json", "reg", "list", "SOFTWARE\\QUORVAN\\Rendix\\Sub"}, 0,
+      {{"--json", "reg", "list", "SOFTWARE\\QUORVAN\\Rendix\\Sub"},
+       0,
        "{\"key\":\"SOFTWARE\\\\QUORVAN\\\\Rendix\\\\Sub\",\"subkeys\":[],"
        "\"values\":{\"Odd\":\"q\\\"b\\\\s\\tt\\u0001 \xC3\xA9 \\u00ff\"}}\n"},
   });
-  Run({
-      {{"reg", "get", "SOFTWARE\\QUORVAN\\Rendix", "Missing"}, 1},
-      {{"reg", "get", "SOFTWARE\\Nowhere", "Version"}, 1},
-      {{"reg", "list", "SOFTWARE\\Nowhere"}, 1},
-      {{"reg", "set", "SOFTWARE\\QUORVAN", "A=B", "x"}, 1},
-      {{"reg", "set", "SOFTWARE\\QUORVAN", "Name", "two\nlines"}, 1},
-  }, 1);
+  Run(
+      {
+          {{"reg", "get", "SOFTWARE\\QUORVAN\\Rendix", "Missing"}, 1},
+          {{"reg", "get", "SOFTWARE\\Nowhere", "Version"}, 1},
+          {{"reg", "list", "SOFTWARE\\Nowhere"}, 1},
+          {{"reg", "set", "SOFTWARE\\QUORVAN", "A=B", "x"}, 1},
+          {{"reg", "set", "SOFTWARE\\QUORVAN", "Name", "two\nlines"}, 1},
+      },
+      1);
 }
 
 TEST_F(Rdxctl, LogsListenPrintsLinesUntilTerminated) {
@@ -272,7 +292,8 @@ TEST_F(Rdxctl, ServiceVerbsInstallRunQueryAndRemoveAService) {
       {{"service", "install", name, "--exec", exec}, 1, "", {"already exists"}},
       {{"service", "state", name}, 0, "stopped\n"},
       {{"service", "start", name}, 0, "Service start pending.\n" + name + " is running\n"},
-      {{"--json", "service", "state", name}, 0,
+      {{"--json", "service", "state", name},
+       0,
        "{\"service\":\"" + name + "\",\"verb\":\"state\",\"state\":4,\"name\":\"running\"}\n"},
       {{"service", "list", "--json"}, 0, std::nullopt, {}, "\"" + name + "\""},
       {{"service", "stop", name}, 0},

@@ -33,10 +33,10 @@ std::unique_ptr<RefServerChild> RefServerChild::Start(const Options& options) {
   for (int attempt = 0; attempt < 5; ++attempt) {
     std::unique_ptr<RefServerChild> server(new RefServerChild);
     server->port_ = FreePort();
-    server->logPath_ = (std::filesystem::temp_directory_path() /
-                        ("rdx-refserver-" + std::to_string(::getpid()) + "-" +
-                         std::to_string(++started) + ".log"))
-                           .string();
+    server->logPath_ =
+        (std::filesystem::temp_directory_path() /
+         ("rdx-refserver-" + std::to_string(::getpid()) + "-" + std::to_string(++started) + ".log"))
+            .string();
     // $RDX_REFSERVER runs another build of the server against the same checks.
     const char* program = std::getenv("RDX_REFSERVER");
     std::vector<std::string> argv = {
@@ -50,7 +50,8 @@ std::unique_ptr<RefServerChild> RefServerChild::Start(const Options& options) {
     args.push_back(nullptr);
     for (std::string& e : envText) env.push_back(e.data());
     env.push_back(nullptr);
-    const int log = ::open(server->logPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    const int log =
+        ::open(server->logPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (log < 0) return nullptr;
     const pid_t pid = ::fork();
     if (pid == 0) {  // only async-signal-safe calls from here to exec

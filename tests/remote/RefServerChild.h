@@ -28,9 +28,9 @@ inline constexpr bool kResidentSizeMeaningful = true;
 class RefServerChild {
  public:
   struct Options {
-    std::vector<std::string> arguments;    // after --tcp PORT
-    std::vector<std::string> environment;  // "NAME=value", added to ours
-    unsigned long descriptorLimit = 0;     // hard (and soft) limit in the child; 0 keeps ours
+    std::vector<std::string> arguments;     // after --tcp PORT
+    std::vector<std::string> environment;   // "NAME=value", added to ours
+    unsigned long descriptorLimit = 0;      // hard (and soft) limit in the child; 0 keeps ours
     unsigned long softDescriptorLimit = 0;  // a lower soft limit; 0: the hard one
   };
   // Starts the server on a free loopback port and waits until it listens; null on failure.

@@ -21,25 +21,26 @@ std::string RefServerProcess::LogSinceLastMark() {
   (void)serviceprovider::StopServiceProvider(binding_->h, mark.c_str());
   std::string log;
   std::size_t markLine = std::string::npos, next = std::string::npos;
-  const bool seen = WaitFor([&] {
-    log = server_->Log();
-    markLine = log.find(mark, logged_);
-    next = markLine == std::string::npos ? markLine : log.find('\n', markLine);
-    return next != std::string::npos;
-  }, std::chrono::seconds(20));
+  const bool seen = WaitFor(
+      [&] {
+        log = server_->Log();
+        markLine = log.find(mark, logged_);
+        next = markLine == std::string::npos ? markLine : log.find('\n', markLine);
+        return next != std::string::npos;
+      },
+      std::chrono::seconds(20));
   if (!seen) return "";
   const std::size_t lineStart = log.rfind('\n', markLine);
   const std::size_t begin = logged_;
-  const std::size_t end = lineStart == std::string::npos || lineStart < begin ? begin
-                                                                               : lineStart + 1;
+  const std::size_t end =
+      lineStart == std::string::npos || lineStart < begin ? begin : lineStart + 1;
   logged_ = next + 1;
   return log.substr(begin, end - begin);
 }
 
 std::size_t Count(const std::string& log, const std::string& needle) {
   std::size_t count = 0;
-  for (std::size_t at = log.find(needle); at != std::string::npos;
-       at = log.find(needle, at + 1)) {
+  for (std::size_t at = log.find(needle); at != std::string::npos; at = log.find(needle, at + 1)) {
     ++count;
   }
   return count;

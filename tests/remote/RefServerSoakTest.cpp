@@ -25,7 +25,7 @@ namespace rdx::rpc::test {
 namespace {
 
 constexpr int kClients = 128;
-constexpr std::int32_t kTextSize = 6000;    // above the 4000 a caller offers first
+constexpr std::int32_t kTextSize = 6000;  // above the 4000 a caller offers first
 constexpr std::size_t kMiB = 1024 * 1024;
 
 using Clock = std::chrono::steady_clock;
@@ -56,8 +56,8 @@ class SoakClient {
     std::string session = Room(15);
     std::string error = Room(1023);
     if (!Check("OpenServiceSession", [&] {
-          return serviceprovider::OpenServiceSession(binding_.h, "Soak", "client",
-                                                     session.data(), error.data()) == 1 &&
+          return serviceprovider::OpenServiceSession(binding_.h, "Soak", "client", session.data(),
+                                                     error.data()) == 1 &&
                  session[0] == 'S' && error[0] == '\0';
         })) {
       return;
@@ -112,8 +112,8 @@ class SoakClient {
     image_.assign(static_cast<std::size_t>(size) + 1, 0xEE);
     std::string error = Room(1023);
     std::int32_t inOut = size;
-    if (serviceprovider::StreamImageBuffer(binding_.h, session.data(), &inOut, image_.data(), a,
-                                           b, error.data()) != 1 ||
+    if (serviceprovider::StreamImageBuffer(binding_.h, session.data(), &inOut, image_.data(), a, b,
+                                           error.data()) != 1 ||
         inOut != size || image_.back() != 0xEE) {
       return false;
     }
@@ -178,8 +178,8 @@ TEST(RefServerSoak, ManyClientsMixedCallsNoFailureNoGrowth) {
   std::vector<Sample> samples;
   while (Clock::now() - start < duration) {
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    samples.push_back({std::chrono::duration<double>(Clock::now() - start).count(),
-                       server->ResidentBytes()});
+    samples.push_back(
+        {std::chrono::duration<double>(Clock::now() - start).count(), server->ResidentBytes()});
   }
   stop = true;
   for (std::thread& t : clients) t.join();

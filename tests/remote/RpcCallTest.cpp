@@ -100,19 +100,68 @@ TEST_F(RpcCall, FailuresArriveAsStatusesWithTexts) {
   newerMinor.versionMinor = 1;
   const std::uint16_t freePort = FreeTcpPort();
   const Row rows[] = {
-      {"nothing listening", "127.0.0.1", std::to_string(freePort), "ncacn_ip_tcp",
-       EchoSyntax(), 0, {}, 1722, "The RPC server is unavailable."},
-      {"no such host", "no-such-host.invalid", Port(), "ncacn_ip_tcp", EchoSyntax(), 0, {},
-       1722, "The RPC server is unavailable."},
-      {"pipe of another machine", "elsewhere.invalid", "\\pipe\\x", "ncacn_np", EchoSyntax(),
-       0, {}, 1722, "The RPC server is unavailable."},
-      {"unknown operation", "127.0.0.1", Port(), "ncacn_ip_tcp", EchoSyntax(), 4, {}, 1745,
+      {"nothing listening",
+       "127.0.0.1",
+       std::to_string(freePort),
+       "ncacn_ip_tcp",
+       EchoSyntax(),
+       0,
+       {},
+       1722,
+       "The RPC server is unavailable."},
+      {"no such host",
+       "no-such-host.invalid",
+       Port(),
+       "ncacn_ip_tcp",
+       EchoSyntax(),
+       0,
+       {},
+       1722,
+       "The RPC server is unavailable."},
+      {"pipe of another machine",
+       "elsewhere.invalid",
+       "\\pipe\\x",
+       "ncacn_np",
+       EchoSyntax(),
+       0,
+       {},
+       1722,
+       "The RPC server is unavailable."},
+      {"unknown operation",
+       "127.0.0.1",
+       Port(),
+       "ncacn_ip_tcp",
+       EchoSyntax(),
+       4,
+       {},
+       1745,
        "The procedure number is out of range."},
-      {"unknown interface", "127.0.0.1", Port(), "ncacn_ip_tcp", unknown, 0, {}, 1717,
+      {"unknown interface",
+       "127.0.0.1",
+       Port(),
+       "ncacn_ip_tcp",
+       unknown,
+       0,
+       {},
+       1717,
        "The interface is unknown."},
-      {"newer minor version", "127.0.0.1", Port(), "ncacn_ip_tcp", newerMinor, 0, {}, 1717,
+      {"newer minor version",
+       "127.0.0.1",
+       Port(),
+       "ncacn_ip_tcp",
+       newerMinor,
+       0,
+       {},
+       1717,
        "The interface is unknown."},
-      {"no endpoint", "127.0.0.1", "", "ncacn_ip_tcp", EchoSyntax(), 0, {}, 1753,
+      {"no endpoint",
+       "127.0.0.1",
+       "",
+       "ncacn_ip_tcp",
+       EchoSyntax(),
+       0,
+       {},
+       1753,
        "There are no more endpoints available from the endpoint mapper."},
   };
   for (const Row& row : rows) {
@@ -134,8 +183,8 @@ TEST_F(RpcCall, FailuresArriveAsStatusesWithTexts) {
 
 TEST_F(RpcCall, ServerStoppedMidCallRaisesInsteadOfHanging) {
   Binding handle("127.0.0.1", Port());
-  auto call = std::async(std::launch::async,
-                         [&] { return Try(handle.h, EchoSyntax(), 3, {}, nullptr); });
+  auto call =
+      std::async(std::launch::async, [&] { return Try(handle.h, EchoSyntax(), 3, {}, nullptr); });
   ASSERT_TRUE(echo_.WaitForWaiting(1));
   std::thread stopper([&] { server_.Server().StopListening(); });
   // The stop shuts the connection; the manager is released so the stop can finish.
@@ -164,9 +213,9 @@ TEST_F(RpcCall, ManyClientsCallAtOnce) {
 }
 
 TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
-  const auto folder = std::filesystem::temp_directory_path() /
-                      ("rdx-rpc-test-" + std::to_string(::testing::UnitTest::GetInstance()
-                                                            ->random_seed()));
+  const auto folder =
+      std::filesystem::temp_directory_path() /
+      ("rdx-rpc-test-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
   std::filesystem::create_directories(folder);
   ::setenv("RDX_PIPE_DIR", folder.c_str(), 1);
   EchoInterface echo;
@@ -180,8 +229,7 @@ TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
   const mode_t umaskBefore = ::umask(077);
   ASSERT_TRUE(gul::StartRpcListener(&echo, "\\pipe\\RdxTest", "ncacn_np", text, status)) << text;
   ::umask(umaskBefore);
-  EXPECT_EQ(std::filesystem::status(folder / "rdxtest").permissions() &
-                std::filesystem::perms::all,
+  EXPECT_EQ(std::filesystem::status(folder / "rdxtest").permissions() & std::filesystem::perms::all,
             static_cast<std::filesystem::perms>(0666));
   EXPECT_EQ(text, "kept");
   EXPECT_EQ(status, 77);

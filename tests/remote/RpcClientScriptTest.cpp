@@ -41,9 +41,30 @@ Bytes Response(std::uint32_t callId, const Bytes& stub, std::uint8_t flags = 3,
 // A response as a big-endian server writes it (drep 00 00 00 00).
 Bytes BigEndianResponse(std::uint32_t callId, const Bytes& stub, std::uint8_t flags) {
   const auto length = static_cast<std::uint16_t>(kCallHeaderSize + stub.size());
-  Bytes pdu = {5, 0, 2, flags, 0, 0, 0, 0, std::uint8_t(length >> 8), std::uint8_t(length), 0, 0,
-               std::uint8_t(callId >> 24), std::uint8_t(callId >> 16), std::uint8_t(callId >> 8),
-               std::uint8_t(callId), 0, 0, 0, 0, 0, 0, 0, 0};
+  Bytes pdu = {5,
+               0,
+               2,
+               flags,
+               0,
+               0,
+               0,
+               0,
+               std::uint8_t(length >> 8),
+               std::uint8_t(length),
+               0,
+               0,
+               std::uint8_t(callId >> 24),
+               std::uint8_t(callId >> 16),
+               std::uint8_t(callId >> 8),
+               std::uint8_t(callId),
+               0,
+               0,
+               0,
+               0,
+               0,
+               0,
+               0,
+               0};
   pdu.insert(pdu.end(), stub.begin(), stub.end());
   return pdu;
 }
@@ -130,8 +151,7 @@ TEST(RpcClientScript, CallerSeesTheStatusOfEachServerBehaviour) {
        Concat({Response(kRequestCall, {}, kFirstFragment, PduType::kResponse, 3),
                Response(kRequestCall, ok, kLastFragment)}),
        0, ok},
-      {"answer from a big-endian server", Accept(), BigEndianResponse(kRequestCall, ok, 3), 0,
-       ok},
+      {"answer from a big-endian server", Accept(), BigEndianResponse(kRequestCall, ok, 3), 0, ok},
       {"fragments in two integer orders", Accept(),
        Concat({Response(kRequestCall, {1}, kFirstFragment),
                BigEndianResponse(kRequestCall, {2, 3}, kLastFragment)}),

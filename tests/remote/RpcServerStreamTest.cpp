@@ -5,9 +5,9 @@
 
 #include "platform/os/StreamSocket.h"
 #include "remote/EchoInterface.h"
+#include "remote/TestServer.h"
 #include "remote/runtime/Pdu.h"
 #include "remote/runtime/PduStream.h"
-#include "remote/TestServer.h"
 #include "remote/runtime/RpcServer.h"
 
 namespace rdx::rpc::test {
@@ -28,13 +28,9 @@ bool ReadUntilClosed(os::StreamSocket& socket, Bytes& received) {
   for (;;) {
     std::size_t got = 0;
     switch (socket.Receive(buffer, sizeof buffer, got, 10'000)) {
-      case os::IoResult::kOk:
-        received.insert(received.end(), buffer, buffer + got);
-        break;
-      case os::IoResult::kTimeout:
-        return false;
-      default:
-        return true;
+      case os::IoResult::kOk: received.insert(received.end(), buffer, buffer + got); break;
+      case os::IoResult::kTimeout: return false;
+      default: return true;
     }
   }
 }
@@ -81,9 +77,9 @@ TEST_F(RpcServerStream, EndsBrokenStreamsWithoutAnAnswer) {
     const char* name;
     Bytes bytes;
   };
-  for (const Row& row : {Row{"frag_length below 16", tiny}, Row{"half a bind", half},
-                         Row{"fewer bytes than announced", header},
-                         Row{"a few header bytes", Bytes{5, 0, 11}}}) {
+  for (const Row& row :
+       {Row{"frag_length below 16", tiny}, Row{"half a bind", half},
+        Row{"fewer bytes than announced", header}, Row{"a few header bytes", Bytes{5, 0, 11}}}) {
     SCOPED_TRACE(row.name);
     os::StreamSocket socket = Connect();
     ASSERT_EQ(socket.SendAll(row.bytes.data(), row.bytes.size()), os::IoResult::kOk);

@@ -29,8 +29,8 @@ Bytes Request(std::uint32_t callId, std::uint16_t context, std::uint16_t opnum,
               std::uint32_t allocHint = 0) {
   Bytes pdu(kCallHeaderSize + stubSize, 0x5a);
   EncodeCallHeader(PduType::kRequest, flags, callId,
-                   static_cast<std::uint16_t>(std::min<std::size_t>(pdu.size(), 0xFFFF)),
-                   allocHint, context, opnum, pdu.data());
+                   static_cast<std::uint16_t>(std::min<std::size_t>(pdu.size(), 0xFFFF)), allocHint,
+                   context, opnum, pdu.data());
   return pdu;
 }
 
@@ -68,37 +68,48 @@ TEST(ServerConnection, AnswersEachSequenceAsSpecifiedForItsRow) {
       {"request before bind", {Request(1, 0, 0, 4)}, {PduType::kBindNak, 4, kBoth, true}},
       {"bind of minor version 2", {Patched(bind, 1, 2)}, {PduType::kBindNak, 4, kBoth, true}},
       {"bind without elements", {Bind({})}, {PduType::kBindNak, 4, kBoth, true}},
-      {"bind asking for authentication", {Patched(bind, 10, 8)},
+      {"bind asking for authentication",
+       {Patched(bind, 10, 8)},
        {PduType::kBindNak, 8, kBoth, true}},
-      {"element without transfer syntaxes", {Bind({Element(0, EchoSyntax(), {})})},
+      {"element without transfer syntaxes",
+       {Bind({Element(0, EchoSyntax(), {})})},
        {PduType::kBindNak, 0, kBoth, true}},
       {"two negotiation offers",
-       {Bind({Element(0, EchoSyntax(), {FeatureOffer()}), Element(1, EchoSyntax(),
-                                                                  {FeatureOffer()})})},
+       {Bind({Element(0, EchoSyntax(), {FeatureOffer()}),
+              Element(1, EchoSyntax(), {FeatureOffer()})})},
        {PduType::kBindNak, 0, kBoth, true}},
       {"EBCDIC characters", {Patched(bind, 4, 0x11)}, {PduType::kBindNak, 0, kBoth, true}},
-      {"elements running past the PDU", {Patched(bind, 24, 2)},
+      {"elements running past the PDU",
+       {Patched(bind, 24, 2)},
        {PduType::kBindNak, 4, kBoth, true}},
       {"second bind", {bind, bind}, {PduType::kBindNak, 0, kBoth, true}},
       {"plain call", {bind, Request(2, 0, 0, 4)}, {PduType::kResponse, 0, kBoth, false}},
-      {"alloc_hint 0xFFFFFFFF on one fragment", {bind, Request(2, 0, 0, 4, kBoth, 0xFFFFFFFF)},
+      {"alloc_hint 0xFFFFFFFF on one fragment",
+       {bind, Request(2, 0, 0, 4, kBoth, 0xFFFFFFFF)},
        {PduType::kResponse, 0, kBoth, false}},
-      {"unknown context", {bind, Request(2, 7, 0, 4)},
+      {"unknown context",
+       {bind, Request(2, 7, 0, 4)},
        {PduType::kFault, kNcaUnknownInterface, kNotRun, false}},
-      {"opnum out of range", {bind, Request(2, 0, 0xFFFF, 0)},
+      {"opnum out of range",
+       {bind, Request(2, 0, 0xFFFF, 0)},
        {PduType::kFault, kFaultOperationRange, kNotRun, false}},
-      {"manager fault", {bind, Patched(Request(2, 0, 2, 8), 25, 0x06)},
+      {"manager fault",
+       {bind, Patched(Request(2, 0, 2, 8), 25, 0x06)},
        {PduType::kFault, 0x5a5a065a, kBoth, false}},
-      {"fragment above the transport maximum", {bind, Request(2, 0, 0, 5840 - 24 + 1)},
+      {"fragment above the transport maximum",
+       {bind, Request(2, 0, 0, 5840 - 24 + 1)},
        {PduType::kFault, kNcaProtocolError, kBoth, true}},
-      {"request shorter than its header", {bind, Patched(Request(2, 0, 0, 0), 8, 20)},
+      {"request shorter than its header",
+       {bind, Patched(Request(2, 0, 0, 0), 8, 20)},
        {PduType::kFault, kNcaProtocolError, kBoth, true}},
-      {"authenticated request", {bind, Patched(Request(2, 0, 0, 8), 10, 4)},
+      {"authenticated request",
+       {bind, Patched(Request(2, 0, 0, 8), 10, 4)},
        {PduType::kFault, kFaultAccessDenied, kBoth, true}},
       {"announced stub above the limit",
        {bind, Request(2, 0, 0, 8, kFirstFragment, 4 * 1024 * 1024 + 1)},
        {PduType::kFault, kFaultAccessDenied, kBoth, true}},
-      {"continuation without a call", {bind, Request(2, 0, 0, 8, kLastFragment)},
+      {"continuation without a call",
+       {bind, Request(2, 0, 0, 8, kLastFragment)},
        {PduType::kFault, kNcaProtocolError, kNotRun, true}},
       {"first fragment during reassembly",
        {bind, Request(2, 0, 0, 8, kFirstFragment), Request(3, 0, 0, 8, kFirstFragment)},
@@ -110,16 +121,19 @@ TEST(ServerConnection, AnswersEachSequenceAsSpecifiedForItsRow) {
        {bind, Request(2, 0, 0, 8, kFirstFragment),
         Patched(Patched(Patched(Request(2, 0, 0, 8, kLastFragment), 4, 0), 8, 0), 9, 32)},
        {PduType::kFault, kNcaProtocolError, kNotRun, true}},
-      {"three fragments", {bind, Request(2, 0, 0, 8, kFirstFragment), Request(2, 0, 0, 8, 0),
-                           Request(2, 0, 0, 8, kLastFragment)},
+      {"three fragments",
+       {bind, Request(2, 0, 0, 8, kFirstFragment), Request(2, 0, 0, 8, 0),
+        Request(2, 0, 0, 8, kLastFragment)},
        {PduType::kResponse, 0, kBoth, false}},
       {"orphaned call, then a new one",
        {bind, Request(2, 0, 0, 8, kFirstFragment), EncodeHeaderOnly(PduType::kOrphaned, 2),
         Request(3, 0, 0, 8)},
        {PduType::kResponse, 0, kBoth, false}},
-      {"server-only type from a client", {bind, EncodeFault(2, 0, 5, false)},
+      {"server-only type from a client",
+       {bind, EncodeFault(2, 0, 5, false)},
        {PduType::kFault, kNcaProtocolError, kNotRun, true}},
-      {"alter_context without elements", {bind, Bind({}, PduType::kAlterContext)},
+      {"alter_context without elements",
+       {bind, Bind({}, PduType::kAlterContext)},
        {PduType::kFault, kNcaProtocolError, kNotRun, true}},
       {"alter_context moving an accepted id to another interface",
        {bind, Bind({Element(0, Other())}, PduType::kAlterContext)},
@@ -183,10 +197,8 @@ TEST(ServerConnection, NegotiatesContextsAsAWindowsServerDoes) {
   body.maxRecvFrag = 4280;
   body.assocGroupId = 0x4711;
   body.elements = {Element(0, olderMinorClient, {Ndr64Syntax(), Ndr20Syntax()}),
-                   Element(1, EchoSyntax(), {Ndr64Syntax()}),
-                   Element(2, otherMajor),
-                   Element(0, EchoSyntax()),
-                   Element(3, EchoSyntax(), {FeatureOffer()})};
+                   Element(1, EchoSyntax(), {Ndr64Syntax()}), Element(2, otherMajor),
+                   Element(0, EchoSyntax()), Element(3, EchoSyntax(), {FeatureOffer()})};
   const Bytes bind = EncodeBind(PduType::kBind, 5, body);
   PduHeader header;
   ASSERT_TRUE(DecodeHeader(bind, header));
@@ -214,8 +226,8 @@ TEST(ServerConnection, NegotiatesContextsAsAWindowsServerDoes) {
     SCOPED_TRACE(i);
     EXPECT_EQ(ack.results[i].result, expected[i].result);
     EXPECT_EQ(ack.results[i].reason, expected[i].reason);
-    EXPECT_TRUE(SameSyntax(ack.results[i].transferSyntax,
-                           expected[i].ndr ? Ndr20Syntax() : NilSyntax()));
+    EXPECT_TRUE(
+        SameSyntax(ack.results[i].transferSyntax, expected[i].ndr ? Ndr20Syntax() : NilSyntax()));
   }
   // A big-endian request on the accepted context reaches the manager as such.
   Bytes request = Request(6, 0, 0, 4);

@@ -8,12 +8,12 @@
 #include <rdx/platform/WinServiceManager.h>
 #include <rdx/remote/IServerProxyForServerManager.h>
 
+#include <unistd.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "platform/SystemdSandbox.h"
@@ -52,18 +52,18 @@ const std::vector<Member>& Members() {
       {"GetServiceProviderConfigXml", [](Proxy& p) { return p.GetServiceProviderConfigXml("Img"); },
        true, 64265, "Could not get the configuration of service provider 'Img'", ""},
       {"UpdateServiceProviderConfigXml",
-       [](Proxy& p) { return Yes(p.UpdateServiceProviderConfigXml("Img", "<C/>")); }, false,
-       64266, "Could not update the configuration of service provider 'Img'"},
+       [](Proxy& p) { return Yes(p.UpdateServiceProviderConfigXml("Img", "<C/>")); }, false, 64266,
+       "Could not update the configuration of service provider 'Img'"},
       {"GetServiceProvidersXml", [](Proxy& p) { return p.GetServiceProvidersXml(); }, true, 64267,
        "Could not get the service providers", ""},
       {"GetServicesXml", [](Proxy& p) { return p.GetServicesXml(); }, true, 64270,
        "Could not get the services", "ServerProxyForServerManager.GetServerInfo"},
-      {"UpdateServicesXml", [](Proxy& p) { return Yes(p.UpdateServicesXml("<S/>")); }, false,
-       64271, "Could not update the services"},
+      {"UpdateServicesXml", [](Proxy& p) { return Yes(p.UpdateServicesXml("<S/>")); }, false, 64271,
+       "Could not update the services"},
       {"AddServicesForManager", [](Proxy& p) { return Yes(p.AddServices("Ortho", "b", "c", "d")); },
        false, 64272, "Could not add services 'Ortho'", "ServerProxyForServerManager.AddServices"},
-      {"RemoveService", [](Proxy& p) { return Yes(p.RemoveService("Ortho", "Img")); }, false,
-       64273, "Could not remove service 'Ortho'"},
+      {"RemoveService", [](Proxy& p) { return Yes(p.RemoveService("Ortho", "Img")); }, false, 64273,
+       "Could not remove service 'Ortho'"},
       {"StartService", [](Proxy& p) { return Yes(p.StartService("Ortho")); }, false, 64274,
        "Could not start service 'Ortho'"},
       {"StopService", [](Proxy& p) { return Yes(p.StopService("Ortho")); }, false, 64275,
@@ -93,7 +93,8 @@ TEST(ServerProxyForServerManager, EveryRemoteMemberReachesTheServerAndReportsIts
   EXPECT_EQ(Count(log, "ServerCoreInterface.OpenManagerSession("), 1u) << log;
   for (const Member& member : Members()) {
     EXPECT_EQ(Count(log, std::string("ServerCoreInterface.") + member.operation + "(S1"), 1u)
-        << member.operation << "\n" << log;
+        << member.operation << "\n"
+        << log;
   }
 
   server.Kill();
@@ -104,10 +105,10 @@ TEST(ServerProxyForServerManager, EveryRemoteMemberReachesTheServerAndReportsIts
     ASSERT_GE(status.items.size(), 2u) << Items(*proxy);
     EXPECT_EQ(status.items[0].id, member.id);
     EXPECT_EQ(status.items[0].message, member.message);
-    EXPECT_EQ(status.items[0].source, member.source != nullptr
-                                          ? std::string(member.source)
-                                          : std::string("ServerProxyForServerManager.") +
-                                                member.operation);
+    EXPECT_EQ(status.items[0].source,
+              member.source != nullptr
+                  ? std::string(member.source)
+                  : std::string("ServerProxyForServerManager.") + member.operation);
   }
 }
 

@@ -43,8 +43,8 @@ const std::vector<Member>& Members() {
        "(S1) : Could not get Server Info"},
       {"GetServiceProviders", [](auto& p) { return p.GetServiceProviders(); }, true, -1,
        "(S1) : Unknown fatal error occured in 'ServerProxy::GetServiceProviders()'. "},
-      {"GetServiceProvidersWithInfo", [](auto& p) { return p.GetServiceProvidersWithInfo(); },
-       true, 36625, "(S1) : Faild to get the service providers"},
+      {"GetServiceProvidersWithInfo", [](auto& p) { return p.GetServiceProvidersWithInfo(); }, true,
+       36625, "(S1) : Faild to get the service providers"},
       {"GetServiceProviderFor", [](auto& p) { return p.GetServiceProviderFor("Ortho"); }, true,
        36618, "(S1) : Failed to get the service provider for Ortho"},
       {"GetServiceProviderInfo", [](auto& p) { return p.GetServiceProviderInfo("Img"); }, true,
@@ -58,15 +58,15 @@ const std::vector<Member>& Members() {
        "(S1) : Invalid buffer size"},
       {"AddServiceProvider", [](auto& p) { return Yes(p.AddServiceProvider("Img", "<I/>")); },
        false, 36614, "(S1) : Failed to add service provider 'Img'"},
-      {"RemoveServiceProvider", [](auto& p) { return Yes(p.RemoveServiceProvider("Img")); },
-       false, 36615, "(S1) : Failed to remove service provider 'Img'"},
+      {"RemoveServiceProvider", [](auto& p) { return Yes(p.RemoveServiceProvider("Img")); }, false,
+       36615, "(S1) : Failed to remove service provider 'Img'"},
       {"UpdateServiceProviderInfo",
        [](auto& p) { return Yes(p.UpdateServiceProviderInfo("Img", "<I/>")); }, false, 36616,
        "(S1) : Failed to update service provider 'Img'"},
       {"AddServices", [](auto& p) { return Yes(p.AddServices("Img", "<S/>")); }, false, 36617,
        "(S1) : Failed to add services to Img"},
-      {"RemoveServices", [](auto& p) { return Yes(p.RemoveServices("Img", "<S/>")); }, false,
-       36624, "(S1) : Failed to remove services to Img"},
+      {"RemoveServices", [](auto& p) { return Yes(p.RemoveServices("Img", "<S/>")); }, false, 36624,
+       "(S1) : Failed to remove services to Img"},
       // No error text travels with this operation; its items name GetServiceInfo.
       {"StopServer", [](auto& p) { return Yes(p.StopServer("now")); }, false, 36621,
        "Failed to stop serve."},
@@ -133,8 +133,8 @@ TEST(ServerProxy, EveryMemberReachesTheServerOverTcpAndPipe) {
   // The session id is whichever the last Init was given.
   EXPECT_THAT(proxy->GetStatus().items.at(0).ToTextString(nullptr),
               ::testing::MatchesRegex("\\[ServerCore\\.ServerProxy\\.GetServiceInfo : 008F13\\] "
-                                    "Error: \\(S[0-9]+\\) : Failed to get service info for "
-                                    "'Ortho' on 'Imagery'"));
+                                      "Error: \\(S[0-9]+\\) : Failed to get service info for "
+                                      "'Ortho' on 'Imagery'"));
   EXPECT_FALSE(proxy->AddServiceProvider("Imagery", "<Info/>"));
   EXPECT_EQ(proxy->GetStatus().items.at(0).id, 36614);
   std::string answer = "kept";
@@ -161,8 +161,8 @@ TEST(ServerProxy, FailingMembersPutTheirItemBeforeTheServersText) {
     EXPECT_EQ(member.call(*proxy), member.text ? "" : "false");
     const bool stop = operation == "StopServer";
     std::string expected = gul::StringUtility::printToString(
-        "[ServerCore.ServerProxy.%s : %06X] Error: %s",
-        stop ? "GetServiceInfo" : member.operation, member.id, member.message);
+        "[ServerCore.ServerProxy.%s : %06X] Error: %s", stop ? "GetServiceInfo" : member.operation,
+        member.id, member.message);
     if (!stop) expected += "\n[RefServer." + operation + " : 007E01] Error: Unknown session 'S1'";
     EXPECT_EQ(Items(*proxy), expected);
   }
@@ -217,7 +217,8 @@ TEST(ServerProxy, RefusedConnectionsAndSessionsAreReportedAsItems) {
   EXPECT_EQ(status.items[0].id, 36609);
   EXPECT_EQ(status.items[0].source, "");
   EXPECT_EQ(status.items[0].message, "Failed to establish connection with Server on host "
-                                     "'127.0.0.1' at port '" + unserved + "'.");
+                                     "'127.0.0.1' at port '" +
+                                         unserved + "'.");
   EXPECT_EQ(status.items[0].details, unavailable);
   EXPECT_TRUE(gul::FreeRpcHandle(handle));  // the handle is left to the caller
   // Any other fault counts as a server answering: the session set-up reports it.
@@ -239,8 +240,9 @@ TEST(ServerProxy, RefusedConnectionsAndSessionsAreReportedAsItems) {
   EXPECT_EQ(proxy->GetStatus().items.at(0).id, 36612);
   for (const std::string bad : {"", ":"}) {
     EXPECT_EQ(proxy->Init(bad), 0);
-    EXPECT_EQ(Items(*proxy),
-              "[ServerCore.ServerProxy.Init : 008F14] Error: Invalid server string : '" + bad + "'");
+    EXPECT_EQ(
+        Items(*proxy),
+        "[ServerCore.ServerProxy.Init : 008F14] Error: Invalid server string : '" + bad + "'");
   }
 
   for (const std::string version : {"1.0.0.3", "1.0.0.2 ", "  1.0.0.2"}) {
@@ -248,9 +250,10 @@ TEST(ServerProxy, RefusedConnectionsAndSessionsAreReportedAsItems) {
     const bool accepted = version != "1.0.0.3";
     RefServerProcess server({"--version", version});
     EXPECT_EQ(proxy->Init("127.0.0.1", server.Endpoint()), accepted ? 1 : 0);
-    EXPECT_EQ(Items(*proxy), accepted ? "" : "[ServerCore.ServerProxy.OpenSession : 008F0E] Error: "
-                                         "Incompatible version of Server: version: 1.0.0.3; "
-                                         "Compatible version is: 1.0.0.2");
+    EXPECT_EQ(Items(*proxy), accepted ? ""
+                                      : "[ServerCore.ServerProxy.OpenSession : 008F0E] Error: "
+                                        "Incompatible version of Server: version: 1.0.0.3; "
+                                        "Compatible version is: 1.0.0.2");
     EXPECT_DOUBLE_EQ(proxy->GetVersion(), accepted ? 1.002 : 0.0);
     // No session was asked for a server of another version.
     EXPECT_EQ(Count(server.LogSinceLastMark(), "OpenSession("), accepted ? 1u : 0u);
@@ -332,7 +335,8 @@ TEST(ServerProxy, SendsSessionInformationAsWrittenAndRefusesOddSizes) {
       {{40000}, {40000}, badSize},
       {{1}, {40000}, badSize},
       {{40001}, {40000, 40001}, ""},
-      {{40001, 40001}, {40000, 40001},
+      {{40001, 40001},
+       {40000, 40001},
        "[ServerCore.ServerProxy.GetServiceInfo : 008F13] Error: (X7) : Failed to get service "
        "info for 's' on 'p'"},
   };

@@ -45,8 +45,8 @@ std::size_t OwnDescriptors() { return EntriesOf("/proc/self/fd"); }
 // One request fragment of `stubSize` filler bytes.
 Bytes Fragment(std::uint8_t flags, std::size_t stubSize) {
   Bytes pdu(kCallHeaderSize + stubSize, 0x5a);
-  EncodeCallHeader(PduType::kRequest, flags, 7, static_cast<std::uint16_t>(pdu.size()),
-                   4 * kMiB, 0, 0, pdu.data());
+  EncodeCallHeader(PduType::kRequest, flags, 7, static_cast<std::uint16_t>(pdu.size()), 4 * kMiB, 0,
+                   0, pdu.data());
   return pdu;
 }
 
@@ -58,11 +58,13 @@ class RawClient {
     BindBody body;
     body.elements = {{0, syntax, {Ndr20Syntax()}}};
     PduHeader header;
-    bound_ = Send(EncodeBind(PduType::kBind, 1, body)) &&
-             Next(header) == PduStream::Result::kPdu && header.type == PduType::kBindAck;
+    bound_ = Send(EncodeBind(PduType::kBind, 1, body)) && Next(header) == PduStream::Result::kPdu &&
+             header.type == PduType::kBindAck;
   }
   bool Bound() const { return bound_; }
-  bool Send(const Bytes& bytes) { return socket_.SendAll(bytes.data(), bytes.size()) == os::IoResult::kOk; }
+  bool Send(const Bytes& bytes) {
+    return socket_.SendAll(bytes.data(), bytes.size()) == os::IoResult::kOk;
+  }
   bool Call(std::uint16_t opnum, const Bytes& stub) {
     return stream_.SendCall(PduType::kRequest, 2, 0, opnum, stub, kTransportMaxFragment) ==
            os::IoResult::kOk;
@@ -276,14 +278,13 @@ TEST(ServerResources, CallsBeyondTheBudgetFailAsOutOfMemoryAndTheConnectionStays
       try {
         if (row.stream) {
           std::int32_t size = row.bytes;
-          EXPECT_EQ(serviceprovider::StreamImageBuffer(binding.h, session, &size, buffer.data(),
-                                                       0, 0, error),
+          EXPECT_EQ(serviceprovider::StreamImageBuffer(binding.h, session, &size, buffer.data(), 0,
+                                                       0, error),
                     1);
           EXPECT_EQ(buffer.back(), static_cast<std::uint8_t>(row.bytes - 1));
         } else {
           EXPECT_EQ(serviceprovider::GetServiceInfo(binding.h, session, row.bytes,
-                                                    reinterpret_cast<char*>(buffer.data()),
-                                                    error),
+                                                    reinterpret_cast<char*>(buffer.data()), error),
                     0);
           EXPECT_STREQ(reinterpret_cast<char*>(buffer.data()), "info");
         }
@@ -311,10 +312,8 @@ TEST(ServerResources, CallsBeyondTheBudgetFailAsOutOfMemoryAndTheConnectionStays
   // (Fragments with an honest-looking alloc_hint, so only the running count can catch it.)
   Bytes tooLong = Fragment(kFirstFragment, 5816);
   while (tooLong.size() / 5840 * 5816 <= kMaxRequestStub) {
-    const Bytes more = Fragment(tooLong.size() / 5840 * 5816 + 5816 > kMaxRequestStub
-                                    ? kLastFragment
-                                    : 0,
-                                5816);
+    const Bytes more =
+        Fragment(tooLong.size() / 5840 * 5816 + 5816 > kMaxRequestStub ? kLastFragment : 0, 5816);
     tooLong.insert(tooLong.end(), more.begin(), more.end());
   }
   ASSERT_TRUE(client.Send(tooLong));

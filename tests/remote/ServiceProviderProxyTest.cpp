@@ -68,8 +68,7 @@ const std::vector<Member>& Members() {
       {"SetClientProperties", 36363,
        [](auto& p) { return Yes(p.SetClientProperties("a", "<Properties/>")); }, "true"},
       {"SetAOI", 36358,
-       [](auto& p) { return Yes(p.SetAOI("", -1.5, 0.0, 10.0, 10.0, 256, 256, "<O/>")); },
-       "true"},
+       [](auto& p) { return Yes(p.SetAOI("", -1.5, 0.0, 10.0, 10.0, 256, 256, "<O/>")); }, "true"},
       {"ExtractAOI", 36358, [](auto& p) { return Yes(p.ExtractAOI("")); }, "true"},
       // The refserver leaves the properties buffer as it came: the 'A's offered as room.
       {"GetStreamingProperties", 36360, [](auto& p) { return p.GetStreamingProperties("x"); },
@@ -111,7 +110,8 @@ TEST(ServiceProviderProxy, EveryMemberAnswersIsRefusedAndLosesItsConnection) {
         printToString("[RefServer.%s : 007E01] Error: Unknown session ''", member.name);
     if (member.id == 36356) {
       expected = "[ServiceProviderProxy.CloseSession : 008E04] Error: Failed to close "
-                 "session: ''.\n" + expected;
+                 "session: ''.\n" +
+                 expected;
     }
     EXPECT_EQ(Items(proxy), expected);
   }
@@ -176,7 +176,11 @@ TEST(ServiceProviderProxy, InitTriesHostThenFqdnThenAddress) {
       {broadcast, multicast, "127.0.0.1", port, true, {unreached(broadcast), unreached(multicast)}},
       {"", "", "", port, true, {}},  // the empty host is this machine
       {broadcast, multicast, "", port, false, {unreached(broadcast), unreached(multicast)}},
-      {"127.0.0.1", "", "", refusing.Endpoint(), false,
+      {"127.0.0.1",
+       "",
+       "",
+       refusing.Endpoint(),
+       false,
        {"Access denied on ServiceProvider on '127.0.0.1'."}},
   };
   for (const Row& row : rows) {

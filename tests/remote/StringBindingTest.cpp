@@ -42,8 +42,7 @@ TEST(StringBinding, ComposesAndParsesEveryForm) {
   EXPECT_EQ(parsed.endpoint, "3982");
   EXPECT_EQ(ParseStringBinding("no colon here", parsed), 1700u);
   EXPECT_EQ(ParseStringBinding("ncacn_ip_tcp:h[3982", parsed), 1700u);
-  EXPECT_EQ(ParseStringBinding("{12345678-1234-1234-1234-123456789abc}@ncacn_np:h", parsed),
-            1705u);
+  EXPECT_EQ(ParseStringBinding("{12345678-1234-1234-1234-123456789abc}@ncacn_np:h", parsed), 1705u);
 }
 
 TEST(StringBinding, EndpointFormsOfEachProtocol) {

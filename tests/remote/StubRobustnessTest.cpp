@@ -27,8 +27,8 @@ std::int32_t InvokeCounting(void* manager, std::uint16_t, ServerCall& call) {
   return counting.answer(call);
 }
 
-std::uint32_t Dispatch(const InterfaceShape& shape, CountingManager& manager,
-                       std::uint16_t opnum, const std::vector<std::uint8_t>& request,
+std::uint32_t Dispatch(const InterfaceShape& shape, CountingManager& manager, std::uint16_t opnum,
+                       const std::vector<std::uint8_t>& request,
                        std::vector<std::uint8_t>* response = nullptr) {
   StubServerInterface server(shape, &manager, &InvokeCounting);
   std::vector<std::uint8_t> ignored;
@@ -44,13 +44,13 @@ TEST(ServerStubs, HostileRequestsGetFaultsWithoutEnteringTheManager) {
     std::uint32_t status;
   } rows[] = {
       {"operation past the table", ServerCoreShape, 48, "", 0x1c010002},
-      {"max_count 0xffffffff", ServerCoreShape, 0,
-       "ff ff ff ff 00 00 00 00 02 00 00 00 41 00", 0x6f7},
+      {"max_count 0xffffffff", ServerCoreShape, 0, "ff ff ff ff 00 00 00 00 02 00 00 00 41 00",
+       0x6f7},
       {"actual_count above max_count", ServerCoreShape, 0,
        "02 00 00 00 00 00 00 00 03 00 00 00 41 41 00", 0x6f7},
       {"offset not 0", ServerCoreShape, 0, "02 00 00 00 01 00 00 00 02 00 00 00 41 00", 0x6f7},
-      {"no terminating NUL", ServerCoreShape, 0,
-       "02 00 00 00 00 00 00 00 02 00 00 00 41 41", 0x6f7},
+      {"no terminating NUL", ServerCoreShape, 0, "02 00 00 00 00 00 00 00 02 00 00 00 41 41",
+       0x6f7},
       {"actual_count 0", ServerCoreShape, 0, "01 00 00 00 00 00 00 00 00 00 00 00", 0x6f7},
       {"actual_count past the stub", ServerCoreShape, 0,
        "00 01 00 00 00 00 00 00 00 01 00 00 41 00", 0x6f7},
@@ -61,7 +61,8 @@ TEST(ServerStubs, HostileRequestsGetFaultsWithoutEnteringTheManager) {
       {"in data count differs from n", ServerCoreShape, 16,
        "02 00 00 00 00 00 00 00 02 00 00 00 53 00 00 00 02 00 00 00 00 00 00 00"
        " 02 00 00 00 70 00 00 00 06 00 00 00 05 00 00 00 61 62 63 64 00 00 00 00"
-       " 02 00 00 00 00 00 00 00 02 00 00 00 41 00", 0x6f7},
+       " 02 00 00 00 00 00 00 00 02 00 00 00 41 00",
+       0x6f7},
       {"in data count past the stub", ServerCoreShape, 2,
        "02 00 00 00 00 00 00 00 02 00 00 00 74 00 00 00 00 00 01 00 78 79 00", 0x6f7},
       {"negative *size", ServiceProviderShape, 14,
@@ -99,8 +100,7 @@ TEST(ServerStubs, EveryTruncationOfAValidRequestIsBadStubData) {
     CountingManager manager;
     ASSERT_EQ(Dispatch(ServiceProviderShape(), manager, row.opnum, full), 0u);
     for (std::size_t length = 0; length < full.size(); ++length) {
-      SCOPED_TRACE("opnum " + std::to_string(row.opnum) + ", " + std::to_string(length) +
-                   " bytes");
+      SCOPED_TRACE("opnum " + std::to_string(row.opnum) + ", " + std::to_string(length) + " bytes");
       const std::vector<std::uint8_t> cut(full.begin(), full.begin() + long(length));
       EXPECT_EQ(Dispatch(ServiceProviderShape(), manager, row.opnum, cut), 0x6f7u);
     }
@@ -113,9 +113,9 @@ TEST(ServerStubs, EveryTruncationOfAValidRequestIsBadStubData) {
 TEST(ServerStubs, ManagerAnswersAreHeldToTheCallersRoom) {
   const auto request = Hex(kStreamRequest);
   // The same with session "ABCDEFG" and *size = 4.
-  const auto longSession = Hex(
-      "08 00 00 00 00 00 00 00 08 00 00 00 41 42 43 44 45 46 47 00 04 00 00 00"
-      " 01 00 00 00 02 00 00 00 04 00 00 00 00 00 00 00 04 00 00 00 41 41 41 00");
+  const auto longSession =
+      Hex("08 00 00 00 00 00 00 00 08 00 00 00 41 42 43 44 45 46 47 00 04 00 00 00"
+          " 01 00 00 00 02 00 00 00 04 00 00 00 00 00 00 00 04 00 00 00 41 41 41 00");
   using Answer = std::int32_t (*)(ServerCall&);
   const struct {
     const char* name;
@@ -145,13 +145,17 @@ TEST(ServerStubs, ManagerAnswersAreHeldToTheCallersRoom) {
        " 77 78 79 7a 04 00 00 00 00 00 00 00 04 00 00 00 41 41 41 00 01",
        true},
       {"a negative size goes out as 0",
-       [](ServerCall& c) { c.Size(1) = -5; return 0; }, 0,
+       [](ServerCall& c) {
+         c.Size(1) = -5;
+         return 0;
+       },
+       0,
        "02 00 00 00 00 00 00 00 02 00 00 00 53 00 00 00 00 00 00 00 00 00 00 00"
        " 04 00 00 00 00 00 00 00 04 00 00 00 41 41 41 00 00"},
       {"an exception", [](ServerCall&) -> std::int32_t { throw std::runtime_error("x"); },
        0x1c000012, ""},
-      {"out of memory", [](ServerCall&) -> std::int32_t { throw std::bad_alloc(); },
-       0x1c00001b, ""},
+      {"out of memory", [](ServerCall&) -> std::int32_t { throw std::bad_alloc(); }, 0x1c00001b,
+       ""},
       {"an argument asked for by the wrong kind", [](ServerCall& c) { return c.Long(0); },
        0x1c000012, ""},
   };
@@ -159,8 +163,8 @@ TEST(ServerStubs, ManagerAnswersAreHeldToTheCallersRoom) {
     SCOPED_TRACE(row.name);
     CountingManager manager{0, row.answer};
     std::vector<std::uint8_t> response;
-    EXPECT_EQ(Dispatch(ServiceProviderShape(), manager, 11, row.sessionShrinks ? longSession : request,
-                       &response),
+    EXPECT_EQ(Dispatch(ServiceProviderShape(), manager, 11,
+                       row.sessionShrinks ? longSession : request, &response),
               row.status);
     if (row.status == 0) {
       EXPECT_EQ(test::ToHex(response), test::ToHex(Hex(row.response)));
@@ -176,14 +180,26 @@ TEST(ClientStubs, BadResponsesRaise1783AndLeaveTheCallerMemoryAlone) {
     std::vector<std::string> args;
     const char* response;
   } rows[] = {
-      {"in/out answer longer than what was sent", ServerCoreShape, 0, {"AAA"},
+      {"in/out answer longer than what was sent",
+       ServerCoreShape,
+       0,
+       {"AAA"},
        "05 00 00 00 00 00 00 00 05 00 00 00 31 2e 30 2e 00 01"},
       {"no result byte", ServerCoreShape, 0, {"AAA"}, "02 00 00 00 00 00 00 00 02 00 00 00 31 00"},
-      {"out text count differs from n", ServerCoreShape, 5, {"q", "4", ""},
+      {"out text count differs from n",
+       ServerCoreShape,
+       5,
+       {"q", "4", ""},
        "03 00 00 00 68 69 00 00 00 00 00 00"},
-      {"returned *size above the one sent", ServiceProviderShape, 14, {"A", "2", ""},
+      {"returned *size above the one sent",
+       ServiceProviderShape,
+       14,
+       {"A", "2", ""},
        "02 00 00 00 00 00 00 00 02 00 00 00 41 00 00 00 03 00 00 00 03 00 00 00 61 62 63 01"},
-      {"array count differs from the returned *size", ServiceProviderShape, 14, {"A", "2", ""},
+      {"array count differs from the returned *size",
+       ServiceProviderShape,
+       14,
+       {"A", "2", ""},
        "02 00 00 00 00 00 00 00 02 00 00 00 41 00 00 00 01 00 00 00 02 00 00 00 61 62 01"},
       {"an empty response", ServiceProviderShape, 21, {}, ""},
   };
@@ -212,12 +228,18 @@ TEST(ClientStubs, BadArgumentsAreRefusedBeforeSending) {
     std::uint32_t status;
   } rows[] = {
       {"null in/out string", ServerCoreShape, 0, {static_cast<char*>(nullptr)}, 1780},
-      {"null out text", ServerCoreShape, 5, {"q", std::int32_t{4}, static_cast<char*>(nullptr)},
+      {"null out text",
+       ServerCoreShape,
+       5,
+       {"q", std::int32_t{4}, static_cast<char*>(nullptr)},
        1780},
       {"negative n", ServerCoreShape, 5, {"q", std::int32_t{-1}, buffer}, 1734},
       {"negative *size", ServiceProviderShape, 14, {buffer, &negative, buffer}, 1734},
-      {"null size pointer", ServiceProviderShape, 14,
-       {buffer, static_cast<std::int32_t*>(nullptr), buffer}, 1780},
+      {"null size pointer",
+       ServiceProviderShape,
+       14,
+       {buffer, static_cast<std::int32_t*>(nullptr), buffer},
+       1780},
       {"argument of the wrong kind", ServerCoreShape, 0, {std::int32_t{1}}, 1766},
       {"too few arguments", ServerCoreShape, 4, {"x"}, 1766},
   };

@@ -35,8 +35,7 @@ std::string Number(double value) {
 
 }  // namespace
 
-ClientArgs::ClientArgs(const rpc::OperationShape& operation,
-                       const std::vector<std::string>& values)
+ClientArgs::ClientArgs(const rpc::OperationShape& operation, const std::vector<std::string>& values)
     : op(operation) {
   const auto params = op.Params();
   auto sizeOf = [&](std::size_t i) {
@@ -52,15 +51,9 @@ ClientArgs::ClientArgs(const rpc::OperationShape& operation,
         args.emplace_back(buffers.emplace_back(values.at(i)).data());
         break;
       case ParamKind::kInLong:
-      case ParamKind::kInEnum:
-        args.emplace_back(std::int32_t(std::stoi(values.at(i))));
-        break;
-      case ParamKind::kInSmall:
-        args.emplace_back(std::int8_t(std::stoi(values.at(i))));
-        break;
-      case ParamKind::kInDouble:
-        args.emplace_back(std::stod(values.at(i)));
-        break;
+      case ParamKind::kInEnum: args.emplace_back(std::int32_t(std::stoi(values.at(i)))); break;
+      case ParamKind::kInSmall: args.emplace_back(std::int8_t(std::stoi(values.at(i)))); break;
+      case ParamKind::kInDouble: args.emplace_back(std::stod(values.at(i))); break;
       case ParamKind::kOutText:
       case ParamKind::kOutSized:
         args.emplace_back(buffers.emplace_back(std::size_t(sizeOf(i)), '?').data());
@@ -87,14 +80,9 @@ std::string ClientArgs::Describe(std::int32_t result) const {
       case ParamKind::kOutSized:
         text += std::get<char*>(args[i]);  // up to the first NUL
         break;
-      case ParamKind::kInOutSize:
-        text += std::to_string(sizes[i]);
-        break;
-      case ParamKind::kInOutDouble:
-        text += Number(reals[i]);
-        break;
-      default:
-        continue;
+      case ParamKind::kInOutSize: text += std::to_string(sizes[i]); break;
+      case ParamKind::kInOutDouble: text += Number(reals[i]); break;
+      default: continue;
     }
     text += "|";
   }

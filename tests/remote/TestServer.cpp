@@ -21,8 +21,8 @@ TestServer::TestServer(ServerCore::IServerCoreManager* core,
                        ServerCore::IServerAutoBindManager* autoBind, ByteBudget* budget)
     : server_(std::make_unique<RpcServer>()) {
   for (void* description : {ServerCore::CreateServerCoreInterfaceSpec(core),
-                     ServiceProvider::CreateServiceProviderInterfaceSpec(provider),
-                     ServerCore::CreateServerAutoBindInterfaceSpec(autoBind)}) {
+                            ServiceProvider::CreateServiceProviderInterfaceSpec(provider),
+                            ServerCore::CreateServerAutoBindInterfaceSpec(autoBind)}) {
     if (description == nullptr) continue;
     owned_.push_back(description);
     interfaces_.push_back(static_cast<ServerInterface*>(description));

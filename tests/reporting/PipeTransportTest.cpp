@@ -72,12 +72,15 @@ TEST_F(PipeTransport, EachMessageArrivesWholeAsOneCallback) {
   zeroAcrossJoin[65000] = '\0';
   // Sent and received, up to far beyond a socket's buffer: whole, in order, one callback each.
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {"z", "z"}, {Pattern(8001), Pattern(8001)}, {Pattern(20000), Pattern(20000)},
+      {"z", "z"},
+      {Pattern(8001), Pattern(8001)},
+      {Pattern(20000), Pattern(20000)},
       {Pattern(300000), Pattern(300000)},
-      {std::string("ab\0cd", 5) + "ef", "ab"},  // text ends at a zero byte...
+      {std::string("ab\0cd", 5) + "ef", "ab"},           // text ends at a zero byte...
       {x8000 + std::string("gh\0ij", 5), x8000 + "gh"},  // ...within each 8000-byte chunk
       {zeroAcrossJoin, zeroAcrossJoin.substr(0, 65000) + zeroAcrossJoin.substr(72000)},
-      {Pattern(1u << 20), Pattern(1u << 20)}, {Pattern(16u << 20), Pattern(16u << 20)},
+      {Pattern(1u << 20), Pattern(1u << 20)},
+      {Pattern(16u << 20), Pattern(16u << 20)},
   };
   Messages expected;
   for (const auto& c : cases) {
@@ -102,7 +105,11 @@ TEST_F(PipeTransport, AClientBeyondTheBoundsIsDisconnected) {
   ASSERT_TRUE(listener.ConnectTo("bounds", &Inbox::Receive, &inbox_, "."));
   const std::string socketPath = rdx::os::NamedPipeSocketPath("bounds", ".").value;
   const std::string payload(64u << 10, 'p');
-  struct Row { const char* name; char flag; int records; };
+  struct Row {
+    const char* name;
+    char flag;
+    int records;
+  };
   const Row rows[] = {
       {"a message that never ends", 'M', 2000},  // 125 MiB offered, more than 64 MiB held
       {"a record of no known kind", '?', 200},
@@ -165,7 +172,8 @@ TEST_F(PipeTransport, ConcurrentClientsAreServedInOrderByTheirOwnThreads) {
   PipeSender senders[2];
   for (auto& sender : senders) ASSERT_TRUE(sender.ConnectTo("clients", "."));
   const auto send = [&senders](int c) {
-    for (int i = 0; i < 300; ++i) senders[c].SendMessageW(std::to_string(c) + ":" + std::to_string(i));
+    for (int i = 0; i < 300; ++i)
+      senders[c].SendMessageW(std::to_string(c) + ":" + std::to_string(i));
   };
   std::thread first(send, 0), second(send, 1);
   first.join();
@@ -209,7 +217,8 @@ TEST_F(PipeTransport, FailuresReportTheirCause) {
   const std::vector<std::tuple<const char*, std::function<bool()>, std::uint32_t>> cases = {
       {"send unconnected", [&] { return sender.SendMessageW("x"); }, kErrorInvalidHandle},
       {"nobody listens", [&] { return sender.ConnectTo("absent", "."); }, kErrorFileNotFound},
-      {"sender elsewhere", [&] { return sender.ConnectTo("taken", "far.example"); }, kErrorBadNetPath},
+      {"sender elsewhere", [&] { return sender.ConnectTo("taken", "far.example"); },
+       kErrorBadNetPath},
       {"listener elsewhere", [&] { return listen(other, "x", "far.example"); }, kErrorBadNetPath},
       {"pipe already served", [&] { return listen(other, "taken", "."); }, kErrorPipeBusy},
       {"already listening", [&] { return listen(listener, "second", "."); }, kErrorPipeBusy},

@@ -54,12 +54,18 @@ class CountingSink : public IReporterSink {
     open_ = open;
     changed_.notify_all();
   }
-  void ThrowOn(std::string line) { std::lock_guard lock(lock_); throwOn_ = std::move(line); }
+  void ThrowOn(std::string line) {
+    std::lock_guard lock(lock_);
+    throwOn_ = std::move(line);
+  }
   bool WaitEntered(std::size_t n) {  // bounded wait until Log has been entered n times
     std::unique_lock lock(lock_);
     return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return entered_ >= n; });
   }
-  std::vector<std::string> Lines() { std::lock_guard lock(lock_); return lines_; }
+  std::vector<std::string> Lines() {
+    std::lock_guard lock(lock_);
+    return lines_;
+  }
 
  private:
   Journal* journal_;
@@ -98,7 +104,8 @@ TEST(Reporter, DeliversEveryLineInOrderToSinksInAddressOrder) {
   ASSERT_EQ(lines.size(), 6000u);
   for (int t = 0; t < 3; ++t) {  // each thread's lines in the order that thread logged them
     Lines mine;
-    for (const auto& line : lines) if (line[0] == '0' + t) mine.push_back(line);
+    for (const auto& line : lines)
+      if (line[0] == '0' + t) mine.push_back(line);
     EXPECT_EQ(mine, Numbered(std::to_string(t) + ":", 2000)) << "thread " << t;
   }
   ASSERT_EQ(journal.size(), 12000u);

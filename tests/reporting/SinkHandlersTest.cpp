@@ -39,12 +39,13 @@ std::string OneItem(std::int32_t id, const std::string& source, const std::strin
 }
 
 TEST(ConsoleHandler, PrintsReportTextAsAFormatInterpretedSafely) {
-  const std::vector<std::pair<std::string, std::string>> cases = {  // report text, printed
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      // report text, printed
       {"%d items", "0 items"},
       {"[%5d|%-3s|%05x|%+i]", "[    0|   |00000|+0]"},
       {"%lld %hhu|%*d|%.*f", "0 0|0|0"},  // a star reads zero
       {"100%% sure <%s>", "100% sure <>"},
-      {"a%nb%cc", "abc"},  // no write-back, no character
+      {"a%nb%cc", "abc"},        // no write-back, no character
       {"%y and %", "%y and %"},  // unknown or unfinished: printed as they stand
       {std::string("ab\0%d", 5), "ab"},
   };
@@ -67,9 +68,14 @@ TEST(LogFileHandler, ComposesThePathAndAppendsEachLineAtOnce) {
   rdx::test::IsolatedEnvironment environment;
   const std::string root = environment.Root();
   std::ofstream(root + "/plain-file") << "x";
-  struct Case { const char* name; std::string folder, fileName; int result; std::string path; };
-  const std::string logs = GeneralUtilityLib::GetSpecialFolderPath(
-      GeneralUtilityLib::SpecialFolderPath::UserLogs);
+  struct Case {
+    const char* name;
+    std::string folder, fileName;
+    int result;
+    std::string path;
+  };
+  const std::string logs =
+      GeneralUtilityLib::GetSpecialFolderPath(GeneralUtilityLib::SpecialFolderPath::UserLogs);
   const std::vector<Case> cases = {
       {"backslashes become slashes", root + "\\Logs\\Srv", "a.log", 1, root + "/Logs/Srv/a.log"},
       {"trailing slash kept single", root + "/Logs/", "b\\c.log", 1, root + "/Logs/b\\c.log"},
@@ -116,7 +122,8 @@ TEST(LogFileHandler, ComposesThePathAndAppendsEachLineAtOnce) {
     Status parsed;
     ASSERT_TRUE(parsed.Append("<Status>" + text + "</Status>"));
     ASSERT_EQ(parsed.items.size(), 3u);
-    EXPECT_EQ(std::tie(parsed.items[0].id, parsed.items[0].source), std::make_tuple(0x20, "Proxy.Open"));
+    EXPECT_EQ(std::tie(parsed.items[0].id, parsed.items[0].source),
+              std::make_tuple(0x20, "Proxy.Open"));
     EXPECT_EQ(parsed.items[1].details, "line1\nline2");
   }
   LogFileHandler folderAsFile;
@@ -150,10 +157,10 @@ TEST(LogFileHandlerChild, DISABLED_LogWaitAndHang) {
 TEST(LogFileHandler, NothingLoggedBeforeTheDrainIsLostWhenTheProcessIsKilled) {
   rdx::test::IsolatedEnvironment environment;
   const std::string folder = environment.Root();
-  auto child = rdx::os::ChildProcess::Start(
-      {"/proc/self/exe", "--gtest_also_run_disabled_tests",
-       "--gtest_filter=LogFileHandlerChild.DISABLED_LogWaitAndHang"},
-      {"RDX_CHILD_LOG_FOLDER=" + folder});
+  auto child =
+      rdx::os::ChildProcess::Start({"/proc/self/exe", "--gtest_also_run_disabled_tests",
+                                    "--gtest_filter=LogFileHandlerChild.DISABLED_LogWaitAndHang"},
+                                   {"RDX_CHILD_LOG_FOLDER=" + folder});
   ASSERT_NE(child, nullptr);
   const bool drained = child->WaitForLine("drained", std::chrono::minutes(1)).has_value();
   ASSERT_TRUE(child->Signal(SIGKILL));

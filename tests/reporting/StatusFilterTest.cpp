@@ -12,7 +12,11 @@ namespace {
 
 using GeneralUtilityLib::Status;
 
-struct Item { std::int32_t id; const char* source; const char* message; };
+struct Item {
+  std::int32_t id;
+  const char* source;
+  const char* message;
+};
 
 std::string Report(const std::vector<Item>& items) {
   Status status;
@@ -37,8 +41,8 @@ class StatusFilterTest : public ::testing::Test {
 };
 
 const std::vector<Item> kReport = {
-    {0, "Reporter.Heartbeat", "alive"},      {1, "Reporter.Heartbeat", "error kept"},
-    {0, "ServerProxy.Open", "a|b"},          {0, "Tile.CACHE.Hit", "hit"},
+    {0, "Reporter.Heartbeat", "alive"},       {1, "Reporter.Heartbeat", "error kept"},
+    {0, "ServerProxy.Open", "a|b"},           {0, "Tile.CACHE.Hit", "hit"},
     {0, "ServiceProviderProxy.SetAOI", "ok"}, {0x10, "Tile.Cache", "x|y"},
 };
 
@@ -56,16 +60,26 @@ TEST_F(StatusFilterTest, RemovesOnlyInformationalItemsTheSettingsExclude) {
   const std::vector<std::string> all = {"alive", "error kept", "a|b", "hit", "ok", "x|y"};
   const Row rows[] = {
       {"no configuration", "", "", all},
-      {"file patterns, three separators", Section("ExcludeMatch", "heartbeat;nothing,cache"), "",
+      {"file patterns, three separators",
+       Section("ExcludeMatch", "heartbeat;nothing,cache"),
+       "",
        {"error kept", "a|b", "ok", "x|y"}},
-      {"line breaks separate too", "", Section("ExcludeMatch", "heartbeat\r\ncache\nSetAOI"),
+      {"line breaks separate too",
+       "",
+       Section("ExcludeMatch", "heartbeat\r\ncache\nSetAOI"),
        {"error kept", "a|b", "x|y"}},
-      {"pipes", "", Section("ExcludeIfMessageHasPipes", "true"),
+      {"pipes",
+       "",
+       Section("ExcludeIfMessageHasPipes", "true"),
        {"alive", "error kept", "hit", "ok", "x|y"}},
-      {"caller overrides the file", Section("ExcludeMatch", "cache"),
-       Section("ExcludeMatch", "SetAOI"), {"alive", "error kept", "a|b", "hit", "x|y"}},
-      {"an empty caller value keeps the file's", Section("ExcludeMatch", "cache"),
-       Section("ExcludeMatch", ""), {"alive", "error kept", "a|b", "ok", "x|y"}},
+      {"caller overrides the file",
+       Section("ExcludeMatch", "cache"),
+       Section("ExcludeMatch", "SetAOI"),
+       {"alive", "error kept", "a|b", "hit", "x|y"}},
+      {"an empty caller value keeps the file's",
+       Section("ExcludeMatch", "cache"),
+       Section("ExcludeMatch", ""),
+       {"alive", "error kept", "a|b", "ok", "x|y"}},
       {"other sections are not read",
        "<FolderPathOverride><ExcludeMatch>cache</ExcludeMatch></FolderPathOverride>", "", all},
       {"malformed file", "<StatusFilter><ExcludeMatch>cache</Exclu", "", all},
@@ -89,7 +103,8 @@ TEST_F(StatusFilterTest, PatternsAccumulateAndBadInputGivesNothing) {
   EXPECT_EQ(filter.Initialize("<Other/>"), 0);
   EXPECT_EQ(filter.Initialize("not < xml"), 0);
   EXPECT_EQ(filter.Initialize(Section("ExcludeMatch", "cache")), 1);
-  EXPECT_EQ(Survivors(filter, kReport), (std::vector<std::string>{"error kept", "a|b", "ok", "x|y"}));
+  EXPECT_EQ(Survivors(filter, kReport),
+            (std::vector<std::string>{"error kept", "a|b", "ok", "x|y"}));
 
   EXPECT_EQ(filter.Clean(""), "");
   EXPECT_EQ(filter.Clean("<Status><Item><ID>"), "");

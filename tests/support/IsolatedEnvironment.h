@@ -2,13 +2,13 @@
 // Points the registry store, the XDG folders and HOME at a fresh temporary folder for the
 // life of a test, so nothing reads or writes the real /etc, /opt or home folders.
 
+#include <unistd.h>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <string>
-#include <unistd.h>
 
 namespace rdx::test {
 

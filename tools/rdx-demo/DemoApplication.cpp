@@ -70,7 +70,7 @@ void ShowApplication() {
   std::filesystem::remove_all(data, ignored);
 }
 
-const bool kRegistered =
-    rdx::demo::RegisterSection(500, "Application: configuration and status filter", ShowApplication);
+const bool kRegistered = rdx::demo::RegisterSection(
+    500, "Application: configuration and status filter", ShowApplication);
 
 }  // namespace

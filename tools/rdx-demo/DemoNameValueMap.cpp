@@ -85,7 +85,8 @@ void Run() {
     std::printf("  %-12s = \"%s\"\n", name.c_str(), value.c_str());
   }
   std::printf("Exists(\"endpoint\") = %d, const lookup of \"Missing\" = \"%s\"\n",
-              server.Exists("endpoint"), static_cast<const NameValueMap&>(server)["Missing"].c_str());
+              server.Exists("endpoint"),
+              static_cast<const NameValueMap&>(server)["Missing"].c_str());
 
   std::printf("\nText form:\n  %s\n", server.ToTextString("").c_str());
   std::printf("\nXML form (\"&\" becomes \"_\", nested markup stays markup):\n%s\n",
@@ -99,7 +100,8 @@ void Run() {
               merged.ToTextString("").c_str());
   NameValueMap renamed;
   ReplaceKey(merged, renamed, "Server.", "Backup.");
-  std::printf("Re-keyed from \"Server.\" to \"Backup.\":\n  %s\n", renamed.ToTextString("").c_str());
+  std::printf("Re-keyed from \"Server.\" to \"Backup.\":\n  %s\n",
+              renamed.ToTextString("").c_str());
 }
 
 const bool kRegistered = rdx::demo::RegisterSection(150, "Name-value maps", Run);

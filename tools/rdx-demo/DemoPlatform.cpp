@@ -52,10 +52,10 @@ void ShowBufferPool() {
   DestroyGlobalBufferAllocator();
 }
 
-const bool kRegistered = rdx::demo::RegisterSection(300, "Platform: this machine and the buffer pool",
-                                                    [] {
-                                                      ShowMachine();
-                                                      ShowBufferPool();
-                                                    });
+const bool kRegistered =
+    rdx::demo::RegisterSection(300, "Platform: this machine and the buffer pool", [] {
+      ShowMachine();
+      ShowBufferPool();
+    });
 
 }  // namespace

@@ -19,8 +19,7 @@ namespace sp = QUORVAN::Rendix::ServiceProvider;
 class DemoProvider : public sp::IServiceProviderManager {
  public:
   std::int8_t Ping() override { return 1; }
-  std::int32_t GetInfo(const char* infoKind, std::int32_t n, char* text,
-                       std::string&) override {
+  std::int32_t GetInfo(const char* infoKind, std::int32_t n, char* text, std::string&) override {
     const std::string info = std::string("<Info kind=\"") + infoKind + "\"/>";
     const auto needed = static_cast<std::int32_t>(info.size() + 1);
     if (needed > n) return needed;  // the caller asks again with this size
@@ -34,8 +33,8 @@ void Run() {
   void* interfaceSpec = sp::CreateServiceProviderInterfaceSpec(&provider);
   std::string errorText;
   std::int32_t status = 0;
-  const bool started =
-      gul::StartRpcListener(interfaceSpec, "\\pipe\\rdx-demo-provider", "ncacn_np", errorText, status);
+  const bool started = gul::StartRpcListener(interfaceSpec, "\\pipe\\rdx-demo-provider", "ncacn_np",
+                                             errorText, status);
   std::printf("service-provider interface on \\pipe\\rdx-demo-provider: %s\n",
               started ? "serving" : errorText.c_str());
   std::printf("withdrawn: %s\n", gul::StopRpcListener(interfaceSpec, errorText) ? "yes" : "no");

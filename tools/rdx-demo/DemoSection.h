@@ -8,7 +8,7 @@
 namespace rdx::demo {
 
 struct Section {
-  int rank;             // sections run in ascending rank
+  int rank;  // sections run in ascending rank
   std::string title;
   std::function<void()> run;
 };

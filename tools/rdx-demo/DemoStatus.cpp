@@ -38,7 +38,7 @@ void ShowStatus() {
   std::printf("\nWith time, one item:%s\n", status.items[1].ToString("").c_str());
 }
 
-const bool kRegistered = rdx::demo::RegisterSection(100, "Status and its text and XML forms",
-                                                    ShowStatus);
+const bool kRegistered =
+    rdx::demo::RegisterSection(100, "Status and its text and XML forms", ShowStatus);
 
 }  // namespace

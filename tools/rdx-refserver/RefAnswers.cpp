@@ -14,8 +14,7 @@ std::string RefAnswers::Text(std::string_view operation) const {
   return text;
 }
 
-std::int32_t RefAnswers::SizedText(std::string_view operation, std::int32_t n,
-                                   char* text) const {
+std::int32_t RefAnswers::SizedText(std::string_view operation, std::int32_t n, char* text) const {
   // Kept so: the second call of the size protocol offers exactly the size we named and must
   // get 0, so "fits" includes a text that fills the buffer to its last byte.
   if (n < 0 || static_cast<std::uint32_t>(n) < textSize_) {
@@ -26,8 +25,7 @@ std::int32_t RefAnswers::SizedText(std::string_view operation, std::int32_t n,
   return 0;
 }
 
-std::int32_t RefAnswers::CutText(std::string_view operation, std::int32_t room,
-                                 char* text) const {
+std::int32_t RefAnswers::CutText(std::string_view operation, std::int32_t room, char* text) const {
   if (room <= 0) return 0;
   const std::string answer = Text(operation);
   const auto count = std::min<std::size_t>(answer.size(), static_cast<std::size_t>(room));

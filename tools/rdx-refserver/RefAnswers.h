@@ -47,8 +47,7 @@ class RefAnswers {
 
   // A status XML text with one item (the source names the operation); empty id and message
   // text are allowed.
-  static std::string StatusXml(std::int32_t id, std::string_view source,
-                               std::string_view message);
+  static std::string StatusXml(std::int32_t id, std::string_view source, std::string_view message);
   // The refusal of a call that named an unknown session.
   static std::string UnknownSession(std::string_view operation, std::string_view id);
 
@@ -67,8 +66,8 @@ class RefAnswers {
 
   // One line on standard error, written within a few milliseconds; lines of concurrent calls
   // never interleave.
-  void Log(std::string_view interfaceName, std::string_view operation,
-           std::string_view detail, std::int64_t result) const;
+  void Log(std::string_view interfaceName, std::string_view operation, std::string_view detail,
+           std::int64_t result) const;
   // Returns once every line logged before is on standard error.
   void FlushLog() const { log_.Flush(); }
 

@@ -15,13 +15,12 @@ std::int8_t RefServerCore::True(const char* operation, const char* detail) {
   return 1;
 }
 
-std::int8_t RefServerCore::Session(const char* operation, const char* session,
-                                   std::string& error) {
+std::int8_t RefServerCore::Session(const char* operation, const char* session, std::string& error) {
   return answers_.SessionCall(kCore, operation, session, error);
 }
 
-std::int32_t RefServerCore::SessionText(const char* operation, const char* session,
-                                        std::int32_t n, char* text, std::string& error) {
+std::int32_t RefServerCore::SessionText(const char* operation, const char* session, std::int32_t n,
+                                        char* text, std::string& error) {
   return answers_.SessionText(kCore, operation, session, n, text, error);
 }
 
@@ -32,8 +31,7 @@ std::int32_t RefServerCore::Text(const char* operation, const char* detail, std:
   return result;
 }
 
-std::int8_t RefServerCore::Open(const char* operation, std::string& sessionId,
-                                std::string& error) {
+std::int8_t RefServerCore::Open(const char* operation, std::string& sessionId, std::string& error) {
   sessionId = answers_.OpenSession();
   error.clear();
   answers_.Log(kCore, operation, sessionId, 1);
@@ -53,8 +51,7 @@ std::int8_t RefServerCore::Op2(const char* text, const char*, std::int32_t dataS
   return True("Op2", (std::string(text) + ", data " + std::to_string(dataSize)).c_str());
 }
 std::int8_t RefServerCore::Op3(const char* text) { return True("Op3", text); }
-std::int8_t RefServerCore::OpenSession(const char*, std::string& sessionId,
-                                       std::string& error) {
+std::int8_t RefServerCore::OpenSession(const char*, std::string& sessionId, std::string& error) {
   return Open("OpenSession", sessionId, error);
 }
 std::int32_t RefServerCore::QueryText(const char* query, std::int32_t n, char* text) {
@@ -81,35 +78,32 @@ std::int8_t RefServerCore::RemoveServiceProvider(const char* session, const char
                                                  std::string& error) {
   return Session("RemoveServiceProvider", session, error);
 }
-std::int32_t RefServerCore::GetServiceProviderFor(const char* session, const char*,
-                                                  std::int32_t n, char* text,
-                                                  std::string& error) {
+std::int32_t RefServerCore::GetServiceProviderFor(const char* session, const char*, std::int32_t n,
+                                                  char* text, std::string& error) {
   return SessionText("GetServiceProviderFor", session, n, text, error);
 }
-std::int32_t RefServerCore::GetServiceProviderInfo(const char* session, const char*,
-                                                   std::int32_t n, char* text,
-                                                   std::string& error) {
+std::int32_t RefServerCore::GetServiceProviderInfo(const char* session, const char*, std::int32_t n,
+                                                   char* text, std::string& error) {
   return SessionText("GetServiceProviderInfo", session, n, text, error);
 }
-std::int8_t RefServerCore::UpdateServiceProviderInfo(const char* session, const char*,
-                                                     std::int32_t, const char*,
-                                                     std::string& error) {
+std::int8_t RefServerCore::UpdateServiceProviderInfo(const char* session, const char*, std::int32_t,
+                                                     const char*, std::string& error) {
   return Session("UpdateServiceProviderInfo", session, error);
 }
-std::int8_t RefServerCore::AddServices(const char* session, const char*, std::int32_t,
-                                       const char*, std::string& error) {
+std::int8_t RefServerCore::AddServices(const char* session, const char*, std::int32_t, const char*,
+                                       std::string& error) {
   return Session("AddServices", session, error);
 }
 std::int8_t RefServerCore::RemoveServices(const char* session, const char*, std::int32_t,
                                           const char*, std::string& error) {
   return Session("RemoveServices", session, error);
 }
-std::int32_t RefServerCore::GetInfo(const char* session, const char*, std::int32_t n,
-                                    char* text, std::string& error) {
+std::int32_t RefServerCore::GetInfo(const char* session, const char*, std::int32_t n, char* text,
+                                    std::string& error) {
   return SessionText("GetInfo", session, n, text, error);
 }
-std::int32_t RefServerCore::GetServiceProviders(const char* session, std::int32_t n,
-                                                char* text, std::string& error) {
+std::int32_t RefServerCore::GetServiceProviders(const char* session, std::int32_t n, char* text,
+                                                std::string& error) {
   return SessionText("GetServiceProviders", session, n, text, error);
 }
 std::int32_t RefServerCore::GetServiceProvidersWithInfo(const char* session, std::int32_t n,
@@ -158,8 +152,8 @@ std::int8_t RefServerCore::StopServiceProvider(const char* session, const char*,
                                                std::string& error) {
   return Session("StopServiceProvider", session, error);
 }
-std::int32_t RefServerCore::GetServerConfigXml(const char* session, std::int32_t n,
-                                               char* text, std::string& error) {
+std::int32_t RefServerCore::GetServerConfigXml(const char* session, std::int32_t n, char* text,
+                                               std::string& error) {
   return SessionText("GetServerConfigXml", session, n, text, error);
 }
 std::int8_t RefServerCore::UpdateServerConfigXml(const char* session, const char*,
@@ -175,21 +169,19 @@ std::int8_t RefServerCore::UpdateServiceProviderConfigXml(const char* session, c
                                                           const char*, std::string& error) {
   return Session("UpdateServiceProviderConfigXml", session, error);
 }
-std::int32_t RefServerCore::GetServiceProvidersXml(const char* session, std::int32_t n,
-                                                   char* text, std::string& error) {
+std::int32_t RefServerCore::GetServiceProvidersXml(const char* session, std::int32_t n, char* text,
+                                                   std::string& error) {
   return SessionText("GetServiceProvidersXml", session, n, text, error);
 }
 std::int32_t RefServerCore::GetServicesXml(const char* session, std::int32_t n, char* text,
                                            std::string& error) {
   return SessionText("GetServicesXml", session, n, text, error);
 }
-std::int8_t RefServerCore::UpdateServicesXml(const char* session, const char*,
-                                             std::string& error) {
+std::int8_t RefServerCore::UpdateServicesXml(const char* session, const char*, std::string& error) {
   return Session("UpdateServicesXml", session, error);
 }
 std::int8_t RefServerCore::AddServicesForManager(const char* session, const char*, const char*,
-                                                 const char*, const char*,
-                                                 std::string& error) {
+                                                 const char*, const char*, std::string& error) {
   return Session("AddServicesForManager", session, error);
 }
 std::int8_t RefServerCore::RemoveService(const char* session, const char*, const char*,
@@ -205,8 +197,7 @@ std::int8_t RefServerCore::StopService(const char* session, const char*, std::st
 std::int8_t RefServerCore::Op43(const char* first, const char*, std::string&, std::string&) {
   return True("Op43", first);
 }
-std::int8_t RefServerCore::RefreshService(const char* session, const char*,
-                                          std::string& error) {
+std::int8_t RefServerCore::RefreshService(const char* session, const char*, std::string& error) {
   return Session("RefreshService", session, error);
 }
 std::int8_t RefServerCore::RefreshAllServices(const char* session, std::string& error) {

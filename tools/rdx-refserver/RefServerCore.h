@@ -24,8 +24,8 @@ class RefServerCore final : public IServerCoreManager {
 
   std::int8_t GetVersion(std::string& version) override;
   std::int8_t Op1(const char* text) override;
-  std::int8_t Op2(const char* text, const char* data, std::int32_t dataSize,
-                  std::uint8_t* buffer, std::int32_t& bufferSize) override;
+  std::int8_t Op2(const char* text, const char* data, std::int32_t dataSize, std::uint8_t* buffer,
+                  std::int32_t& bufferSize) override;
   std::int8_t Op3(const char* text) override;
   std::int8_t OpenSession(const char* sessionInfoXml, std::string& sessionId,
                           std::string& error) override;
@@ -40,10 +40,10 @@ class RefServerCore final : public IServerCoreManager {
                                  const char* providerInfo, std::string& error) override;
   std::int8_t RemoveServiceProvider(const char* session, const char* providerName,
                                     std::string& error) override;
-  std::int32_t GetServiceProviderFor(const char* session, const char* serviceName,
-                                     std::int32_t n, char* text, std::string& error) override;
-  std::int32_t GetServiceProviderInfo(const char* session, const char* providerName,
-                                      std::int32_t n, char* text, std::string& error) override;
+  std::int32_t GetServiceProviderFor(const char* session, const char* serviceName, std::int32_t n,
+                                     char* text, std::string& error) override;
+  std::int32_t GetServiceProviderInfo(const char* session, const char* providerName, std::int32_t n,
+                                      char* text, std::string& error) override;
   std::int8_t UpdateServiceProviderInfo(const char* session, const char* providerName,
                                         std::int32_t n, const char* providerInfo,
                                         std::string& error) override;
@@ -82,16 +82,14 @@ class RefServerCore final : public IServerCoreManager {
   std::int8_t UpdateServerConfigXml(const char* session, const char* xml,
                                     std::string& error) override;
   std::int32_t GetServiceProviderConfigXml(const char* session, const char* providerName,
-                                           std::int32_t n, char* text,
-                                           std::string& error) override;
+                                           std::int32_t n, char* text, std::string& error) override;
   std::int8_t UpdateServiceProviderConfigXml(const char* session, const char* providerName,
                                              const char* xml, std::string& error) override;
   std::int32_t GetServiceProvidersXml(const char* session, std::int32_t n, char* text,
                                       std::string& error) override;
   std::int32_t GetServicesXml(const char* session, std::int32_t n, char* text,
                               std::string& error) override;
-  std::int8_t UpdateServicesXml(const char* session, const char* xml,
-                                std::string& error) override;
+  std::int8_t UpdateServicesXml(const char* session, const char* xml, std::string& error) override;
   std::int8_t AddServicesForManager(const char* session, const char* first, const char* second,
                                     const char* third, const char* fourth,
                                     std::string& error) override;
@@ -114,8 +112,8 @@ class RefServerCore final : public IServerCoreManager {
  private:
   std::int8_t True(const char* operation, const char* detail);
   std::int8_t Session(const char* operation, const char* session, std::string& error);
-  std::int32_t SessionText(const char* operation, const char* session, std::int32_t n,
-                           char* text, std::string& error);
+  std::int32_t SessionText(const char* operation, const char* session, std::int32_t n, char* text,
+                           std::string& error);
   std::int32_t Text(const char* operation, const char* detail, std::int32_t n, char* text);
   std::int8_t Open(const char* operation, std::string& sessionId, std::string& error);
 

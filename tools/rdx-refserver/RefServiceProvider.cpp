@@ -59,8 +59,8 @@ std::int8_t RefServiceProvider::CloseSession(std::string& session, std::string& 
   answers_.Log(kProvider, "CloseSession", session, 1);
   return 1;
 }
-std::int32_t RefServiceProvider::GetServiceInfo(std::string& session, std::int32_t n,
-                                                char* text, std::string& error) {
+std::int32_t RefServiceProvider::GetServiceInfo(std::string& session, std::int32_t n, char* text,
+                                                std::string& error) {
   return SessionText("GetServiceInfo", session, n, text, error);
 }
 std::int32_t RefServiceProvider::GetServiceMetadata(std::string& session, const char*,
@@ -80,12 +80,12 @@ std::int8_t RefServiceProvider::SetClientProperties(std::string& session, const 
                                                     std::string& error) {
   return Session("SetClientProperties", session, error);
 }
-std::int8_t RefServiceProvider::SetAOI(std::string& session, double xmin, double ymin,
-                                       double xmax, double ymax, std::int32_t width,
-                                       std::int32_t height, const char*, std::string& error) {
+std::int8_t RefServiceProvider::SetAOI(std::string& session, double xmin, double ymin, double xmax,
+                                       double ymax, std::int32_t width, std::int32_t height,
+                                       const char*, std::string& error) {
   char area[160];
-  std::snprintf(area, sizeof area, "%.17g, %.17g, %.17g, %.17g, %d x %d", xmin, ymin, xmax,
-                ymax, static_cast<int>(width), static_cast<int>(height));
+  std::snprintf(area, sizeof area, "%.17g, %.17g, %.17g, %.17g, %d x %d", xmin, ymin, xmax, ymax,
+                static_cast<int>(width), static_cast<int>(height));
   if (!answers_.CheckSession(kProvider, "SetAOI", session, session, 0, error)) return 0;
   // Written as a negated "less than" so that NaN coordinates count as an empty area too.
   if (!(xmin < xmax && ymin < ymax)) {
@@ -108,8 +108,8 @@ std::int8_t RefServiceProvider::GetStreamingProperties(std::string& session, std
 std::int8_t RefServiceProvider::StreamImageBuffer(std::string& session, std::int32_t& size,
                                                   std::uint8_t* buffer, std::int32_t a,
                                                   std::int32_t b, std::string& error) {
-  const std::string detail = session + ", size=" + std::to_string(size) + ", a=" +
-                             std::to_string(a) + ", b=" + std::to_string(b);
+  const std::string detail = session + ", size=" + std::to_string(size) +
+                             ", a=" + std::to_string(a) + ", b=" + std::to_string(b);
   if (!answers_.CheckSession(kProvider, "StreamImageBuffer", session, detail, 0, error)) {
     size = 0;
     return 0;
@@ -124,9 +124,8 @@ std::int8_t RefServiceProvider::StreamImageBuffer(std::string& session, std::int
 std::int8_t RefServiceProvider::DoneWithImage(std::string& session, std::string& error) {
   return Session("DoneWithImage", session, error);
 }
-std::int32_t RefServiceProvider::GetImageMetadata(std::string& session, const char*,
-                                                  std::int32_t n, char* text,
-                                                  std::string& error) {
+std::int32_t RefServiceProvider::GetImageMetadata(std::string& session, const char*, std::int32_t n,
+                                                  char* text, std::string& error) {
   return SessionText("GetImageMetadata", session, n, text, error);
 }
 std::int8_t RefServiceProvider::Op14(std::string&, std::int32_t& size, char* buffer) {
@@ -138,8 +137,7 @@ std::int32_t RefServiceProvider::GetInfo(const char*, std::int32_t n, char* text
                                          std::string& error) {
   return Text("GetInfo", n, text, error);
 }
-std::int32_t RefServiceProvider::GetServiceStates(std::int32_t n, char* text,
-                                                  std::string& error) {
+std::int32_t RefServiceProvider::GetServiceStates(std::int32_t n, char* text, std::string& error) {
   return Text("GetServiceStates", n, text, error);
 }
 std::int8_t RefServiceProvider::Synchronize(const char* text, std::string& error) {

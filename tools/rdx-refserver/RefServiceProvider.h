@@ -28,8 +28,8 @@ class RefServiceProvider final : public IServiceProviderManager {
                                   char* text, std::string& error) override;
   std::int32_t GetClientProperties(std::string& session, std::int32_t n, char* text,
                                    std::string& error) override;
-  std::int32_t GetDefinition(std::string& session, std::int32_t kind, std::int32_t n,
-                             char* text, std::string& error) override;
+  std::int32_t GetDefinition(std::string& session, std::int32_t kind, std::int32_t n, char* text,
+                             std::string& error) override;
   std::int8_t SetClientProperties(std::string& session, const char* properties,
                                   std::string& error) override;
   std::int8_t SetAOI(std::string& session, double xmin, double ymin, double xmax, double ymax,
@@ -41,8 +41,8 @@ class RefServiceProvider final : public IServiceProviderManager {
   std::int8_t StreamImageBuffer(std::string& session, std::int32_t& size, std::uint8_t* buffer,
                                 std::int32_t a, std::int32_t b, std::string& error) override;
   std::int8_t DoneWithImage(std::string& session, std::string& error) override;
-  std::int32_t GetImageMetadata(std::string& session, const char* which, std::int32_t n,
-                                char* text, std::string& error) override;
+  std::int32_t GetImageMetadata(std::string& session, const char* which, std::int32_t n, char* text,
+                                std::string& error) override;
   std::int8_t Op14(std::string& text, std::int32_t& size, char* buffer) override;
   std::int32_t GetInfo(const char* infoKind, std::int32_t n, char* text,
                        std::string& error) override;

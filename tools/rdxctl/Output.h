@@ -18,7 +18,7 @@ inline constexpr int kFailed = 1;
 inline constexpr int kBadUsage = 2;
 
 struct Context {
-  bool json = false;   // --json: one JSON document per answer instead of text
+  bool json = false;  // --json: one JSON document per answer instead of text
   int exitCode = kDone;
 };
 

@@ -111,7 +111,9 @@ int Managed(Context& context, const ProviderArgs& args, bool states) {
                 status.empty() ? errorText : status);
   }
   Emit(context, text,
-       JsonObject().Text("provider", args.address).Text("verb", states ? "states" : "info")
+       JsonObject()
+           .Text("provider", args.address)
+           .Text("verb", states ? "states" : "info")
            .Text("text", text));
   return kDone;
 }
@@ -136,7 +138,8 @@ int Metadata(Context& context, const ProviderArgs& args) {
 void ParseSize(const std::string& size, std::uint32_t& width, std::uint32_t& height) {
   const std::size_t x = size.find_first_of("xX");
   std::uint64_t parts[2] = {0, 0};
-  const std::string texts[2] = {size.substr(0, x), x == std::string::npos ? "" : size.substr(x + 1)};
+  const std::string texts[2] = {size.substr(0, x),
+                                x == std::string::npos ? "" : size.substr(x + 1)};
   for (int i = 0; i < 2; ++i) {
     if (texts[i].empty() || texts[i].size() > 9 ||
         texts[i].find_first_not_of("0123456789") != std::string::npos) {
@@ -192,8 +195,11 @@ int Stream(Context& context, const ProviderArgs& args) {
   out.close();
   if (!out) return Fail("cannot write '" + args.file + "'");
   Emit(context, std::to_string(received) + " bytes written to " + args.file,
-       JsonObject().Text("provider", args.address).Text("service", args.service)
-           .Unsigned("bytes", received).Text("file", args.file));
+       JsonObject()
+           .Text("provider", args.address)
+           .Text("service", args.service)
+           .Unsigned("bytes", received)
+           .Text("file", args.file));
   return kDone;
 }
 

@@ -57,8 +57,8 @@ int Set(Context& context, const RegistryArgs& args) {
   if (code != 0) {
     return Fail("cannot set '" + args.name + "' of key '" + args.key + "': " + CodeText(code));
   }
-  Emit(context, "", JsonObject().Text("key", args.key).Text("name", args.name)
-                        .Text("value", args.value));
+  Emit(context, "",
+       JsonObject().Text("key", args.key).Text("name", args.name).Text("value", args.value));
   return kDone;
 }
 

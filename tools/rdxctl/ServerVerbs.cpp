@@ -60,8 +60,9 @@ std::function<bool(IServerProxy&, std::string&, JsonObject&)> TextQuery(
 void AddServerVerbs(CLI::App& app, Context& context) {
   auto args = std::make_shared<ServerArgs>();
   CLI::App* server = app.add_subcommand("server", "ask the central server (IServerProxy)");
-  server->add_option("HOST", args->server,
-                     "HOST or HOST:PORT (a host alone tries port 3982, then the default pipe)")
+  server
+      ->add_option("HOST", args->server,
+                   "HOST or HOST:PORT (a host alone tries port 3982, then the default pipe)")
       ->type_name("HOST[:PORT]")
       ->required();
   server->require_subcommand(1);
@@ -82,16 +83,16 @@ void AddServerVerbs(CLI::App& app, Context& context) {
   CLI::App* info = server->add_subcommand("info", "the server's information of a kind");
   info->add_option("kind", args->kind, "the kind of information")->capture_default_str();
   info->callback([&context, args] {
-    context.exitCode = WithServer(context, *args, "info", TextQuery([args](IServerProxy& p) {
-                                    return p.GetInfo(args->kind);
-                                  }));
+    context.exitCode =
+        WithServer(context, *args, "info",
+                   TextQuery([args](IServerProxy& p) { return p.GetInfo(args->kind); }));
   });
 
   CLI::App* providers = server->add_subcommand("providers", "the registered service providers");
   providers->callback([&context, args] {
-    context.exitCode = WithServer(context, *args, "providers", TextQuery([](IServerProxy& p) {
-                                    return p.GetServiceProviders();
-                                  }));
+    context.exitCode =
+        WithServer(context, *args, "providers",
+                   TextQuery([](IServerProxy& p) { return p.GetServiceProviders(); }));
   });
 
   CLI::App* provider = server->add_subcommand("provider", "one service provider's information");
@@ -105,9 +106,9 @@ void AddServerVerbs(CLI::App& app, Context& context) {
   CLI::App* services = server->add_subcommand("services", "the services (of one provider)");
   services->add_option("provider", args->provider, "only this provider's services");
   services->callback([&context, args] {
-    context.exitCode = WithServer(context, *args, "services", TextQuery([args](IServerProxy& p) {
-                                    return p.GetServices(args->provider);
-                                  }));
+    context.exitCode =
+        WithServer(context, *args, "services",
+                   TextQuery([args](IServerProxy& p) { return p.GetServices(args->provider); }));
   });
 
   CLI::App* service = server->add_subcommand("service", "one service's information");

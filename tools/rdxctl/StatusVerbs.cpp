@@ -5,8 +5,8 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <sstream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "Output.h"

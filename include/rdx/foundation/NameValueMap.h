@@ -72,8 +72,8 @@ class RDX_API NameValueMap
   /// UpdateUsing: sets prefix + name + suffix to the value for every pair of `other`, leaving
   /// out empty values when `skipEmpty` is set. A name already present (case ignored) keeps its
   /// spelling and takes the new value. Returns 1.
-  int UpdateUsing(const NameValueMap& other, bool skipEmpty = false,
-                  const std::string& prefix = "", const std::string& suffix = "");
+  int UpdateUsing(const NameValueMap& other, bool skipEmpty = false, const std::string& prefix = "",
+                  const std::string& suffix = "");
 };
 
 /// ReplaceKey: copies into `target` every pair of `source` whose name begins with `oldPrefix`

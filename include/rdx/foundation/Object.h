@@ -13,8 +13,8 @@ namespace QUORVAN::Rendix::Global {
 /// Status that derived classes fill as operations fail, and sends status to a borrowed IReporter
 /// as the status XML text.
 ///
-///   class Proxy : public Object { ... status_.Append(0x10, "Could not open.", "Proxy.Open", ""); };
-///   proxy.SetStatusReporter(&reporter);   // borrowed: keep the reporter alive meanwhile
+///   class Proxy : public Object { ... status_.Append(0x10, "Could not open.", "Proxy.Open", "");
+///   }; proxy.SetStatusReporter(&reporter);   // borrowed: keep the reporter alive meanwhile
 ///   proxy.ReportStatus();                 // the current status goes to reporter.Log(xml)
 ///
 /// IObject is a virtual base so that a class joining several interfaces that each extend
@@ -33,7 +33,7 @@ class RDX_API Object : public virtual IObject {
 
   int SetErrorHandler(IReporter* reporter) override;    ///< returns 0
   int SetStatusReporter(IReporter* reporter) override;  ///< returns 0
-  std::string ToString() override;                     ///< ""
+  std::string ToString() override;                      ///< ""
   /// Both empty: 0, nothing changes. Otherwise the first pair whose name matches ignoring ASCII
   /// case gets the value (its name keeps the spelling it was first stored with), or a new pair
   /// is appended; 1. An empty name with a value is stored under the empty name.

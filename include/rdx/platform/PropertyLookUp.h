@@ -20,7 +20,7 @@ namespace QUORVAN::Rendix::GeneralUtilityLib {
 /// matters more than lookup speed.
 class RDX_API PropertyLookUp {
  public:
-  using Pair = std::pair<std::string, std::string>;  ///< One (name, value) entry.
+  using Pair = std::pair<std::string, std::string>;          ///< One (name, value) entry.
   using const_iterator = std::vector<Pair>::const_iterator;  ///< Walks the pairs in order.
 
   /// operator[]: the value stored for `name` (case ignored), for assignment. An absent name is
@@ -43,7 +43,7 @@ class RDX_API PropertyLookUp {
   void clear() { pairs_.clear(); }
 
   std::size_t size() const { return pairs_.size(); }  ///< The number of pairs.
-  bool empty() const { return pairs_.empty(); }  ///< Whether there are no pairs.
+  bool empty() const { return pairs_.empty(); }       ///< Whether there are no pairs.
   ///@{
   /// The pairs in the order they were added.
   const_iterator begin() const { return pairs_.begin(); }

@@ -21,10 +21,10 @@ namespace QUORVAN::Rendix::Global {
 /// Not synchronised: one thread at a time.
 class RDX_API SimpleBufferPool final : public IBufferAllocator {
  public:
-  static constexpr std::uint32_t kSmallClass = 0x800000;      ///< 8 MiB, 5 in the stock
-  static constexpr std::uint32_t kMiddleClass = 0x2100000;    ///< 33 MiB, 3 in the stock
-  static constexpr std::uint32_t kLargeClass = 0x8200000;     ///< 130 MiB, 1 in the stock
-  static constexpr std::uint32_t kRetentionLimit = 524288000; ///< above it, freed blocks go back
+  static constexpr std::uint32_t kSmallClass = 0x800000;       ///< 8 MiB, 5 in the stock
+  static constexpr std::uint32_t kMiddleClass = 0x2100000;     ///< 33 MiB, 3 in the stock
+  static constexpr std::uint32_t kLargeClass = 0x8200000;      ///< 130 MiB, 1 in the stock
+  static constexpr std::uint32_t kRetentionLimit = 524288000;  ///< above it, freed blocks go back
 
   /// Nothing is committed until the first Alloc or Free.
   SimpleBufferPool();
@@ -82,9 +82,9 @@ class RDX_API SimpleBufferPool final : public IBufferAllocator {
   void ReleaseAll();
   void StopTimer();
 
-  std::list<void*> freeList_;    ///< committed, not in use; newest freed at the end
-  std::list<void*> allocList_;   ///< handed out; newest at the end
-  std::map<void*, Block> blocks_;  ///< one record per block this pool committed
+  std::list<void*> freeList_;         ///< committed, not in use; newest freed at the end
+  std::list<void*> allocList_;        ///< handed out; newest at the end
+  std::map<void*, Block> blocks_;     ///< one record per block this pool committed
   std::uint32_t totalCommitted_ = 0;  ///< free and in use together
   std::uint32_t actualAllocs_ = 0;
   std::uint32_t actualFrees_ = 0;

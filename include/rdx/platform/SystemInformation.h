@@ -22,7 +22,6 @@
 
 namespace QUORVAN::Rendix::GeneralUtilityLib {
 
-
 /// This machine's host name; "" on failure.
 RDX_API std::string GetHostName();
 /// The resolver's canonical (fully qualified) name of this host; "" when it has none.

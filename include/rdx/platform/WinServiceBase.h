@@ -46,13 +46,13 @@ class RDX_API WinServiceBase {
   /// What is reported to the service manager; states 1 stopped, 2 start pending, 3 stop
   /// pending, 4 running.
   struct ServiceStatus {
-    std::uint32_t serviceType;  ///< Process kind; 16 for a service in its own process.
-    std::uint32_t currentState;  ///< One of the states above.
-    std::uint32_t controlsAccepted;  ///< 7: stop, pause/continue and shutdown.
-    std::uint32_t win32ExitCode;  ///< The exit code the service reports; 0 for none.
+    std::uint32_t serviceType;              ///< Process kind; 16 for a service in its own process.
+    std::uint32_t currentState;             ///< One of the states above.
+    std::uint32_t controlsAccepted;         ///< 7: stop, pause/continue and shutdown.
+    std::uint32_t win32ExitCode;            ///< The exit code the service reports; 0 for none.
     std::uint32_t serviceSpecificExitCode;  ///< The service's own exit code, what main returns.
-    std::uint32_t checkPoint;  ///< Progress counter of a long start or stop.
-    std::uint32_t waitHint;  ///< Milliseconds the next state change may take.
+    std::uint32_t checkPoint;               ///< Progress counter of a long start or stop.
+    std::uint32_t waitHint;                 ///< Milliseconds the next state change may take.
   };
   /// One entry of the dispatch table: a service name and its main function.
   struct ServiceTableEntry {
@@ -106,12 +106,12 @@ class RDX_API WinServiceBase {
   void Log(const std::string& source, const std::string& message);
 
   bool myInitialised = false;  ///< Set by Init; ServiceMain does nothing before.
-  std::string myServiceName;  ///< As given to Init.
+  std::string myServiceName;   ///< As given to Init.
   /// This service's entry and the null entry that ends the table.
   ServiceTableEntry myDispatchTable[2] = {{nullptr, nullptr}, {nullptr, nullptr}};
   void* myStatusHandle = nullptr;  ///< from the control handler's registration
   ServiceStatus myServiceStatus = {16, 2, 7, 0, 0, 0, 0};  ///< What UpdateService reports.
-  std::uint32_t myArgc = 0;  ///< Init's argument count.
+  std::uint32_t myArgc = 0;                                ///< Init's argument count.
   char** myArgv = nullptr;  ///< Init's arguments, borrowed from the caller.
 };
 

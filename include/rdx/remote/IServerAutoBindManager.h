@@ -22,11 +22,11 @@ class RDX_API IServerAutoBindManager {
   virtual std::int8_t Op3(const char* first, std::int8_t flag, const char* second,
                           std::string& third);
   /// `text` holds `size` zero bytes; set `size` to the count written.
-  virtual std::int8_t Op4(const char* first, const char* second, std::int32_t& size,
-                          char* text, std::string& third);
+  virtual std::int8_t Op4(const char* first, const char* second, std::int32_t& size, char* text,
+                          std::string& third);
   /// Operation 5, with the same buffer convention as Op4.
-  virtual std::int8_t Op5(const char* first, const char* second, std::int32_t& size,
-                          char* text, std::string& third);
+  virtual std::int8_t Op5(const char* first, const char* second, std::int32_t& size, char* text,
+                          std::string& third);
 };
 
 /// As CreateServerCoreInterfaceSpec, for this interface.

@@ -12,7 +12,7 @@
 namespace rdx::remote {
 class ServiceProviderProxyInspector;
 struct ProviderOperation;  ///< a session member's source and status ids
-}
+}  // namespace rdx::remote
 
 namespace QUORVAN::Rendix::ServiceProvider {
 
@@ -57,8 +57,7 @@ class RDX_API ServiceProviderProxy : public Global::Object {
   virtual bool Close();
   /// OpenServiceSession: opens a session on `service`; the session id, or "" on failure
   /// (id 36354: "Failed to open service: '<service>'." and the provider's error text).
-  virtual std::string OpenServiceSession(const std::string& service,
-                                         const std::string& clientInfo);
+  virtual std::string OpenServiceSession(const std::string& service, const std::string& clientInfo);
   /// CloseSession: closes the proxy's session (`session` is not sent) and forgets it, also
   /// when the provider refuses (false, id 36356 "Failed to close session: '<id>'.").
   virtual bool CloseSession(const std::string& session);
@@ -122,7 +121,7 @@ class RDX_API ServiceProviderProxy : public Global::Object {
   void FreeHandle();
 
   /// status: Object::status_.
-  std::string operation_;  ///< source of the operation in progress
+  std::string operation_;   ///< source of the operation in progress
   void* handle_ = nullptr;  ///< owned binding handle; null = not connected
   /// The session id as NUL-terminated text, sent as is with every session operation and
   /// rewritten in place by the provider; all zero = no session.

@@ -134,9 +134,9 @@ ChildResult RunChild(const std::vector<std::string>& argv, std::size_t maxOutput
   result.started = true;
   result.timedOut = !child->ReadToEnd(maxOutput, deadline);
   // The child may outlive its output; it still gets only what is left of the deadline.
-  const auto left = std::max(std::chrono::milliseconds(0),
-                             std::chrono::duration_cast<std::chrono::milliseconds>(
-                                 deadline - std::chrono::steady_clock::now()));
+  const auto left =
+      std::max(std::chrono::milliseconds(0), std::chrono::duration_cast<std::chrono::milliseconds>(
+                                                 deadline - std::chrono::steady_clock::now()));
   const int status = child->Stop(result.timedOut ? std::chrono::milliseconds(0) : left);
   if (status == -1) result.timedOut = true;
   if (!result.timedOut && !child->Signalled()) result.exitCode = status;

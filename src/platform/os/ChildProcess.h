@@ -67,10 +67,10 @@ class ChildProcess {
 };
 
 struct ChildResult {
-  bool started = false;  // false when the program could not be run at all
-  bool timedOut = false; // killed at the deadline
-  int exitCode = -1;     // its exit status; -1 when it ended by a signal
-  std::string output;    // standard output, at most the limit given
+  bool started = false;   // false when the program could not be run at all
+  bool timedOut = false;  // killed at the deadline
+  int exitCode = -1;      // its exit status; -1 when it ended by a signal
+  std::string output;     // standard output, at most the limit given
 };
 
 // Runs `argv` with standard input from /dev/null and standard error discarded, keeping at

@@ -99,7 +99,7 @@ OsResult<std::chrono::system_clock::time_point> LastWriteTime(const std::string&
 }
 
 std::chrono::system_clock::time_point FileTimeNow() noexcept {
-  timespec ts {};
+  timespec ts{};
   clock_gettime(CLOCK_REALTIME_COARSE, &ts);
   return FromTimespec(ts);
 }
@@ -113,18 +113,17 @@ std::uint32_t SetLastWriteTime(const std::string& path,
   times[0].tv_nsec = UTIME_OMIT;
   times[1].tv_sec = static_cast<time_t>(ns / 1000000000);
   times[1].tv_nsec = static_cast<long>(ns % 1000000000);
-  return utimensat(AT_FDCWD, path.c_str(), times, 0) == 0 ? kErrorSuccess
-                                                          : Win32FromErrno(errno);
+  return utimensat(AT_FDCWD, path.c_str(), times, 0) == 0 ? kErrorSuccess : Win32FromErrno(errno);
 }
 
 std::string HomeFolder() {
   const char* home = std::getenv("HOME");
   if (home != nullptr && *home != '\0') return home;
   std::vector<char> buffer(16384);
-  passwd entry {};
+  passwd entry{};
   passwd* found = nullptr;
-  if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr &&
-      found->pw_dir != nullptr) {
+  if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 &&
+      found != nullptr && found->pw_dir != nullptr) {
     return found->pw_dir;
   }
   return "";

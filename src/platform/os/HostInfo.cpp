@@ -5,8 +5,8 @@
 #include "platform/os/LastError.h"
 
 #include <netdb.h>
-#include <strings.h>
 #include <pwd.h>
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <uuid/uuid.h>
@@ -34,15 +34,15 @@ struct AddressList {
 };
 
 bool Resolve(const std::string& host, AddressList& list) {
-  addrinfo hints {};
+  addrinfo hints{};
   hints.ai_flags = AI_CANONNAME;
   return getaddrinfo(host.c_str(), nullptr, &hints, &list.head) == 0 && list.head != nullptr;
 }
 
 std::string NumericText(const addrinfo& entry) {
   char text[1025] = {};
-  if (getnameinfo(entry.ai_addr, entry.ai_addrlen, text, sizeof text, nullptr, 0,
-                  NI_NUMERICHOST) != 0) {
+  if (getnameinfo(entry.ai_addr, entry.ai_addrlen, text, sizeof text, nullptr, 0, NI_NUMERICHOST) !=
+      0) {
     return "";
   }
   return text;
@@ -127,10 +127,10 @@ bool IsThisMachine(const std::string& machine) {
 
 std::string UserName() {
   std::vector<char> buffer(16384);
-  passwd entry {};
+  passwd entry{};
   passwd* found = nullptr;
-  if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr ||
-      found->pw_name == nullptr) {
+  if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 ||
+      found == nullptr || found->pw_name == nullptr) {
     return "";
   }
   return found->pw_name;
@@ -151,8 +151,8 @@ std::optional<ProcessMemory> ParseProcessStatus(const std::string& text) {
   ProcessMemory memory;
   memory.workingSetBytes = *rss;
   // Kernel threads and old kernels lack these lines: they count as nothing private.
-  memory.privateBytes = KilobyteField(lined, "RssAnon").value_or(0) +
-                        KilobyteField(lined, "VmSwap").value_or(0);
+  memory.privateBytes =
+      KilobyteField(lined, "RssAnon").value_or(0) + KilobyteField(lined, "VmSwap").value_or(0);
   return memory;
 }
 

@@ -45,9 +45,8 @@ constexpr CodeText kTexts[] = {
     {535, "There is a process on other end of the pipe."},
     {997, "Overlapped I/O operation is in progress."},
     {1056, "An instance of the service is already running."},
-    {1058,
-     "The service cannot be started, either because it is disabled or because it has no "
-     "enabled devices associated with it."},
+    {1058, "The service cannot be started, either because it is disabled or because it has no "
+           "enabled devices associated with it."},
     {1060, "The specified service does not exist as an installed service."},
     {1062, "The service has not been started."},
     {1063, "The service process could not connect to the service controller."},
@@ -93,11 +92,9 @@ constexpr CodeText kTexts[] = {
     {1783, "The stub received bad data."},
     {1818, "The remote procedure call was cancelled."},
     {1820, "A communications failure occurred during a remote procedure call."},
-    {10048,
-     "Only one usage of each socket address (protocol/network address/port) is normally "
-     "permitted."},
-    {10061,
-     "No connection could be made because the target machine actively refused it."},
+    {10048, "Only one usage of each socket address (protocol/network address/port) is normally "
+            "permitted."},
+    {10061, "No connection could be made because the target machine actively refused it."},
 };
 
 // errno -> Win32, for the errno values system calls of the library can give.

@@ -77,7 +77,7 @@ bool ReleaseRegion(void* address) noexcept {
 }
 
 std::int64_t MonotonicTicks() noexcept {
-  timespec ts {};
+  timespec ts{};
   clock_gettime(CLOCK_MONOTONIC, &ts);
   return static_cast<std::int64_t>(ts.tv_sec) * kMonotonicFrequency + ts.tv_nsec;
 }

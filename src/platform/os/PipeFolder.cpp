@@ -85,11 +85,11 @@ OsResult<std::string> ChoosePipeFolder(const char* configured,
 OsResult<std::string> PipeFolder() {
   // One folder for the whole machine, the same for every user, so every local caller can
   // reach every pipe: /run when it is there or we may create it, else a fixed name in /tmp.
-  return ChoosePipeFolder(std::getenv("RDX_PIPE_DIR"), {"/run/quorvan/pipes", "/tmp/quorvan-pipes"});
+  return ChoosePipeFolder(std::getenv("RDX_PIPE_DIR"),
+                          {"/run/quorvan/pipes", "/tmp/quorvan-pipes"});
 }
 
-OsResult<std::string> NamedPipeSocketPath(const std::string& pipeName,
-                                          const std::string& machine) {
+OsResult<std::string> NamedPipeSocketPath(const std::string& pipeName, const std::string& machine) {
   if (!IsThisMachine(machine)) return {{}, kErrorBadNetPath};
   if (pipeName.empty()) return {{}, kErrorInvalidParameter};
   OsResult<std::string> folder = PipeFolder();

@@ -11,8 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <vector>
 
@@ -204,7 +204,8 @@ std::uint32_t WriteRegistryValue(const std::string& root, const std::string& key
     const std::string line = text.substr(lineStart, lineEnd - lineStart);
     lineStart = lineEnd + 1;
     const std::size_t equals = line.find('=');
-    if (!replaced && equals != std::string::npos && SameName(TrimName(line.substr(0, equals)), name)) {
+    if (!replaced && equals != std::string::npos &&
+        SameName(TrimName(line.substr(0, equals)), name)) {
       updated += line.substr(0, equals + 1) + value + "\n";
       replaced = true;
     } else {
@@ -239,11 +240,12 @@ RegistryListing ListRegistryKey(const std::string& root, const std::string& keyP
   std::string text;
   listing.code = ReadValuesFile(key.value, path, text);
   for (const auto& line : ValueLines(text)) {
-    const bool seen = std::any_of(
-        listing.values.begin(), listing.values.end(),
-        [&line](const auto& earlier) { return SameName(earlier.first, line.first); });
+    const bool seen =
+        std::any_of(listing.values.begin(), listing.values.end(),
+                    [&line](const auto& earlier) { return SameName(earlier.first, line.first); });
     // Values end at a NUL, as they read through GetRegistryValue.
-    if (!seen) listing.values.emplace_back(line.first, line.second.substr(0, line.second.find('\0')));
+    if (!seen)
+      listing.values.emplace_back(line.first, line.second.substr(0, line.second.find('\0')));
   }
   return listing;
 }

@@ -29,8 +29,7 @@ inline constexpr std::size_t kMaxRegistryFileBytes = 1 << 20;
 // Looks `valueName` up in the "values" text of a key. `capacity` is the caller's buffer
 // including its NUL: a longer value gives 234, as a registry query into a short buffer does.
 [[nodiscard]] RegistryRead FindRegistryValue(const std::string& valuesText,
-                                             const std::string& valueName,
-                                             std::size_t capacity);
+                                             const std::string& valueName, std::size_t capacity);
 
 // Both steps on this machine's store: open the key, read its "values" file, find the value.
 [[nodiscard]] RegistryRead ReadRegistryValue(const std::string& root, const std::string& keyPath,

@@ -40,8 +40,8 @@ OsResult<SeqPacketSocket> SeqPacketSocket::Connect(const std::string& path) {
   const int error = ConnectUnixSocket(fd.value.Get(), address);
   if (error == 0) return {SeqPacketSocket(std::move(fd.value)), kErrorSuccess};
   // No socket file, or a file nobody listens on: both mean there is no such pipe.
-  return {{}, error == ENOENT || error == ECONNREFUSED ? kErrorFileNotFound
-                                                       : Win32FromErrno(error)};
+  return {{},
+          error == ENOENT || error == ECONNREFUSED ? kErrorFileNotFound : Win32FromErrno(error)};
 }
 
 OsResult<SeqPacketSocket> SeqPacketSocket::Listen(const std::string& path) {
@@ -54,11 +54,9 @@ OsResult<SeqPacketSocket> SeqPacketSocket::Listen(const std::string& path) {
   switch (listening.state) {
     case UnixListenResult::State::kListening:
       return {SeqPacketSocket(std::move(fd.value)), kErrorSuccess};
-    case UnixListenResult::State::kServerLive:
-      return {{}, kErrorPipeBusy};
+    case UnixListenResult::State::kServerLive: return {{}, kErrorPipeBusy};
     case UnixListenResult::State::kStaleKept:
-    case UnixListenResult::State::kFailed:
-      break;
+    case UnixListenResult::State::kFailed: break;
   }
   return {{}, Win32FromErrno(listening.error)};
 }
@@ -93,8 +91,7 @@ std::uint32_t SeqPacketSocket::Send(const char* head, std::size_t headSize, cons
   message.msg_iov = parts;
   message.msg_iovlen = 2;
   // MSG_NOSIGNAL: a vanished reader is a broken pipe to report, not a signal to die of.
-  const ssize_t sent =
-      RetryOnEintr([&] { return ::sendmsg(fd_.Get(), &message, MSG_NOSIGNAL); });
+  const ssize_t sent = RetryOnEintr([&] { return ::sendmsg(fd_.Get(), &message, MSG_NOSIGNAL); });
   if (sent < 0) return errno == EMSGSIZE ? kErrorMoreData : Win32FromErrno(errno);
   return kErrorSuccess;  // a seqpacket send is all or nothing
 }

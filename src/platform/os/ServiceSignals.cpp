@@ -2,12 +2,12 @@
 
 #include <systemd/sd-daemon.h>
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <utility>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "platform/os/Eintr.h"
 #include "platform/os/UniqueFd.h"

@@ -46,8 +46,8 @@ StreamSocket StreamSocket::ConnectTcp(const std::string& host, std::uint16_t por
   hints.ai_flags = AI_NUMERICSERV;
   const std::string service = std::to_string(port);
   addrinfo* found = nullptr;
-  const int rc = ::getaddrinfo(host.empty() ? nullptr : host.c_str(), service.c_str(), &hints,
-                               &found);
+  const int rc =
+      ::getaddrinfo(host.empty() ? nullptr : host.c_str(), service.c_str(), &hints, &found);
   if (rc != 0 || found == nullptr) {
     SetLastError(kWsaHostNotFound);
     return StreamSocket();
@@ -125,8 +125,7 @@ IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers) {
     message.msg_iov = vectors;
     message.msg_iovlen = count;
     // MSG_NOSIGNAL: a vanished peer is a closed connection to report, not a signal to die of.
-    const ssize_t sent =
-        RetryOnEintr([&] { return ::sendmsg(fd_.Get(), &message, MSG_NOSIGNAL); });
+    const ssize_t sent = RetryOnEintr([&] { return ::sendmsg(fd_.Get(), &message, MSG_NOSIGNAL); });
     if (sent < 0) {
       if (errno == EAGAIN || errno == EWOULDBLOCK) {  // the send time-out passed untouched
         SetLastErrorFromErrno(ETIMEDOUT);
@@ -146,8 +145,7 @@ IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers) {
   return IoResult::kOk;
 }
 
-IoResult StreamSocket::Receive(void* data, std::size_t size, std::size_t& received,
-                               int timeoutMs) {
+IoResult StreamSocket::Receive(void* data, std::size_t size, std::size_t& received, int timeoutMs) {
   const MutableBuffer buffer{data, size};
   return Receive(std::span(&buffer, 1), received, timeoutMs);
 }
@@ -280,15 +278,12 @@ StreamListener StreamListener::ListenUnix(const std::string& path) {
   }
   const UnixListenResult listening = ListenOnSocketFile(fd.Get(), SOCK_STREAM, path, address);
   switch (listening.state) {
-    case UnixListenResult::State::kListening:
-      break;
+    case UnixListenResult::State::kListening: break;
     case UnixListenResult::State::kServerLive:
     case UnixListenResult::State::kStaleKept:
       SetLastErrorFromErrno(EADDRINUSE);  // the name is taken either way
       return listener;
-    case UnixListenResult::State::kFailed:
-      SetLastErrorFromErrno(listening.error);
-      return listener;
+    case UnixListenResult::State::kFailed: SetLastErrorFromErrno(listening.error); return listener;
   }
   if (const int error = OpenPipe(O_CLOEXEC | O_NONBLOCK, listener.wakeRead_, listener.wakeWrite_);
       error != 0) {

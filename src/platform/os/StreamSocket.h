@@ -52,8 +52,7 @@ class StreamSocket {
   IoResult Receive(void* data, std::size_t size, std::size_t& received, int timeoutMs);
   // Reads between 1 byte and all of `buffers`, filling them in order; the first
   // kMaxReceiveBuffers buffers are used.
-  IoResult Receive(std::span<const MutableBuffer> buffers, std::size_t& received,
-                   int timeoutMs);
+  IoResult Receive(std::span<const MutableBuffer> buffers, std::size_t& received, int timeoutMs);
   static constexpr std::size_t kMaxReceiveBuffers = 1024;
 
   // Ends both directions, so a thread blocked in Receive on this socket returns kClosed.

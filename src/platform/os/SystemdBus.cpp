@@ -124,8 +124,8 @@ struct SystemdBus::Impl {
     }
     CallResult result;
     sd_bus_message* call = nullptr;
-    int r = sd_bus_message_new_method_call(bus, &call, kDestination, kManagerPath, kManager,
-                                           method);
+    int r =
+        sd_bus_message_new_method_call(bus, &call, kDestination, kManagerPath, kManager, method);
     if (r >= 0) r = append(call);
     if (r >= 0) r = sd_bus_call(bus, call, timeoutUSec, &result.error, &result.reply);
     sd_bus_message_unref(call);
@@ -137,8 +137,8 @@ struct SystemdBus::Impl {
     return CallBuilt(method, 0, [&](sd_bus_message* call) {
       int r = sd_bus_message_append(call, "as", 1, unit.c_str());
       // runtime=false; EnableUnitFiles also takes force=true, so a stale link is replaced.
-      if (r >= 0) r = enable ? sd_bus_message_append(call, "bb", 0, 1)
-                             : sd_bus_message_append(call, "b", 0);
+      if (r >= 0)
+        r = enable ? sd_bus_message_append(call, "bb", 0, 1) : sd_bus_message_append(call, "b", 0);
       return r;
     });
   }
@@ -168,8 +168,7 @@ std::unique_ptr<SystemdBus> SystemdBus::OpenLocal(std::uint32_t& code) {
   return std::unique_ptr<SystemdBus>(new SystemdBus(std::move(impl)));
 }
 
-std::unique_ptr<SystemdBus> SystemdBus::OpenRemote(const std::string& host,
-                                                   std::uint32_t& code) {
+std::unique_ptr<SystemdBus> SystemdBus::OpenRemote(const std::string& host, std::uint32_t& code) {
   auto impl = std::make_unique<Impl>();
   int r = sd_bus_open_system_remote(&impl->bus, host.c_str());
   if (r < 0) {
@@ -243,8 +242,8 @@ std::uint32_t SystemdBus::QueryUnit(const std::string& unit, UnitProperties& p) 
       (code = i.TrivialProperty(path.c_str(), kService, "MainPID", 'u', p.mainPid)) != 0 ||
       (code = i.TrivialProperty(path.c_str(), kService, "ExecMainCode", 'i', p.execMainCode)) !=
           0 ||
-      (code = i.TrivialProperty(path.c_str(), kService, "ExecMainStatus", 'i',
-                                p.execMainStatus)) != 0) {
+      (code = i.TrivialProperty(path.c_str(), kService, "ExecMainStatus", 'i', p.execMainStatus)) !=
+          0) {
     return code;
   }
   return kErrorSuccess;
@@ -258,22 +257,19 @@ std::uint32_t SystemdBus::DisableUnitFile(const std::string& unit) {
   return impl_->CallOnUnitFile("DisableUnitFiles", unit, false);
 }
 
-std::uint32_t SystemdBus::ListUnits(const std::string& pattern,
-                                    std::vector<UnitListEntry>& units) {
+std::uint32_t SystemdBus::ListUnits(const std::string& pattern, std::vector<UnitListEntry>& units) {
   std::set<std::string> seen;
   {
     CallResult result;
-    const std::uint32_t code = impl_->CallManager(result, "ListUnitsByPatterns", "asas", 0, 1,
-                                                  pattern.c_str());
+    const std::uint32_t code =
+        impl_->CallManager(result, "ListUnitsByPatterns", "asas", 0, 1, pattern.c_str());
     if (code != kErrorSuccess) return code;
     int r = sd_bus_message_enter_container(result.reply, 'a', "(ssssssouso)");
-    const char *name, *description, *load, *active, *sub, *following, *path, *jobType,
-        *jobPath;
+    const char *name, *description, *load, *active, *sub, *following, *path, *jobType, *jobPath;
     std::uint32_t jobId = 0;
-    while (r >= 0 &&
-           (r = sd_bus_message_read(result.reply, "(ssssssouso)", &name, &description, &load,
-                                    &active, &sub, &following, &path, &jobId, &jobType,
-                                    &jobPath)) > 0) {
+    while (r >= 0 && (r = sd_bus_message_read(result.reply, "(ssssssouso)", &name, &description,
+                                              &load, &active, &sub, &following, &path, &jobId,
+                                              &jobType, &jobPath)) > 0) {
       // A name somebody only asked about (no file) is not an installed unit.
       if (std::strcmp(load, "not-found") == 0 && std::strcmp(active, "inactive") == 0) continue;
       if (seen.insert(name).second) units.push_back({name, active});
@@ -281,8 +277,8 @@ std::uint32_t SystemdBus::ListUnits(const std::string& pattern,
     if (r < 0) return Settle(r, result.error);
   }
   CallResult result;
-  const std::uint32_t code = impl_->CallManager(result, "ListUnitFilesByPatterns", "asas", 0, 1,
-                                                pattern.c_str());
+  const std::uint32_t code =
+      impl_->CallManager(result, "ListUnitFilesByPatterns", "asas", 0, 1, pattern.c_str());
   if (code != kErrorSuccess) return code;
   int r = sd_bus_message_enter_container(result.reply, 'a', "(ss)");
   const char *path, *state;

@@ -4,10 +4,10 @@
 #include "platform/os/LastError.h"
 #include "platform/os/UniqueFd.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 
 namespace rdx::os {
 namespace {

@@ -33,9 +33,8 @@ bool FillUnixAddress(const std::string& path, sockaddr_un& address) noexcept {
 }
 
 int ConnectUnixSocket(int fd, const sockaddr_un& address) noexcept {
-  const int rc = RetryOnEintr([&] {
-    return ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  });
+  const int rc = RetryOnEintr(
+      [&] { return ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address); });
   return rc == 0 ? 0 : errno;
 }
 

@@ -35,7 +35,7 @@ struct StartProbe {
     std::uint32_t checkPoint = 0;
     std::uint32_t waitHintMs = 0;
   };
-  std::function<bool(Status&)> query;        // false when the query failed
+  std::function<bool(Status&)> query;  // false when the query failed
   std::function<void(std::uint32_t)> sleepMs;
   std::function<std::uint32_t()> tickCount;  // milliseconds, wrapping at 2^32
   std::function<void(const std::string&)> log;

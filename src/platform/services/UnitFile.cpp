@@ -38,10 +38,14 @@ std::string Quoted(const std::string& word, bool isProgram) {
 std::size_t Utf8Length(const std::string& s, std::size_t i) {
   const auto c = static_cast<unsigned char>(s[i]);
   std::size_t n = 0;
-  if (c >= 0xc2 && c <= 0xdf) n = 2;
-  else if (c >= 0xe0 && c <= 0xef) n = 3;
-  else if (c >= 0xf0 && c <= 0xf4) n = 4;
-  else return 0;
+  if (c >= 0xc2 && c <= 0xdf)
+    n = 2;
+  else if (c >= 0xe0 && c <= 0xef)
+    n = 3;
+  else if (c >= 0xf0 && c <= 0xf4)
+    n = 4;
+  else
+    return 0;
   if (i + n > s.size()) return 0;
   for (std::size_t k = 1; k < n; ++k) {
     if ((static_cast<unsigned char>(s[i + k]) & 0xc0) != 0x80) return 0;

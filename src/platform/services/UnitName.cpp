@@ -7,8 +7,8 @@ constexpr std::size_t kMaxUnitName = 255;
 constexpr char kSuffix[] = ".service";
 
 bool Allowed(unsigned char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-         c == ':' || c == '_' || c == '.';
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == ':' ||
+         c == '_' || c == '.';
 }
 
 void AppendEscaped(std::string& out, unsigned char c) {

@@ -50,14 +50,17 @@ class RemoteStore final : public UnitStore {
   }
   std::uint32_t Read(const std::string& unit, std::string& text) override {
     return Run("[ -e \"$f\" ] || exit 2; [ -f \"$f\" ] && [ -r \"$f\" ] || exit 5; "
-               "head -c " + std::to_string(kMaxUnitFile) + " \"$f\"",
+               "head -c " +
+                   std::to_string(kMaxUnitFile) + " \"$f\"",
                unit, text);
   }
   std::uint32_t Write(const std::string& unit, const std::string& text) override {
     std::string ignored;
     return Run("[ -d \"$d\" ] || exit 3; t=\"$f.rdx-new\"; "
-               "{ printf %s " + platform::ShellQuoted(text) + " >\"$t\" && chmod 644 \"$t\" && "
-               "mv -f \"$t\" \"$f\"; } 2>/dev/null || { rm -f \"$t\"; exit 5; }",
+               "{ printf %s " +
+                   platform::ShellQuoted(text) +
+                   " >\"$t\" && chmod 644 \"$t\" && "
+                   "mv -f \"$t\" \"$f\"; } 2>/dev/null || { rm -f \"$t\"; exit 5; }",
                unit, ignored);
   }
   std::uint32_t Remove(const std::string& unit) override {
@@ -70,8 +73,8 @@ class RemoteStore final : public UnitStore {
     const std::string script = "d=\"${RDX_SYSTEMD_UNIT_DIR:-/etc/systemd/system}\"; f=\"$d\"/" +
                                platform::ShellQuoted(unit) + "; " + body;
     // Batch mode: the user's keys or nothing; a password prompt would hang the caller.
-    const std::vector<std::string> argv = {"ssh", "-xT", "-o", "BatchMode=yes", "--", host_,
-                                           "sh -c " + platform::ShellQuoted(script)};
+    const std::vector<std::string> argv = {
+        "ssh", "-xT", "-o", "BatchMode=yes", "--", host_, "sh -c " + platform::ShellQuoted(script)};
     const os::ChildResult child = os::RunChild(argv, kMaxUnitFile + 1, kRemoteTimeout);
     std::uint32_t code = 0;
     if (!child.started || child.timedOut || child.exitCode < 0 || child.exitCode == kSshFailed) {

@@ -77,9 +77,8 @@ bool WinServiceBase::Init(const std::string& serviceName, std::uint32_t argc, ch
 bool WinServiceBase::UpdateService(std::uint32_t state) {
   try {
     myServiceStatus.currentState = state;
-    return rdx::services::ReportStatus(
-        myStatusHandle, {state, myServiceStatus.win32ExitCode,
-                         myServiceStatus.serviceSpecificExitCode});
+    return rdx::services::ReportStatus(myStatusHandle, {state, myServiceStatus.win32ExitCode,
+                                                        myServiceStatus.serviceSpecificExitCode});
   } catch (...) {
     return false;
   }
@@ -89,8 +88,8 @@ void WinServiceBase::ServiceMain(std::uint32_t argc, char** argv) {
   if (!myInitialised) return;
   // Reported before the handler is registered, so it reaches nobody; kept so.
   UpdateService(kStartPending);
-  myStatusHandle =
-      rdx::services::RegisterControlHandler(myServiceName, &WinServiceBase::staticServiceCtrlHandler);
+  myStatusHandle = rdx::services::RegisterControlHandler(myServiceName,
+                                                         &WinServiceBase::staticServiceCtrlHandler);
   if (myStatusHandle != nullptr) {
     // The dispatcher passes only the service name: the process's command line is what the
     // service was started with.

@@ -40,7 +40,9 @@ bool StartsWithText(const std::string& text, const std::string& prefix) {
   return toLower(text).rfind(toLower(prefix), 0) == 0;
 }
 
-bool SameText(const std::string& a, const std::string& b) { return StringUtility::isEqual(a, b, true); }
+bool SameText(const std::string& a, const std::string& b) {
+  return StringUtility::isEqual(a, b, true);
+}
 
 // The rule for "this machine": its address, FQDN or host name (an empty name matching an
 // empty lookup), a "127" prefix, or "localhost", case ignored.
@@ -143,8 +145,7 @@ bool WinServiceManager::InstallService(std::string& errorText) {
     // reads a new unit file when it is first asked for (it sees the folder changed), so a
     // full reload is needed only when it did not.
     code = control.bus->QueryUnit(*unit, properties);
-    if (code == 0 && properties.loadState == "not-found" &&
-        (code = control.bus->Reload()) == 0) {
+    if (code == 0 && properties.loadState == "not-found" && (code = control.bus->Reload()) == 0) {
       code = control.bus->QueryUnit(*unit, properties);
     }
     if (code == 0 && properties.loadState != "loaded") code = rdx::os::kErrorInvalidParameter;
@@ -178,7 +179,7 @@ bool WinServiceManager::RemoveUnit(const std::string& serviceName, std::string& 
   if (code != 0) return Fail(code, errorText);
   if (!exists && (code = control.store->Exists(unit, exists)) != 0) return Fail(code, errorText);
   if (!exists) return Fail(rdx::os::kErrorAccessDenied, errorText);  // not in our unit folder
-  (void)control.bus->DisableUnitFile(unit);  // not enabled is fine
+  (void)control.bus->DisableUnitFile(unit);                          // not enabled is fine
   code = control.store->Remove(unit);
   if (code != 0 && code != rdx::os::kErrorFileNotFound) return Fail(code, errorText);
   // A failed unit stays loaded, file or not, until its failure is forgotten.
@@ -339,8 +340,8 @@ bool WinServiceManager::ChangeServiceConfiguration(std::string& errorText) {
     svc::ApplyConfiguration(file, myBinaryPath, myServiceType, myStartType);
     code = control.store->Write(*unit, file.Text());
     if (code != 0) return Fail(code, errorText);
-    code = myStartType <= 2 ? control.bus->EnableUnitFile(*unit)
-                            : control.bus->DisableUnitFile(*unit);
+    code =
+        myStartType <= 2 ? control.bus->EnableUnitFile(*unit) : control.bus->DisableUnitFile(*unit);
     if (code == 0) code = control.bus->Reload();
     return code == 0 ? true : Fail(code, errorText);
   } catch (...) {

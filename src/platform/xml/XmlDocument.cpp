@@ -17,9 +17,8 @@ namespace {
 // References are resolved by CheckWellFormed, not by pugixml, which passes undefined entities
 // and a bare "&" through unchanged where the Windows DOM refuses the document.
 constexpr unsigned kParseOptions = (pugi::parse_default & ~pugi::parse_escapes) |
-                                   pugi::parse_comments | pugi::parse_pi |
-                                   pugi::parse_declaration | pugi::parse_doctype |
-                                   pugi::parse_fragment;
+                                   pugi::parse_comments | pugi::parse_pi | pugi::parse_declaration |
+                                   pugi::parse_doctype | pugi::parse_fragment;
 
 class StringWriter : public pugi::xml_writer {
  public:
@@ -55,8 +54,8 @@ pugi::xpath_query Compile(const std::string& xpath) {
 }
 
 bool IsTextLike(pugi::xml_node_type type) {
-  return type == pugi::node_pcdata || type == pugi::node_cdata ||
-         type == pugi::node_comment || type == pugi::node_pi;
+  return type == pugi::node_pcdata || type == pugi::node_cdata || type == pugi::node_comment ||
+         type == pugi::node_pi;
 }
 
 }  // namespace
@@ -160,23 +159,17 @@ NodeRef SelectSingleNode(const std::shared_ptr<Document>& document, const std::s
 std::string NodeName(const pugi::xpath_node& node) {
   if (node.attribute()) return node.attribute().name();
   switch (node.node().type()) {
-    case pugi::node_document:
-      return "#document";
-    case pugi::node_pcdata:
-      return "#text";
-    case pugi::node_cdata:
-      return "#cdata-section";
-    case pugi::node_comment:
-      return "#comment";
-    case pugi::node_declaration:
-      return "xml";
+    case pugi::node_document: return "#document";
+    case pugi::node_pcdata: return "#text";
+    case pugi::node_cdata: return "#cdata-section";
+    case pugi::node_comment: return "#comment";
+    case pugi::node_declaration: return "xml";
     case pugi::node_doctype: {
       // pugixml keeps the whole declaration body as the value; its first word is the name.
       const std::string body = node.node().value();
       return body.substr(0, body.find_first_of(" \t\r\n["));
     }
-    default:
-      return node.node().name();
+    default: return node.node().name();
   }
 }
 

@@ -3,7 +3,8 @@
 // default settings. Whitespace-only text is dropped, comments and processing instructions are
 // nodes, a node's text is all of its descendant text joined, and the well-formedness rules
 // pugixml is lenient about (one top-level element, no top-level text, unique attribute names,
-// only defined entity references, no "<" in attribute values) are enforced, so a document that the Windows DOM refuses is refused here too.
+// only defined entity references, no "<" in attribute values) are enforced, so a document that the
+// Windows DOM refuses is refused here too.
 //
 // Nodes are reference-counted there: a node removed from its tree, or a node of a document
 // that was loaded over, stays usable for whoever holds it. pugixml frees such nodes. So every
@@ -26,8 +27,8 @@ namespace rdx::xml {
 
 // Parse failure in the terms of the Windows DOM's parse error object.
 struct ParseError {
-  std::uint32_t code = 0;  // kParseErrorBase + pugixml status, or 0x8007xxxx for file errors
-  std::uint32_t line = 0;  // 1-based
+  std::uint32_t code = 0;    // kParseErrorBase + pugixml status, or 0x8007xxxx for file errors
+  std::uint32_t line = 0;    // 1-based
   std::uint32_t column = 0;  // 1-based, as the DOM's linepos
   std::string reason;
 };

@@ -16,8 +16,8 @@ constexpr std::size_t kPairwiseAttributeLimit = 16;
 
 // Line and column (both from 1) of a byte offset into the parsed text.
 void LocateOffset(std::string_view text, std::ptrdiff_t offset, ParseError& error) {
-  const std::size_t end = std::min(text.size(), static_cast<std::size_t>(std::max<std::ptrdiff_t>(
-                                                    offset, 0)));
+  const std::size_t end =
+      std::min(text.size(), static_cast<std::size_t>(std::max<std::ptrdiff_t>(offset, 0)));
   std::uint32_t line = 1;
   std::size_t lineStart = 0;
   for (std::size_t i = 0; i < end; ++i) {
@@ -108,10 +108,10 @@ std::optional<std::uint32_t> ReferencedChar(std::string_view body) {
   if (digits.empty()) return std::nullopt;
   std::uint32_t value = 0;
   for (const char d : digits) {
-    const int digit = d >= '0' && d <= '9'                ? d - '0'
-                      : hex && d >= 'a' && d <= 'f'       ? d - 'a' + 10
-                      : hex && d >= 'A' && d <= 'F'       ? d - 'A' + 10
-                                                          : -1;
+    const int digit = d >= '0' && d <= '9'          ? d - '0'
+                      : hex && d >= 'a' && d <= 'f' ? d - 'a' + 10
+                      : hex && d >= 'A' && d <= 'F' ? d - 'A' + 10
+                                                    : -1;
     if (digit < 0) return std::nullopt;
     value = value * (hex ? 16 : 10) + static_cast<std::uint32_t>(digit);
     if (value > 0x10FFFF) return std::nullopt;  // not a character; keeps the sum bounded
@@ -126,8 +126,7 @@ std::optional<std::uint32_t> ReferencedChar(std::string_view body) {
 // entities and character references. Anything else after "&" (an undefined entity, a bare "&")
 // and a "<" in an attribute value are refused, as the Windows DOM refuses them. Entities
 // declared in a document type are not expanded here, so they are refused too.
-std::optional<Refusal> ResolveReferences(std::string_view raw, bool inAttribute,
-                                         std::string& out) {
+std::optional<Refusal> ResolveReferences(std::string_view raw, bool inAttribute, std::string& out) {
   if (inAttribute) {
     const std::size_t less = raw.find('<');
     if (less != std::string_view::npos) {
@@ -137,8 +136,7 @@ std::optional<Refusal> ResolveReferences(std::string_view raw, bool inAttribute,
   }
   out.clear();
   std::size_t from = 0;
-  for (std::size_t amp = raw.find('&'); amp != std::string_view::npos;
-       amp = raw.find('&', from)) {
+  for (std::size_t amp = raw.find('&'); amp != std::string_view::npos; amp = raw.find('&', from)) {
     out.append(raw.substr(from, amp - from));
     // A reference is short: "&" stops it, so scanning a run of bare "&" stays linear.
     const std::size_t semicolon = raw.find_first_of(";&<", amp + 1);

@@ -25,7 +25,7 @@ class NdrWriter {
   void WriteI8(std::int8_t value) { data_.push_back(static_cast<std::uint8_t>(value)); }
   void WriteU32(std::uint32_t value);  // aligned to 4
   void WriteI32(std::int32_t value) { WriteU32(static_cast<std::uint32_t>(value)); }
-  void WriteDouble(double value);      // IEEE 754 binary64, aligned to 8
+  void WriteDouble(double value);  // IEEE 754 binary64, aligned to 8
 
   // A conformant varying string: max_count = actual_count = text.size() + 1, offset 0, the
   // bytes, then the terminating NUL. `text` must hold no NUL of its own.

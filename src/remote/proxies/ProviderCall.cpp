@@ -22,11 +22,11 @@ void AppendRefusal(gul::Status& status, std::int32_t id, const char* errorText,
   const std::size_t before = status.items.size();
   status.Append(std::string(errorText));
   if (status.items.size() == before) {
-    status.Append(id,
-                  gul::StringUtility::printToString(
-                      "The service provider answered %d without an error text.",
-                      static_cast<int>(result)),
-                  "", "");
+    status.Append(
+        id,
+        gul::StringUtility::printToString("The service provider answered %d without an error text.",
+                                          static_cast<int>(result)),
+        "", "");
   }
 }
 

@@ -116,10 +116,9 @@ int ProxyForManager::Init(const std::string& configXml) {
       return 0;
     }
     if (alive == 0) {
-      status_.Append(kConnectId,
-                     printToString("Access denied on ServiceProvider on '%s'.",
-                                   hostMachine_.c_str()),
-                     "", "");
+      status_.Append(
+          kConnectId,
+          printToString("Access denied on ServiceProvider on '%s'.", hostMachine_.c_str()), "", "");
       FreeHandle();
       return 0;
     }
@@ -144,9 +143,12 @@ int ProxyForManager::Close() {
 std::string ProxyForManager::GetServiceStates(std::string& errorText) {
   status_.Clear("ProxyForManager.GetServiceStates");
   try {
-    return FetchText(status_, 38146, [&](std::int32_t n, char* text, char* error) {
-      return stub::GetServiceStates(handle_, n, text, error);
-    }, errorText);
+    return FetchText(
+        status_, 38146,
+        [&](std::int32_t n, char* text, char* error) {
+          return stub::GetServiceStates(handle_, n, text, error);
+        },
+        errorText);
   } catch (...) {
     rdx::remote::AppendUnknownFailure(status_, 38146, "ProxyForManager.GetServiceStates");
     return "";
@@ -178,9 +180,8 @@ int ProxyForManager::Synchronize(const std::string& text) {
   try {
     std::vector<char> error = CallerBuffer(rdx::rpc::kErrorCapacity);
     std::int8_t synchronized = 0;
-    if (gul::RunInRpcExceptionFrame([&] {
-          synchronized = stub::Synchronize(handle_, text.c_str(), error.data());
-        }) != 0) {
+    if (gul::RunInRpcExceptionFrame(
+            [&] { synchronized = stub::Synchronize(handle_, text.c_str(), error.data()); }) != 0) {
       rdx::remote::AppendCallFailure(status_, 38148);
       return 0;
     }
@@ -192,14 +193,16 @@ int ProxyForManager::Synchronize(const std::string& text) {
   }
 }
 
-std::string ProxyForManager::Information(const char* source, std::int32_t id,
-                                         const char* kind) {
+std::string ProxyForManager::Information(const char* source, std::int32_t id, const char* kind) {
   status_.Clear(source);
   try {
     std::string ignored;
-    return FetchText(status_, id, [&](std::int32_t n, char* text, char* error) {
-      return stub::GetInfo(handle_, kind, n, text, error);
-    }, ignored);
+    return FetchText(
+        status_, id,
+        [&](std::int32_t n, char* text, char* error) {
+          return stub::GetInfo(handle_, kind, n, text, error);
+        },
+        ignored);
   } catch (...) {
     rdx::remote::AppendUnknownFailure(status_, id, source);
     return "";

@@ -58,8 +58,8 @@ constexpr const char* kGetServiceName = "ServerProxyForServerManager.GetServiceN
 
 constexpr Member kGetServerInfo{"ServerProxyForServerManager.GetServerInfo", kIdBase + 4,
                                 "Could not get the server information"};
-constexpr Member kGetServerConfigXml{"ServerProxyForServerManager.GetServerConfigXml",
-                                     kIdBase + 5, "Could not get the server configuration"};
+constexpr Member kGetServerConfigXml{"ServerProxyForServerManager.GetServerConfigXml", kIdBase + 5,
+                                     "Could not get the server configuration"};
 constexpr Member kUpdateServerConfigXml{"ServerProxyForServerManager.UpdateServerConfigXml",
                                         kIdBase + 6, "Could not update the server configuration"};
 constexpr Member kCreateServiceProvider{"ServerProxyForServerManager.CreateServiceProvider",
@@ -77,8 +77,8 @@ constexpr Member kStopServiceProvider{kStopProvider, kIdBase + 13,
 // Its source is GetServerInfo's: log filters look for it under that name.
 constexpr Member kGetServicesXml{"ServerProxyForServerManager.GetServerInfo", kIdBase + 14,
                                  "Could not get the services"};
-constexpr Member kUpdateServicesXml{"ServerProxyForServerManager.UpdateServicesXml",
-                                    kIdBase + 15, "Could not update the services"};
+constexpr Member kUpdateServicesXml{"ServerProxyForServerManager.UpdateServicesXml", kIdBase + 15,
+                                    "Could not update the services"};
 constexpr Member kAddServices{"ServerProxyForServerManager.AddServices", kIdBase + 16,
                               "Could not add services '%s'"};
 constexpr Member kRemoveService{"ServerProxyForServerManager.RemoveService", kIdBase + 17,
@@ -89,8 +89,8 @@ constexpr Member kStopService{"ServerProxyForServerManager.StopService", kIdBase
                               "Could not stop service '%s'"};
 constexpr Member kRefreshService{"ServerProxyForServerManager.RefreshService", kIdBase + 21,
                                  "Could not refresh service '%s'"};
-constexpr Member kRefreshAllServices{"ServerProxyForServerManager.RefreshAllServices",
-                                     kIdBase + 22, "Could not refresh the services"};
+constexpr Member kRefreshAllServices{"ServerProxyForServerManager.RefreshAllServices", kIdBase + 22,
+                                     "Could not refresh the services"};
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
@@ -199,10 +199,10 @@ bool ServerProxyForServerManager::Connect(const std::string& host, const std::st
       const std::string commandLine =
           su::printToString("\"%sQUORVANRendix.exe\" \"%s;%s\"", folder.c_str(),
                             gul::GetHostName().c_str(), gul::GetIPAddress().c_str());
-      const bool started =
-          RunAsService(host, kServerService, commandLine, kStartServer,
-                       [&](std::uint32_t code) { return ServerExitText(code, folder, host); },
-                       "You cannot create server on '%s'. %sEnsure Rendix is installed.");
+      const bool started = RunAsService(
+          host, kServerService, commandLine, kStartServer,
+          [&](std::uint32_t code) { return ServerExitText(code, folder, host); },
+          "You cannot create server on '%s'. %sEnsure Rendix is installed.");
       // The server needs a moment before it listens.
       if (started) std::this_thread::sleep_for(std::chrono::milliseconds(2000));
       return started;
@@ -300,22 +300,22 @@ bool ServerProxyForServerManager::RunAsService(
 }
 
 bool ServerProxyForServerManager::StopAsService(const std::string& host,
-                                                const std::string& serviceName,
-                                                const char* source, bool uninstall) {
+                                                const std::string& serviceName, const char* source,
+                                                bool uninstall) {
   gul::WinServiceManager manager;
   std::string error;
   if (!manager.Init(host, serviceName, "", error)) {
-    status_.Append(kServiceControlId, Format("Could not stop '%s' on '%s'. %s", serviceName, host) +
-                                          error,
-                   source, "");
+    status_.Append(kServiceControlId,
+                   Format("Could not stop '%s' on '%s'. %s", serviceName, host) + error, source,
+                   "");
     return false;
   }
   const bool stopped = manager.StopTheService(error);
   if (uninstall) {
     if (manager.UninstallService(error)) return true;
-    status_.Append(kServiceControlId, Format("Could not remove '%s' on '%s'. ", serviceName, host) +
-                                          error,
-                   source, "");
+    status_.Append(kServiceControlId,
+                   Format("Could not remove '%s' on '%s'. ", serviceName, host) + error, source,
+                   "");
     return false;
   }
   if (!stopped) {
@@ -341,9 +341,9 @@ bool ServerProxyForServerManager::StartServer(const std::string& serverString) {
     const std::string folder = ProgramFolder(host, kStartServer);
     if (folder.empty()) return false;
     // The fourth value is the port the server is to listen on.
-    const std::string commandLine = su::printToString(
-        "\"%sQUORVANRendix.exe\" \"%s;%s\" \"%s\"", folder.c_str(), gul::GetHostName().c_str(),
-        gul::GetIPAddress().c_str(), port.c_str());
+    const std::string commandLine =
+        su::printToString("\"%sQUORVANRendix.exe\" \"%s;%s\" \"%s\"", folder.c_str(),
+                          gul::GetHostName().c_str(), gul::GetIPAddress().c_str(), port.c_str());
     const bool started = RunAsService(
         host, kServerService, commandLine, kStartServer,
         [&](std::uint32_t code) { return ServerExitText(code, folder, host); },
@@ -409,9 +409,8 @@ bool ServerProxyForServerManager::StartServiceProvider(const std::string& config
     std::int32_t state = -1;
     for (int attempt = 0; attempt < 5 && binding != nullptr; ++attempt) {
       if (attempt > 0) std::this_thread::sleep_for(std::chrono::milliseconds(500));
-      if (gul::RunInRpcExceptionFrame([&] {
-            state = rdx::rpc::serviceprovider::QueryProviderState(binding);
-          }) != 0) {
+      if (gul::RunInRpcExceptionFrame(
+              [&] { state = rdx::rpc::serviceprovider::QueryProviderState(binding); }) != 0) {
         state = -1;
       }
       if (state == kProviderReady) break;
@@ -427,8 +426,7 @@ bool ServerProxyForServerManager::StopServiceProvider(const std::string& configX
   try {
     const ProviderConfig config = ReadProviderConfig(configXml);
     if (!CallBoolean(kStopServiceProvider, config.name, [&](char* error) {
-          return stub::StopServiceProvider(handle_, sessionId_.c_str(), config.name.c_str(),
-                                           error);
+          return stub::StopServiceProvider(handle_, sessionId_.c_str(), config.name.c_str(), error);
         })) {
       return false;
     }
@@ -457,9 +455,9 @@ std::string ServerProxyForServerManager::GetServiceName(const std::string& defin
   try {
     Begin(kGetServiceName);
     pugi::xml_document document;
-    const pugi::xml_node name =
-        document.load_file(definitionFile.c_str()) ? document.select_node("//Name").node()
-                                                   : pugi::xml_node();
+    const pugi::xml_node name = document.load_file(definitionFile.c_str())
+                                    ? document.select_node("//Name").node()
+                                    : pugi::xml_node();
     std::string text = name ? name.text().as_string() : "";
     if (text.empty()) {
       status_.Append(kIdBase + 20, "RXCDef file '" + definitionFile + "' could be corrupt.",
@@ -499,8 +497,7 @@ bool ServerProxyForServerManager::CallBoolean(const Member& member, const std::s
   }
 }
 
-std::string ServerProxyForServerManager::CallText(const Member& member,
-                                                  const std::string& argument,
+std::string ServerProxyForServerManager::CallText(const Member& member, const std::string& argument,
                                                   const TextCall& call) {
   try {
     Begin(member.source);
@@ -555,11 +552,10 @@ bool ServerProxyForServerManager::CreateServiceProvider(const std::string& first
 }
 
 std::string ServerProxyForServerManager::GetServiceProviderConfigXml(const std::string& name) {
-  return CallText(kGetServiceProviderConfigXml, name,
-                  [&](std::int32_t n, char* text, char* error) {
-                    return stub::GetServiceProviderConfigXml(handle_, sessionId_.c_str(),
-                                                             name.c_str(), n, text, error);
-                  });
+  return CallText(kGetServiceProviderConfigXml, name, [&](std::int32_t n, char* text, char* error) {
+    return stub::GetServiceProviderConfigXml(handle_, sessionId_.c_str(), name.c_str(), n, text,
+                                             error);
+  });
 }
 
 bool ServerProxyForServerManager::UpdateServiceProviderConfigXml(const std::string& name,
@@ -589,8 +585,7 @@ bool ServerProxyForServerManager::UpdateServicesXml(const std::string& xml) {
 }
 
 bool ServerProxyForServerManager::AddServices(const std::string& first, const std::string& second,
-                                              const std::string& third,
-                                              const std::string& fourth) {
+                                              const std::string& third, const std::string& fourth) {
   return CallBoolean(kAddServices, first, [&](char* error) {
     return stub::AddServicesForManager(handle_, sessionId_.c_str(), first.c_str(), second.c_str(),
                                        third.c_str(), fourth.c_str(), error);

@@ -51,8 +51,7 @@ const Operation kCloseSession{"ServiceProviderProxy.CloseSession", 36356, 36356}
 const Operation kGetServiceInfo{"ServiceProviderProxy.GetServiceInfo", 36357, 36357};
 // Kept so: the first call names 4000 bytes although the buffer holds 40000, so an answer of
 // 4001 to 40000 bytes takes a second call with a buffer of exactly its size.
-const Operation kGetServiceMetadata{"ServiceProviderProxy.GetServiceMetadata", 36359, 36359,
-                                    4000};
+const Operation kGetServiceMetadata{"ServiceProviderProxy.GetServiceMetadata", 36359, 36359, 4000};
 const Operation kGetClientProperties{"ServiceProviderProxy.GetClientProperties", 36364, 36364};
 const Operation kGetDefinition{"ServiceProviderProxy.GetDefinition", 36364, 36364};
 const Operation kSetClientProperties{"ServiceProviderProxy.SetClientProperties", 36363, 36358};
@@ -111,8 +110,8 @@ int ServiceProviderProxy::TryConnecting(const std::string& hostMachine,
     }
     if (alive == 0) {
       status_.Append(kConnectId,
-                     gul::StringUtility::printToString(
-                         "Access denied on ServiceProvider on '%s'.", hostMachine.c_str()),
+                     gul::StringUtility::printToString("Access denied on ServiceProvider on '%s'.",
+                                                       hostMachine.c_str()),
                      "", "");
       return 1;
     }
@@ -157,8 +156,7 @@ bool ServiceProviderProxy::Init(const gul::PropertyLookUp& properties) {
 
 bool ServiceProviderProxy::InitCheck() {
   if (handle_ != nullptr) return true;
-  status_.Append(kNotInitializedId, "The ServiceProviderProxy has not been initialized.", "",
-                 "");
+  status_.Append(kNotInitializedId, "The ServiceProviderProxy has not been initialized.", "", "");
   return false;
 }
 
@@ -250,10 +248,10 @@ std::string ServiceProviderProxy::OpenServiceSession(const std::string& service,
       return "";
     }
     if (opened == 0) {
-      status_.Append(operation.id,
-                     gul::StringUtility::printToString("Failed to open service: '%s'.",
-                                                       service.c_str()),
-                     "", "");
+      status_.Append(
+          operation.id,
+          gul::StringUtility::printToString("Failed to open service: '%s'.", service.c_str()), "",
+          "");
       status_.Append(operation.id, error.data(), "", "");
       std::memset(sessionBuffer_, 0, kSessionBytes);
       return "";
@@ -271,10 +269,10 @@ bool ServiceProviderProxy::CloseSession(const std::string&) {
   const bool closed = CallBoolean(kCloseSession, [&](void* handle, char* session, char* error) {
     const std::int8_t result = stub::CloseSession(handle, session, error);
     if (result == 0) {
-      status_.Append(kCloseSession.id,
-                     gul::StringUtility::printToString("Failed to close session: '%s'.",
-                                                       closing.c_str()),
-                     "", "");
+      status_.Append(
+          kCloseSession.id,
+          gul::StringUtility::printToString("Failed to close session: '%s'.", closing.c_str()), "",
+          "");
     }
     return result;
   });
@@ -303,8 +301,7 @@ std::string ServiceProviderProxy::GetClientProperties(const std::string&, const 
   return CallText(kGetClientProperties, stub::GetClientProperties);
 }
 
-bool ServiceProviderProxy::SetClientProperties(const std::string&,
-                                               const std::string& properties) {
+bool ServiceProviderProxy::SetClientProperties(const std::string&, const std::string& properties) {
   return CallBoolean(kSetClientProperties, [&](void* h, char* s, char* e) {
     return stub::SetClientProperties(h, s, properties.c_str(), e);
   });
@@ -348,9 +345,8 @@ bool ServiceProviderProxy::StreamImageBuffer(const std::string&, const char* buf
   std::uint8_t none = 0;
   bool answered = false;  // capacity holds the bytes written only once the call returned
   // The caller owns the memory and hands it over for writing; only the declaration is const.
-  auto* bytes = buffer != nullptr
-                    ? reinterpret_cast<std::uint8_t*>(const_cast<char*>(buffer))
-                    : &none;
+  auto* bytes =
+      buffer != nullptr ? reinterpret_cast<std::uint8_t*>(const_cast<char*>(buffer)) : &none;
   const bool streamed = CallBoolean(kStreamImageBuffer, [&](void* h, char* s, char* e) {
     const std::int8_t result = stub::StreamImageBuffer(
         h, s, &capacity, bytes, static_cast<std::int32_t>(a), static_cast<std::int32_t>(b), e);
@@ -365,8 +361,7 @@ bool ServiceProviderProxy::DoneWithImage(const std::string&) {
   return CallBoolean(kDoneWithImage, stub::DoneWithImage);
 }
 
-std::string ServiceProviderProxy::GetImageMetadata(const std::string&,
-                                                   const std::string& request) {
+std::string ServiceProviderProxy::GetImageMetadata(const std::string&, const std::string& request) {
   return CallText(kGetImageMetadata, [&](void* h, char* s, std::int32_t n, char* t, char* e) {
     return stub::GetImageMetadata(h, s, request.c_str(), n, t, e);
   });

@@ -28,9 +28,12 @@ std::size_t ParseByteCount(std::string_view text) noexcept {
   std::size_t unit = 1;
   if (!text.empty()) {
     switch (text.back()) {
-      case 'k': case 'K': unit = std::size_t{1} << 10; break;
-      case 'm': case 'M': unit = std::size_t{1} << 20; break;
-      case 'g': case 'G': unit = std::size_t{1} << 30; break;
+      case 'k':
+      case 'K': unit = std::size_t{1} << 10; break;
+      case 'm':
+      case 'M': unit = std::size_t{1} << 20; break;
+      case 'g':
+      case 'G': unit = std::size_t{1} << 30; break;
       default: break;
     }
     if (unit != 1) text.remove_suffix(1);

@@ -37,15 +37,11 @@ void CallMemory::Clear() noexcept {
   for (std::size_t i = 0; i < held_.size(); ++i) Count(static_cast<Slot>(i), 0);
 }
 
-std::size_t CallMemory::Held() const noexcept {
-  return held_[0] + held_[1] + held_[2];
-}
+std::size_t CallMemory::Held() const noexcept { return held_[0] + held_[1] + held_[2]; }
 
 std::size_t CallMemory::Held(Slot slot) const noexcept { return held_[Index(slot)]; }
 
-CallMemory::Scope::Scope(CallMemory& memory) noexcept : previous_(tCharged) {
-  tCharged = &memory;
-}
+CallMemory::Scope::Scope(CallMemory& memory) noexcept : previous_(tCharged) { tCharged = &memory; }
 
 CallMemory::Scope::~Scope() { tCharged = previous_; }
 

@@ -15,11 +15,11 @@ constexpr SyntaxId MakeSyntax(std::array<std::uint8_t, 16> uuid, std::uint16_t m
   return s;
 }
 
-constexpr SyntaxId kNdr20 = MakeSyntax({0x04, 0x5d, 0x88, 0x8a, 0xeb, 0x1c, 0xc9, 0x11, 0x9f,
-                                        0xe8, 0x08, 0x00, 0x2b, 0x10, 0x48, 0x60},
+constexpr SyntaxId kNdr20 = MakeSyntax({0x04, 0x5d, 0x88, 0x8a, 0xeb, 0x1c, 0xc9, 0x11, 0x9f, 0xe8,
+                                        0x08, 0x00, 0x2b, 0x10, 0x48, 0x60},
                                        2, 0);
-constexpr SyntaxId kNdr64 = MakeSyntax({0x33, 0x05, 0x71, 0x71, 0xba, 0xbe, 0x37, 0x49, 0x83,
-                                        0x19, 0xb5, 0xdb, 0xef, 0x9c, 0xcc, 0x36},
+constexpr SyntaxId kNdr64 = MakeSyntax({0x33, 0x05, 0x71, 0x71, 0xba, 0xbe, 0x37, 0x49, 0x83, 0x19,
+                                        0xb5, 0xdb, 0xef, 0x9c, 0xcc, 0x36},
                                        1, 0);
 constexpr SyntaxId kNil{};
 
@@ -51,8 +51,7 @@ void EndPdu(std::vector<std::uint8_t>& out) {
 }
 
 // The body of a PDU must lie inside its frag_length; `pdu` may hold more bytes.
-std::span<const std::uint8_t> Framed(const PduHeader& header,
-                                     std::span<const std::uint8_t> pdu) {
+std::span<const std::uint8_t> Framed(const PduHeader& header, std::span<const std::uint8_t> pdu) {
   return pdu.first(std::min<std::size_t>(pdu.size(), header.fragLength));
 }
 
@@ -78,8 +77,7 @@ const SyntaxId& Ndr64Syntax() { return kNdr64; }
 const SyntaxId& NilSyntax() { return kNil; }
 
 bool SameSyntax(const SyntaxId& a, const SyntaxId& b) {
-  return a.uuid == b.uuid && a.versionMajor == b.versionMajor &&
-         a.versionMinor == b.versionMinor;
+  return a.uuid == b.uuid && a.versionMajor == b.versionMajor && a.versionMinor == b.versionMinor;
 }
 
 bool IsFeatureNegotiation(const SyntaxId& syntax) {
@@ -127,8 +125,8 @@ std::uint32_t WireReader::U32() {
   const std::uint8_t* p = bytes_.data() + pos_;
   pos_ += 4;
   if (bigEndian_) {
-    return (std::uint32_t(p[0]) << 24) | (std::uint32_t(p[1]) << 16) |
-           (std::uint32_t(p[2]) << 8) | p[3];
+    return (std::uint32_t(p[0]) << 24) | (std::uint32_t(p[1]) << 16) | (std::uint32_t(p[2]) << 8) |
+           p[3];
   }
   return std::uint32_t(p[0]) | (std::uint32_t(p[1]) << 8) | (std::uint32_t(p[2]) << 16) |
          (std::uint32_t(p[3]) << 24);
@@ -198,8 +196,7 @@ bool DecodeBind(const PduHeader& header, std::span<const std::uint8_t> pdu, Bind
   return r.Ok();
 }
 
-bool DecodeBindAck(const PduHeader& header, std::span<const std::uint8_t> pdu,
-                   BindAckBody& body) {
+bool DecodeBindAck(const PduHeader& header, std::span<const std::uint8_t> pdu, BindAckBody& body) {
   const auto framed = Framed(header, pdu);
   WireReader r(framed, header.BigEndian(), kHeaderSize);
   ReadNegotiation(r, body);
@@ -338,8 +335,8 @@ std::vector<std::uint8_t> EncodeHeaderOnly(PduType type, std::uint32_t callId) {
 }
 
 void EncodeCallHeader(PduType type, std::uint8_t flags, std::uint32_t callId,
-                      std::uint16_t fragLength, std::uint32_t allocHint,
-                      std::uint16_t contextId, std::uint16_t opnum, std::uint8_t* out) {
+                      std::uint16_t fragLength, std::uint32_t allocHint, std::uint16_t contextId,
+                      std::uint16_t opnum, std::uint8_t* out) {
   out[0] = 5;
   out[1] = 0;
   out[2] = static_cast<std::uint8_t>(type);
@@ -365,8 +362,7 @@ std::size_t FragmentStubCapacity(std::uint16_t fragmentSize) {
 }
 
 FragmentPlan PlanFragments(PduType type, std::uint32_t callId, std::uint16_t contextId,
-                           std::uint16_t opnum, std::size_t stubSize,
-                           std::uint16_t fragmentSize) {
+                           std::uint16_t opnum, std::size_t stubSize, std::uint16_t fragmentSize) {
   FragmentPlan plan;
   const std::size_t capacity = FragmentStubCapacity(fragmentSize);
   const std::size_t count = stubSize == 0 ? 1 : (stubSize + capacity - 1) / capacity;
@@ -381,8 +377,8 @@ FragmentPlan PlanFragments(PduType type, std::uint32_t callId, std::uint16_t con
     // alloc_hint is a 32-bit field; stubs beyond it are announced as "unknown" (0).
     const std::size_t left = stubSize - offset;
     const std::uint32_t hint = left > 0xFFFFFFFFu ? 0 : static_cast<std::uint32_t>(left);
-    EncodeCallHeader(type, flags, callId, static_cast<std::uint16_t>(kCallHeaderSize + size),
-                     hint, contextId, opnum, plan.headers.data() + i * kCallHeaderSize);
+    EncodeCallHeader(type, flags, callId, static_cast<std::uint16_t>(kCallHeaderSize + size), hint,
+                     contextId, opnum, plan.headers.data() + i * kCallHeaderSize);
     plan.offsets.push_back(offset);
     offset += size;
   }

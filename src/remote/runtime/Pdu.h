@@ -181,8 +181,8 @@ std::vector<std::uint8_t> EncodeHeaderOnly(PduType type, std::uint32_t callId);
 // Writes the 24-byte request/response header of one fragment. For a response `opnum` is
 // ignored (cancel count and reserved byte are 0).
 void EncodeCallHeader(PduType type, std::uint8_t flags, std::uint32_t callId,
-                      std::uint16_t fragLength, std::uint32_t allocHint,
-                      std::uint16_t contextId, std::uint16_t opnum, std::uint8_t* out);
+                      std::uint16_t fragLength, std::uint32_t allocHint, std::uint16_t contextId,
+                      std::uint16_t opnum, std::uint8_t* out);
 
 // The fragment size a server grants for a client's proposal: the smaller of the two, at
 // least 2048, at most the transport maximum, a multiple of 8.
@@ -198,7 +198,6 @@ struct FragmentPlan {
   std::vector<std::size_t> offsets;
 };
 FragmentPlan PlanFragments(PduType type, std::uint32_t callId, std::uint16_t contextId,
-                           std::uint16_t opnum, std::size_t stubSize,
-                           std::uint16_t fragmentSize);
+                           std::uint16_t opnum, std::size_t stubSize, std::uint16_t fragmentSize);
 
 }  // namespace rdx::rpc

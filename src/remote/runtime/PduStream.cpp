@@ -19,8 +19,7 @@ constexpr std::size_t kRunBytes = 2 * 1024 * 1024;
 PduStream::PduStream(os::StreamSocket& socket) : socket_(socket), buffer_(kInitialBuffer) {}
 
 PduStream::Result PduStream::Fill(std::size_t needed, int idleTimeoutMs,
-                                  std::chrono::steady_clock::time_point deadline,
-                                  bool started) {
+                                  std::chrono::steady_clock::time_point deadline, bool started) {
   if (buffer_.size() - begin_ < needed) {
     std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
     end_ -= begin_;
@@ -42,12 +41,9 @@ PduStream::Result PduStream::Fill(std::size_t needed, int idleTimeoutMs,
           buffer_.resize(2 * buffer_.size());
         }
         break;
-      case os::IoResult::kClosed:
-        return Result::kClosed;
-      case os::IoResult::kTimeout:
-        return Result::kTimeout;
-      case os::IoResult::kError:
-        return Result::kError;
+      case os::IoResult::kClosed: return Result::kClosed;
+      case os::IoResult::kTimeout: return Result::kTimeout;
+      case os::IoResult::kError: return Result::kError;
     }
   }
   return Result::kPdu;
@@ -102,15 +98,15 @@ os::IoResult PduStream::SendCall(PduType type, std::uint32_t callId, std::uint16
   return os::IoResult::kOk;
 }
 
-bool PduStream::Planned(const FragmentRun& run, const std::uint8_t* bytes,
-                        std::size_t stubSize, bool last) const {
+bool PduStream::Planned(const FragmentRun& run, const std::uint8_t* bytes, std::size_t stubSize,
+                        bool last) const {
   PduHeader header;
   if (!DecodeHeader(std::span(bytes, kHeaderSize), header)) return false;
   // Exactly what Next and the caller's checks would take as the next fragment of the call.
   const std::uint8_t flags = last ? kLastFragment : 0;
   return header.versionMajor == 5 && header.SupportedRepresentation() &&
-         header.BigEndian() == run.bigEndian &&
-         header.type == run.type && (header.flags & (kFirstFragment | kLastFragment)) == flags &&
+         header.BigEndian() == run.bigEndian && header.type == run.type &&
+         (header.flags & (kFirstFragment | kLastFragment)) == flags &&
          (header.flags & kObjectUuid) == 0 && header.fragLength == kCallHeaderSize + stubSize &&
          header.authLength == 0 && header.callId == run.callId;
 }
@@ -137,9 +133,8 @@ PduStream::Result PduStream::ReceiveRun(const FragmentRun& run, std::uint8_t* st
   while (placed < run.stubBytes) {
     pieces.clear();
     std::size_t planned = placed;
-    for (std::size_t i = 0; i < kRunFragments && planned < run.stubBytes &&
-                            planned - placed < kRunBytes;
-         ++i) {
+    for (std::size_t i = 0;
+         i < kRunFragments && planned < run.stubBytes && planned - placed < kRunBytes; ++i) {
       const std::size_t size = std::min(capacity, run.stubBytes - planned);
       pieces.push_back({headers[i], kCallHeaderSize});
       pieces.push_back({stub + planned, size});

@@ -19,7 +19,7 @@ namespace rdx::rpc {
 struct FragmentRun {
   PduType type = PduType::kResponse;
   std::uint32_t callId = 0;
-  bool bigEndian = false;  // the integer order of the call's first fragment
+  bool bigEndian = false;        // the integer order of the call's first fragment
   std::uint16_t fragLength = 0;  // above kCallHeaderSize
   std::size_t stubBytes = 0;
   bool endsCall = true;
@@ -41,9 +41,8 @@ class PduStream {
 
   // Sends `stub` as request or response fragments of at most `fragmentSize` bytes; kTimeout
   // when the socket's send time-out passes.
-  [[nodiscard]] os::IoResult SendCall(PduType type, std::uint32_t callId,
-                                      std::uint16_t contextId, std::uint16_t opnum,
-                                      std::span<const std::uint8_t> stub,
+  [[nodiscard]] os::IoResult SendCall(PduType type, std::uint32_t callId, std::uint16_t contextId,
+                                      std::uint16_t opnum, std::span<const std::uint8_t> stub,
                                       std::uint16_t fragmentSize);
   [[nodiscard]] os::IoResult Send(std::span<const std::uint8_t> pdu);
 
@@ -53,14 +52,14 @@ class PduStream {
   // leaving it whole to Next. `placed` receives the stub bytes placed, `last` whether the
   // call's last fragment was among them. Waits at most `timeoutMs` (< 0: no limit) per read.
   [[nodiscard]] Result ReceiveRun(const FragmentRun& run, std::uint8_t* stub, std::size_t& placed,
-                    bool& last, int timeoutMs);
+                                  bool& last, int timeoutMs);
 
   // Whether bytes of a PDU not yet complete have arrived (a timeout then was not idleness).
   bool Started() const noexcept { return end_ > begin_; }
 
  private:
-  Result Fill(std::size_t needed, int idleTimeoutMs,
-              std::chrono::steady_clock::time_point deadline, bool started);
+  Result Fill(std::size_t needed, int idleTimeoutMs, std::chrono::steady_clock::time_point deadline,
+              bool started);
   bool Planned(const FragmentRun& run, const std::uint8_t* bytes, std::size_t stubSize,
                bool last) const;
   // Puts `bytes` back in front of what is buffered, to be read again.

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/os/LargePages.h"
 #include "platform/os/HostInfo.h"
+#include "platform/os/LargePages.h"
 #include "platform/os/LastError.h"
 #include "platform/os/PipeFolder.h"
 #include "platform/os/StreamSocket.h"
@@ -72,17 +72,12 @@ std::unordered_set<Binding*> gHandles;
 
 std::uint32_t StatusFromNak(std::uint16_t reason) {
   switch (reason) {
-    case kNakProtocolVersion:
-      return os::kRpcProtocolError;
+    case kNakProtocolVersion: return os::kRpcProtocolError;
     case 1:
-    case kNakLocalLimitExceeded:
-      return os::kRpcServerTooBusy;
-    case kNakAuthenticationType:
-      return os::kRpcUnknownAuthenticationService;
-    case 9:
-      return os::kErrorAccessDenied;
-    default:
-      return os::kRpcCallFailedDidNotExecute;
+    case kNakLocalLimitExceeded: return os::kRpcServerTooBusy;
+    case kNakAuthenticationType: return os::kRpcUnknownAuthenticationService;
+    case 9: return os::kErrorAccessDenied;
+    default: return os::kRpcCallFailedDidNotExecute;
   }
 }
 
@@ -220,10 +215,9 @@ class ReplyAssembly {
 // caller's fragment loop. Room is made a slice at a time: an alloc_hint is only a hint, and
 // memory is not touched for bytes that may never come. Sets `last` when the answer ended.
 void ReceiveRunInPlace(Binding& b, std::uint32_t callId, const PduHeader& first,
-                       std::size_t firstStubBytes, std::size_t expected,
-                       ReplyAssembly& reply, bool& last) {
-  const std::size_t slice =
-      std::max<std::size_t>(1, kRunSlice / firstStubBytes) * firstStubBytes;
+                       std::size_t firstStubBytes, std::size_t expected, ReplyAssembly& reply,
+                       bool& last) {
+  const std::size_t slice = std::max<std::size_t>(1, kRunSlice / firstStubBytes) * firstStubBytes;
   for (std::size_t left = expected - firstStubBytes; left > 0 && !last;) {
     FragmentRun run;
     run.callId = callId;
@@ -244,8 +238,7 @@ void ReceiveRunInPlace(Binding& b, std::uint32_t callId, const PduHeader& first,
 // Reads the fragments answering call `callId` until the last one and returns the response
 // stub data, viewed in the binding's reply buffer; `bigEndian` is the integer order the
 // answer declared. Raises the status a fault stands for; fails on anything malformed.
-std::span<const std::uint8_t> ReceiveResponse(Binding& b, std::uint32_t callId,
-                                              bool& bigEndian) {
+std::span<const std::uint8_t> ReceiveResponse(Binding& b, std::uint32_t callId, bool& bigEndian) {
   ReplyAssembly reply(b);
   for (bool first = true;; first = false) {
     PduHeader header;
@@ -273,8 +266,7 @@ std::span<const std::uint8_t> ReceiveResponse(Binding& b, std::uint32_t callId,
     bool last = (header.flags & kLastFragment) != 0;
     const std::size_t expected = std::min<std::size_t>(body.allocHint, kReserveCeiling);
     if (first && !last && header.authLength == 0 && !body.stub.empty() &&
-        expected > body.stub.size() &&
-        header.fragLength == kCallHeaderSize + body.stub.size()) {
+        expected > body.stub.size() && header.fragLength == kCallHeaderSize + body.stub.size()) {
       ReceiveRunInPlace(b, callId, header, body.stub.size(), expected, reply, last);
     }
     if (last) return reply.View();
@@ -286,8 +278,8 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
   if (!b.stream) Connect(b);
   const std::uint16_t contextId = EnsureContext(b, syntax);
   const std::uint32_t callId = b.nextCallId++;
-  if (b.stream->SendCall(PduType::kRequest, callId, contextId, opnum, request,
-                         b.fragmentSize) != os::IoResult::kOk) {
+  if (b.stream->SendCall(PduType::kRequest, callId, contextId, opnum, request, b.fragmentSize) !=
+      os::IoResult::kOk) {
     Fail(b, os::kRpcCallFailedDidNotExecute);
   }
   bool bigEndian = false;
@@ -300,24 +292,33 @@ void Call(Binding& b, const SyntaxId& syntax, std::uint16_t opnum,
 std::uint32_t StatusFromFault(std::uint32_t faultStatus) {
   // Fault statuses (nca_s_...) by their DCE numbers, each with the Win32 status it reads as.
   static constexpr std::pair<std::uint32_t, std::uint32_t> kMap[] = {
-      {0x1c000001, os::kRpcIntegerDivisionByZero}, {0x1c000002, os::kRpcAddressError},
-      {0x1c000003, os::kRpcFloatDivisionByZero},   {0x1c000004, os::kRpcFloatUnderflow},
-      {0x1c000005, os::kRpcFloatOverflow},         {0x1c000006, os::kRpcInvalidTag},
-      {0x1c000007, os::kRpcInvalidBound},          {0x1c000008, os::kRpcProtocolError},
+      {0x1c000001, os::kRpcIntegerDivisionByZero},
+      {0x1c000002, os::kRpcAddressError},
+      {0x1c000003, os::kRpcFloatDivisionByZero},
+      {0x1c000004, os::kRpcFloatUnderflow},
+      {0x1c000005, os::kRpcFloatOverflow},
+      {0x1c000006, os::kRpcInvalidTag},
+      {0x1c000007, os::kRpcInvalidBound},
+      {0x1c000008, os::kRpcProtocolError},
       {0x1c000009, os::kRpcCallFailedDidNotExecute},
       {0x1c00000a, os::kRpcCallFailedDidNotExecute},
       {0x1c00000b, os::kRpcCallFailed},
       {0x1c00000c, os::kRpcCallFailedDidNotExecute},
-      {0x1c00000d, os::kRpcCallCancelled},         {0x1c00000e, os::kRpcAddressError},
-      {0x1c00000f, os::kRpcFloatOverflow},         {0x1c000010, os::kRpcAddressError},
-      {kFaultUnspecified, os::kRpcCallFailed},     {0x1c00001a, os::kErrorInvalidHandle},
+      {0x1c00000d, os::kRpcCallCancelled},
+      {0x1c00000e, os::kRpcAddressError},
+      {0x1c00000f, os::kRpcFloatOverflow},
+      {0x1c000010, os::kRpcAddressError},
+      {kFaultUnspecified, os::kRpcCallFailed},
+      {0x1c00001a, os::kErrorInvalidHandle},
       {kFaultRemoteNoMemory, os::kErrorNotEnoughServerMemory},
       {0x1c010001, os::kRpcCommunicationFailure},
       {kFaultOperationRange, os::kRpcProcedureOutOfRange},
       {kNcaUnknownInterface, os::kRpcUnknownInterface},
-      {0x1c010009, os::kRpcCallFailed},            {kNcaProtocolError, os::kRpcProtocolError},
+      {0x1c010009, os::kRpcCallFailed},
+      {kNcaProtocolError, os::kRpcProtocolError},
       {0x1c010013, os::kErrorNotEnoughServerMemory},
-      {0x1c010014, os::kRpcServerTooBusy},         {0x1c010017, os::kRpcUnsupportedUuidType},
+      {0x1c010014, os::kRpcServerTooBusy},
+      {0x1c010017, os::kRpcUnsupportedUuidType},
   };
   for (const auto& [fault, status] : kMap) {
     if (fault == faultStatus) return status;
@@ -358,8 +359,9 @@ std::uint32_t FreeBinding(void*& handle) {
 std::vector<std::uint8_t> CallRemote(void* bindingHandle, const SyntaxId& syntax,
                                      std::uint16_t opnum, std::span<const std::uint8_t> request) {
   std::vector<std::uint8_t> response;
-  CallRemote(bindingHandle, syntax, opnum, request,
-             [&](std::span<const std::uint8_t> stub, bool) { response.assign(stub.begin(), stub.end()); });
+  CallRemote(bindingHandle, syntax, opnum, request, [&](std::span<const std::uint8_t> stub, bool) {
+    response.assign(stub.begin(), stub.end());
+  });
   return response;
 }
 
@@ -383,9 +385,7 @@ void CallRemote(void* bindingHandle, const SyntaxId& syntax, std::uint16_t opnum
   }
 }
 
-RpcException::RpcException(std::uint32_t status) : status_(status) {
-  os::SetLastError(status);
-}
+RpcException::RpcException(std::uint32_t status) : status_(status) { os::SetLastError(status); }
 
 const char* RpcException::what() const noexcept { return "RPC exception"; }
 

@@ -90,8 +90,7 @@ bool StopRpcListener(void* interfaceSpec, std::string& /*errorText*/) {
   try {
     auto& server = rdx::rpc::RpcServer::Process();
     if (server.StopListening() != 0) return false;
-    return server.UnregisterInterface(static_cast<rdx::rpc::ServerInterface*>(interfaceSpec)) ==
-           0;
+    return server.UnregisterInterface(static_cast<rdx::rpc::ServerInterface*>(interfaceSpec)) == 0;
   } catch (...) {
     return false;
   }

@@ -26,12 +26,12 @@ struct SyntaxId {
 // DCE fault statuses, as a fault PDU carries them: those an interface answers with instead of a
 // response, and those the run time sends of its own.
 inline constexpr std::uint32_t kFaultAccessDenied = 0x00000005;
-inline constexpr std::uint32_t kFaultBadStubData = 0x000006f7;  // RPC_X_BAD_STUB_DATA
-inline constexpr std::uint32_t kFaultUnspecified = 0x1c000012;  // nca_s_fault_unspec
+inline constexpr std::uint32_t kFaultBadStubData = 0x000006f7;     // RPC_X_BAD_STUB_DATA
+inline constexpr std::uint32_t kFaultUnspecified = 0x1c000012;     // nca_s_fault_unspec
 inline constexpr std::uint32_t kFaultRemoteNoMemory = 0x1c00001b;  // nca_s_fault_remote_no_memory
 inline constexpr std::uint32_t kFaultOperationRange = 0x1c010002;  // nca_s_op_rng_error
 inline constexpr std::uint32_t kNcaUnknownInterface = 0x1c010003;  // nca_s_unk_if
-inline constexpr std::uint32_t kNcaProtocolError = 0x1c01000b;  // nca_s_proto_error
+inline constexpr std::uint32_t kNcaProtocolError = 0x1c01000b;     // nca_s_proto_error
 
 // What the server run time needs of a registered interface. The interface layer implements
 // it once per interface; StartRpcListener's `void* interfaceSpec` points at one.
@@ -72,8 +72,7 @@ std::vector<std::uint8_t> CallRemote(void* bindingHandle, const SyntaxId& syntax
 
 // Reads the response stub data of a call where it was received; `bigEndian` is the integer
 // order its sender declared (NDR lets the receiver make it right).
-using ResponseReader =
-    std::function<void(std::span<const std::uint8_t> response, bool bigEndian)>;
+using ResponseReader = std::function<void(std::span<const std::uint8_t> response, bool bigEndian)>;
 
 // As above, but hands the response stub data to `read` in place, in the binding's receive
 // buffer, instead of copying it out: the view is valid only until `read` returns, and the

@@ -29,8 +29,7 @@ int PduTimeoutFromEnvironment() {
   if (text == nullptr || *text == '\0') return kPduTimeoutMs;
   char* end = nullptr;
   const long value = std::strtol(text, &end, 10);
-  return *end == '\0' && value > 0 && value <= 86'400'000 ? static_cast<int>(value)
-                                                          : kPduTimeoutMs;
+  return *end == '\0' && value > 0 && value <= 86'400'000 ? static_cast<int>(value) : kPduTimeoutMs;
 }
 
 // Every connection's bytes are read into its worker's scratch buffer; a connection keeps only
@@ -202,7 +201,6 @@ void RpcServer::RegisterInterface(ServerInterface* entry) { registry_.Add(entry)
 std::uint32_t RpcServer::UnregisterInterface(ServerInterface* entry) {
   return registry_.Remove(entry) ? 0 : os::kRpcUnknownInterface;
 }
-
 
 void RpcServer::PoolLimiter::Enter() {
   // A call may block in its manager: if no other worker is left to watch the sockets, one
@@ -462,8 +460,7 @@ bool RpcServer::Arm(Connection& c, Step step) {
     } else {
       c.cutOffAt = 0;
     }
-    c.dropKeptAt =
-        c.input.empty() && !assembling && c.allowance.Charged() ? now + kKeptIdleMs : 0;
+    c.dropKeptAt = c.input.empty() && !assembling && c.allowance.Charged() ? now + kKeptIdleMs : 0;
   }
   return poll_->Arm(c.fd, os::EventPoll::kReadable, &c);
 }
@@ -516,12 +513,9 @@ RpcServer::Step RpcServer::Flush(Connection& c) {
         out.Advance(sent);
         c.lastWriteMs = NowMs();
         break;
-      case os::Transfer::kWouldBlock:
-        out.pending = true;
-        return Step::kArmWrite;
+      case os::Transfer::kWouldBlock: out.pending = true; return Step::kArmWrite;
       case os::Transfer::kClosed:
-      case os::Transfer::kError:
-        return Step::kClose;
+      case os::Transfer::kError: return Step::kClose;
     }
   }
   out.pending = false;
@@ -544,8 +538,7 @@ RpcServer::Step RpcServer::HandlePdus(Connection& c, std::span<const std::uint8_
   used = 0;
   while (data.size() - used >= kHeaderSize) {
     PduHeader header;
-    if (!DecodeHeader(data.subspan(used, kHeaderSize), header) ||
-        header.fragLength < kHeaderSize) {
+    if (!DecodeHeader(data.subspan(used, kHeaderSize), header) || header.fragLength < kHeaderSize) {
       return Step::kClose;  // no PDU boundary to go on from
     }
     if (data.size() - used < header.fragLength) break;

@@ -88,7 +88,7 @@ class RpcServer {
  private:
   struct Endpoint {
     std::string protocolSequence;
-    std::string endpoint;         // as registered: port text or \pipe\NAME
+    std::string endpoint;          // as registered: port text or \pipe\NAME
     std::string secondaryAddress;  // what bind_ack reports
     os::StreamListener listener;
     std::thread acceptor;
@@ -142,8 +142,8 @@ class RpcServer {
   mutable std::mutex connectionsMutex_;  // guards the members up to connectionsEnded_; never
                                          // held while a call runs
   std::list<std::unique_ptr<Connection>> connections_;
-  std::size_t served_ = 0;    // connections within the limit
-  std::size_t refusing_ = 0;  // connections over it, waiting for their bind
+  std::size_t served_ = 0;                    // connections within the limit
+  std::size_t refusing_ = 0;                  // connections over it, waiting for their bind
   std::condition_variable connectionsEnded_;  // connections_ became empty
   int pduTimeoutMs_;
   std::size_t maxConnections_;

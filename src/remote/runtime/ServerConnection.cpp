@@ -24,10 +24,8 @@ bool Known(PduType type) {
     case PduType::kBind:
     case PduType::kAlterContext:
     case PduType::kCoCancel:
-    case PduType::kOrphaned:
-      return true;
-    default:
-      return false;
+    case PduType::kOrphaned: return true;
+    default: return false;
   }
 }
 
@@ -40,9 +38,8 @@ constexpr std::size_t kKeptRequestBuffer = 64 * 1024;
 
 }  // namespace
 
-ServerConnection::ServerConnection(const InterfaceRegistry& registry,
-                                   std::string secondaryAddress, CallLimiter* limiter,
-                                   ByteBudget* budget)
+ServerConnection::ServerConnection(const InterfaceRegistry& registry, std::string secondaryAddress,
+                                   CallLimiter* limiter, ByteBudget* budget)
     : registry_(registry),
       secondaryAddress_(std::move(secondaryAddress)),
       limiter_(limiter),
@@ -123,9 +120,7 @@ void ServerConnection::Handle(const PduHeader& header, std::span<const std::uint
     return;
   }
   switch (header.type) {
-    case PduType::kRequest:
-      HandleRequest(header, pdu, answer);
-      return;
+    case PduType::kRequest: HandleRequest(header, pdu, answer); return;
     case PduType::kAlterContext:
       if (assembling_) {
         ProtocolError(callId_, true, answer);
@@ -194,8 +189,10 @@ void ServerConnection::HandleBind(const PduHeader& header, std::span<const std::
   }
   int negotiations = 0;
   for (const ContextElement& e : body.elements) {
-    if (e.transferSyntaxes.empty()) negotiations = 2;
-    else if (IsFeatureNegotiation(e.transferSyntaxes.front())) ++negotiations;
+    if (e.transferSyntaxes.empty())
+      negotiations = 2;
+    else if (IsFeatureNegotiation(e.transferSyntaxes.front()))
+      ++negotiations;
   }
   if (negotiations > 1) {  // also: an element without transfer syntaxes
     answer.pdu = EncodeBindNak(header.callId, kNakNotSpecified);
@@ -222,8 +219,7 @@ void ServerConnection::HandleBind(const PduHeader& header, std::span<const std::
 }
 
 void ServerConnection::HandleAlterContext(const PduHeader& header,
-                                          std::span<const std::uint8_t> pdu,
-                                          ServerAnswer& answer) {
+                                          std::span<const std::uint8_t> pdu, ServerAnswer& answer) {
   BindBody body;
   bool ok = DecodeBind(header, pdu, body) && !body.elements.empty();
   for (const ContextElement& e : body.elements) ok = ok && !e.transferSyntaxes.empty();
@@ -291,8 +287,7 @@ void ServerConnection::HandleRequest(const PduHeader& header, std::span<const st
     stub_.clear();
     received_ = 0;
     overBudget_ = false;
-  } else if (!assembling_ || header.callId != callId_ ||
-             std::memcmp(drep_, header.drep, 4) != 0) {
+  } else if (!assembling_ || header.callId != callId_ || std::memcmp(drep_, header.drep, 4) != 0) {
     ProtocolError(assembling_ ? callId_ : header.callId, true, answer);
     return;
   }

@@ -75,8 +75,7 @@ class ServerConnection {
     ServerInterface* entry = nullptr;
   };
 
-  void HandleBind(const PduHeader& header, std::span<const std::uint8_t> pdu,
-                  ServerAnswer& answer);
+  void HandleBind(const PduHeader& header, std::span<const std::uint8_t> pdu, ServerAnswer& answer);
   void HandleAlterContext(const PduHeader& header, std::span<const std::uint8_t> pdu,
                           ServerAnswer& answer);
   void HandleRequest(const PduHeader& header, std::span<const std::uint8_t> pdu,

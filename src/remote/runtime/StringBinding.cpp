@@ -110,8 +110,8 @@ std::uint32_t CheckProtocolSequence(const std::string& protocolSequence) {
 }
 
 const char* ProtocolSequenceFor(const std::string& endpoint) {
-  const bool pipe = endpoint.find("\\pipe") != std::string::npos ||
-                    endpoint.find("/pipe") != std::string::npos;
+  const bool pipe =
+      endpoint.find("\\pipe") != std::string::npos || endpoint.find("/pipe") != std::string::npos;
   return pipe ? kPipeProtocol : kTcpProtocol;
 }
 

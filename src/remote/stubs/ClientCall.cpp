@@ -60,7 +60,7 @@ std::uint32_t ClientCall::EncodeRequest(NdrWriter& request) {
       case ParamKind::kInString:
       case ParamKind::kInOutString: {
         const char* text = params[i].kind == ParamKind::kInString ? std::get<const char*>(arg)
-                                                                   : std::get<char*>(arg);
+                                                                  : std::get<char*>(arg);
         if (text == nullptr) return os::kRpcNullRefPointer;
         const std::size_t length = std::strlen(text);
         if (length >= kMaxNdrCount) return os::kRpcInvalidBound;
@@ -69,15 +69,9 @@ std::uint32_t ClientCall::EncodeRequest(NdrWriter& request) {
         break;
       }
       case ParamKind::kInLong:
-      case ParamKind::kInEnum:
-        request.WriteI32(std::get<std::int32_t>(arg));
-        break;
-      case ParamKind::kInSmall:
-        request.WriteI8(std::get<std::int8_t>(arg));
-        break;
-      case ParamKind::kInDouble:
-        request.WriteDouble(std::get<double>(arg));
-        break;
+      case ParamKind::kInEnum: request.WriteI32(std::get<std::int32_t>(arg)); break;
+      case ParamKind::kInSmall: request.WriteI8(std::get<std::int8_t>(arg)); break;
+      case ParamKind::kInDouble: request.WriteDouble(std::get<double>(arg)); break;
       case ParamKind::kInData: {
         const std::int32_t size = sizeOf(params[i]);
         const char* data = std::get<const char*>(arg);
@@ -112,8 +106,8 @@ std::uint32_t ClientCall::EncodeRequest(NdrWriter& request) {
   return 0;
 }
 
-std::uint32_t ClientCall::DecodeResponse(std::span<const std::uint8_t> response,
-                                         bool bigEndian, std::int32_t& result) {
+std::uint32_t ClientCall::DecodeResponse(std::span<const std::uint8_t> response, bool bigEndian,
+                                         std::int32_t& result) {
   const auto params = operation_.Params();
   NdrReader reader(response, bigEndian);
   // Decoded values wait here until every check has passed.
@@ -141,8 +135,7 @@ std::uint32_t ClientCall::DecodeResponse(std::span<const std::uint8_t> response,
       case ParamKind::kInOutDouble:
         if (!reader.ReadDouble(reals[i])) return os::kRpcBadStubData;
         break;
-      default:
-        break;  // in-only parameters do not come back
+      default: break;  // in-only parameters do not come back
     }
   }
   std::int32_t value = 0;
@@ -174,14 +167,9 @@ std::uint32_t ClientCall::DecodeResponse(std::span<const std::uint8_t> response,
       case ParamKind::kOutSized:
         if (!bytes[i].empty()) std::memcpy(OutPointer(arg), bytes[i].data(), bytes[i].size());
         break;
-      case ParamKind::kInOutSize:
-        *std::get<std::int32_t*>(arg) = sizes[i];
-        break;
-      case ParamKind::kInOutDouble:
-        *std::get<double*>(arg) = reals[i];
-        break;
-      default:
-        break;
+      case ParamKind::kInOutSize: *std::get<std::int32_t*>(arg) = sizes[i]; break;
+      case ParamKind::kInOutDouble: *std::get<double*>(arg) = reals[i]; break;
+      default: break;
     }
   }
   result = value;

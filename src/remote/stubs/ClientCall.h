@@ -18,8 +18,8 @@ namespace rdx::rpc {
 // const char* for kInString and kInData; char* for kInOutString, kOutText and kOutSized;
 // std::int32_t for kInLong and kInEnum; std::int8_t for kInSmall; double for kInDouble;
 // std::int32_t* for kInOutSize; std::uint8_t* for kOutSized; double* for kInOutDouble.
-using ClientArg = std::variant<const char*, char*, std::int32_t, std::int8_t, double,
-                               std::int32_t*, std::uint8_t*, double*>;
+using ClientArg = std::variant<const char*, char*, std::int32_t, std::int8_t, double, std::int32_t*,
+                               std::uint8_t*, double*>;
 
 class ClientCall {
  public:
@@ -34,8 +34,8 @@ class ClientCall {
   // 0 with the answer stored in the caller's memory and `result` set (a small widened, 0 for
   // an operation without result), or 1783 with the caller's memory untouched. `bigEndian` is
   // the integer order the server declared for the answer.
-  [[nodiscard]] std::uint32_t DecodeResponse(std::span<const std::uint8_t> response,
-                                             bool bigEndian, std::int32_t& result);
+  [[nodiscard]] std::uint32_t DecodeResponse(std::span<const std::uint8_t> response, bool bigEndian,
+                                             std::int32_t& result);
 
  private:
   const OperationShape& operation_;
@@ -52,8 +52,7 @@ std::int32_t CallOperation(void* binding, const InterfaceShape& shape, std::uint
 
 // The typed stubs' entry: CallOperation with the arguments as written in the stub.
 template <typename... A>
-std::int32_t CallWith(void* binding, const InterfaceShape& shape, std::uint16_t opnum,
-                      A... args) {
+std::int32_t CallWith(void* binding, const InterfaceShape& shape, std::uint16_t opnum, A... args) {
   const std::array<ClientArg, sizeof...(A)> list{ClientArg(args)...};
   return CallOperation(binding, shape, opnum, list);
 }

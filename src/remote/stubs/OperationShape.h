@@ -59,9 +59,9 @@ const InterfaceShape& ServerAutoBindShape() noexcept;
 // Table-building helpers, so that each row reads like the interface definition.
 namespace shape {
 
-constexpr ParamShape S{ParamKind::kInString};       // in string
-constexpr ParamShape IO{ParamKind::kInOutString};   // in/out string (error, session, ...)
-constexpr ParamShape N{ParamKind::kInLong};         // in long
+constexpr ParamShape S{ParamKind::kInString};      // in string
+constexpr ParamShape IO{ParamKind::kInOutString};  // in/out string (error, session, ...)
+constexpr ParamShape N{ParamKind::kInLong};        // in long
 constexpr ParamShape Small{ParamKind::kInSmall};
 constexpr ParamShape D{ParamKind::kInDouble};
 constexpr ParamShape Enum{ParamKind::kInEnum};
@@ -69,9 +69,7 @@ constexpr ParamShape SizePtr{ParamKind::kInOutSize};
 constexpr ParamShape DoublePtr{ParamKind::kInOutDouble};
 constexpr ParamShape Data(int sizeFrom) { return {ParamKind::kInData, std::int8_t(sizeFrom)}; }
 constexpr ParamShape Text(int sizeFrom) { return {ParamKind::kOutText, std::int8_t(sizeFrom)}; }
-constexpr ParamShape Sized(int sizeFrom) {
-  return {ParamKind::kOutSized, std::int8_t(sizeFrom)};
-}
+constexpr ParamShape Sized(int sizeFrom) { return {ParamKind::kOutSized, std::int8_t(sizeFrom)}; }
 
 template <typename... P>
 constexpr OperationShape Op(std::string_view name, ResultKind result, P... params) {
@@ -93,7 +91,7 @@ constexpr SyntaxId MakeSyntax(std::string_view uuid, std::uint16_t major, std::u
     ++i;
   }
   SyntaxId id;
-  constexpr std::array<std::uint8_t, 16> order{3, 2, 1, 0, 5,  4,  7,  6,
+  constexpr std::array<std::uint8_t, 16> order{3, 2, 1,  0,  5,  4,  7,  6,
                                                8, 9, 10, 11, 12, 13, 14, 15};
   for (std::size_t i = 0; i < 16; ++i) id.uuid[i] = text[order[i]];
   id.versionMajor = major;

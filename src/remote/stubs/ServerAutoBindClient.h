@@ -15,9 +15,7 @@ std::int8_t Op0(char* text);
 std::int8_t Op1(const char* first, char* second, char* third);
 std::int8_t Op2(const char* text);
 std::int8_t Op3(const char* first, std::int8_t flag, const char* second, char* third);
-std::int8_t Op4(const char* first, const char* second, std::int32_t* size, char* text,
-                char* third);
-std::int8_t Op5(const char* first, const char* second, std::int32_t* size, char* text,
-                char* third);
+std::int8_t Op4(const char* first, const char* second, std::int32_t* size, char* text, char* third);
+std::int8_t Op5(const char* first, const char* second, std::int32_t* size, char* text, char* third);
 
 }  // namespace rdx::rpc::autobind

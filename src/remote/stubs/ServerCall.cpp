@@ -44,8 +44,7 @@ std::uint32_t ServerCall::DecodeOne(std::size_t index, NdrReader& reader) {
       arg.capacity = bytes.size();
       return 0;
     case ParamKind::kInLong:
-    case ParamKind::kInEnum:
-      return reader.ReadI32(arg.value) ? 0 : kFaultBadStubData;
+    case ParamKind::kInEnum: return reader.ReadI32(arg.value) ? 0 : kFaultBadStubData;
     case ParamKind::kInSmall: {
       std::int8_t small = 0;
       if (!reader.ReadI8(small)) return kFaultBadStubData;
@@ -53,8 +52,7 @@ std::uint32_t ServerCall::DecodeOne(std::size_t index, NdrReader& reader) {
       return 0;
     }
     case ParamKind::kInDouble:
-    case ParamKind::kInOutDouble:
-      return reader.ReadDouble(arg.real) ? 0 : kFaultBadStubData;
+    case ParamKind::kInOutDouble: return reader.ReadDouble(arg.real) ? 0 : kFaultBadStubData;
     case ParamKind::kInData:
       if (!reader.ReadConformantBytes(bytes)) return kFaultBadStubData;
       // Senders include the text's NUL, but nothing on the wire promises one: a copy gives
@@ -68,8 +66,7 @@ std::uint32_t ServerCall::DecodeOne(std::size_t index, NdrReader& reader) {
       arg.received = arg.value;
       return 0;
     case ParamKind::kOutText:
-    case ParamKind::kOutSized:
-      return 0;  // nothing travels in
+    case ParamKind::kOutSized: return 0;  // nothing travels in
   }
   return kFaultBadStubData;
 }
@@ -78,8 +75,7 @@ std::uint32_t ServerCall::CheckCorrelations() {
   const auto params = operation_->Params();
   for (std::size_t i = 0; i < params.size(); ++i) {
     const ParamKind kind = params[i].kind;
-    if (kind != ParamKind::kInData && kind != ParamKind::kOutText &&
-        kind != ParamKind::kOutSized) {
+    if (kind != ParamKind::kInData && kind != ParamKind::kOutText && kind != ParamKind::kOutSized) {
       continue;
     }
     const std::int32_t size = args_[static_cast<std::size_t>(params[i].sizeFrom)].value;
@@ -155,9 +151,7 @@ void ServerCall::EncodeParam(std::size_t index, NdrWriter& writer) const {
       writer.WriteString(std::string_view(arg.text.data(), length));
       break;
     }
-    case ParamKind::kInOutSize:
-      writer.WriteI32(OutgoingSize(index));
-      break;
+    case ParamKind::kInOutSize: writer.WriteI32(OutgoingSize(index)); break;
     case ParamKind::kOutText:
     case ParamKind::kOutSized: {
       const std::size_t count = OutgoingCount(index);
@@ -168,11 +162,8 @@ void ServerCall::EncodeParam(std::size_t index, NdrWriter& writer) const {
       }
       break;
     }
-    case ParamKind::kInOutDouble:
-      writer.WriteDouble(arg.real);
-      break;
-    default:
-      break;  // in-only parameters do not travel back
+    case ParamKind::kInOutDouble: writer.WriteDouble(arg.real); break;
+    default: break;  // in-only parameters do not travel back
   }
 }
 
@@ -210,14 +201,9 @@ void ServerCall::Encode(std::int32_t result) {
   NdrWriter writer(std::move(answer_));
   for (std::size_t i = split; i < count; ++i) EncodeParam(i, writer);
   switch (operation_->result) {
-    case ResultKind::kSmall:
-      writer.WriteI8(static_cast<std::int8_t>(result));
-      break;
-    case ResultKind::kLong:
-      writer.WriteI32(result);
-      break;
-    case ResultKind::kNone:
-      break;
+    case ResultKind::kSmall: writer.WriteI8(static_cast<std::int8_t>(result)); break;
+    case ResultKind::kLong: writer.WriteI32(result); break;
+    case ResultKind::kNone: break;
   }
   answer_ = writer.Take();
 }
@@ -255,8 +241,8 @@ const char* ServerCall::Data(std::size_t index) const {
   return Checked(index, ParamKind::kInData).view;
 }
 char* ServerCall::Text(std::size_t index) {
-  const bool sized = index < operation_->paramCount &&
-                     operation_->params[index].kind == ParamKind::kOutSized;
+  const bool sized =
+      index < operation_->paramCount && operation_->params[index].kind == ParamKind::kOutSized;
   Checked(index, sized ? ParamKind::kOutSized : ParamKind::kOutText);
   return reinterpret_cast<char*>(OutArray(index).data());
 }

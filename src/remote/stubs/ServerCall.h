@@ -37,25 +37,25 @@ class ServerCall {
 
   // Typed access by parameter index; a kind that does not match the shape throws
   // std::logic_error (the dispatcher answers it with a fault).
-  const char* In(std::size_t index) const;         // kInString
-  std::string& InOut(std::size_t index);           // kInOutString
-  std::int32_t Long(std::size_t index) const;      // kInLong
-  std::int8_t Small(std::size_t index) const;      // kInSmall
-  double Real(std::size_t index) const;            // kInDouble
-  std::int32_t Enum(std::size_t index) const;      // kInEnum
-  const char* Data(std::size_t index) const;       // kInData
-  char* Text(std::size_t index);                   // kOutText, or kOutSized as characters
-  std::uint8_t* Bytes(std::size_t index);          // kOutSized
-  std::int32_t& Size(std::size_t index);           // kInOutSize
-  double& RealRef(std::size_t index);              // kInOutDouble
+  const char* In(std::size_t index) const;     // kInString
+  std::string& InOut(std::size_t index);       // kInOutString
+  std::int32_t Long(std::size_t index) const;  // kInLong
+  std::int8_t Small(std::size_t index) const;  // kInSmall
+  double Real(std::size_t index) const;        // kInDouble
+  std::int32_t Enum(std::size_t index) const;  // kInEnum
+  const char* Data(std::size_t index) const;   // kInData
+  char* Text(std::size_t index);               // kOutText, or kOutSized as characters
+  std::uint8_t* Bytes(std::size_t index);      // kOutSized
+  std::int32_t& Size(std::size_t index);       // kInOutSize
+  double& RealRef(std::size_t index);          // kInOutDouble
 
  private:
   struct Arg {
-    const char* view = nullptr;      // in-string (inside the request) or in-data (in text)
-    std::string text;                // in/out string as the manager sees it; in-data bytes
-    std::size_t capacity = 0;        // in/out string: bytes that came in, NUL included
-    std::int32_t value = 0;          // long, small, enum, in/out size
-    std::int32_t received = 0;       // in/out size as it came in
+    const char* view = nullptr;  // in-string (inside the request) or in-data (in text)
+    std::string text;            // in/out string as the manager sees it; in-data bytes
+    std::size_t capacity = 0;    // in/out string: bytes that came in, NUL included
+    std::int32_t value = 0;      // long, small, enum, in/out size
+    std::int32_t received = 0;   // in/out size as it came in
     double real = 0;
     std::vector<std::uint8_t> buffer;  // a second out-array's bytes, zero-filled
   };

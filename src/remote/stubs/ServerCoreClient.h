@@ -19,8 +19,7 @@ std::int8_t Op1(void* binding, const char* text);
 std::int8_t Op2(void* binding, const char* text, const char* data, std::int32_t dataSize,
                 std::uint8_t* buffer, std::int32_t* bufferSize);
 std::int8_t Op3(void* binding, const char* text);
-std::int8_t OpenSession(void* binding, const char* sessionInfoXml, char* sessionId,
-                        char* error);
+std::int8_t OpenSession(void* binding, const char* sessionInfoXml, char* sessionId, char* error);
 std::int32_t QueryText(void* binding, const char* query, std::int32_t n, char* text);
 std::int32_t QueryTextAlt(void* binding, const char* query, std::int32_t n, char* text);
 std::int8_t PostText(void* binding, const char* text);
@@ -34,20 +33,18 @@ std::int8_t RemoveServiceProvider(void* binding, const char* session, const char
                                   char* error);
 std::int32_t GetServiceProviderFor(void* binding, const char* session, const char* serviceName,
                                    std::int32_t n, char* text, char* error);
-std::int32_t GetServiceProviderInfo(void* binding, const char* session,
-                                    const char* providerName, std::int32_t n, char* text,
-                                    char* error);
-std::int8_t UpdateServiceProviderInfo(void* binding, const char* session,
-                                      const char* providerName, std::int32_t n,
-                                      const char* providerInfo, char* error);
+std::int32_t GetServiceProviderInfo(void* binding, const char* session, const char* providerName,
+                                    std::int32_t n, char* text, char* error);
+std::int8_t UpdateServiceProviderInfo(void* binding, const char* session, const char* providerName,
+                                      std::int32_t n, const char* providerInfo, char* error);
 std::int8_t AddServices(void* binding, const char* session, const char* providerName,
                         std::int32_t n, const char* services, char* error);
 std::int8_t RemoveServices(void* binding, const char* session, const char* providerName,
                            std::int32_t n, const char* services, char* error);
 std::int32_t GetInfo(void* binding, const char* session, const char* what, std::int32_t n,
                      char* text, char* error);
-std::int32_t GetServiceProviders(void* binding, const char* session, std::int32_t n,
-                                 char* text, char* error);
+std::int32_t GetServiceProviders(void* binding, const char* session, std::int32_t n, char* text,
+                                 char* error);
 std::int32_t GetServiceProvidersWithInfo(void* binding, const char* session, std::int32_t n,
                                          char* text, char* error);
 std::int32_t GetServices(void* binding, const char* session, const char* providerName,
@@ -71,36 +68,31 @@ std::int8_t StopServiceProvider(void* binding, const char* session, const char* 
                                 char* error);
 std::int32_t GetServerConfigXml(void* binding, const char* session, std::int32_t n, char* text,
                                 char* error);
-std::int8_t UpdateServerConfigXml(void* binding, const char* session, const char* xml,
-                                  char* error);
+std::int8_t UpdateServerConfigXml(void* binding, const char* session, const char* xml, char* error);
 std::int32_t GetServiceProviderConfigXml(void* binding, const char* session,
                                          const char* providerName, std::int32_t n, char* text,
                                          char* error);
 std::int8_t UpdateServiceProviderConfigXml(void* binding, const char* session,
-                                           const char* providerName, const char* xml,
-                                           char* error);
-std::int32_t GetServiceProvidersXml(void* binding, const char* session, std::int32_t n,
-                                    char* text, char* error);
+                                           const char* providerName, const char* xml, char* error);
+std::int32_t GetServiceProvidersXml(void* binding, const char* session, std::int32_t n, char* text,
+                                    char* error);
 std::int32_t GetServicesXml(void* binding, const char* session, std::int32_t n, char* text,
                             char* error);
 std::int8_t UpdateServicesXml(void* binding, const char* session, const char* xml, char* error);
 std::int8_t AddServicesForManager(void* binding, const char* session, const char* first,
                                   const char* second, const char* third, const char* fourth,
                                   char* error);
-std::int8_t RemoveService(void* binding, const char* session, const char* first,
-                          const char* second, char* error);
-std::int8_t StartService(void* binding, const char* session, const char* serviceName,
-                         char* error);
-std::int8_t StopService(void* binding, const char* session, const char* serviceName,
-                        char* error);
-std::int8_t Op43(void* binding, const char* first, const char* second, char* third,
-                 char* fourth);
+std::int8_t RemoveService(void* binding, const char* session, const char* first, const char* second,
+                          char* error);
+std::int8_t StartService(void* binding, const char* session, const char* serviceName, char* error);
+std::int8_t StopService(void* binding, const char* session, const char* serviceName, char* error);
+std::int8_t Op43(void* binding, const char* first, const char* second, char* third, char* fourth);
 std::int8_t RefreshService(void* binding, const char* session, const char* serviceName,
                            char* error);
 std::int8_t RefreshAllServices(void* binding, const char* session, char* error);
-std::int32_t Op46(void* binding, const char* first, const char* second, std::int32_t n,
-                  char* text, char* third);
-std::int32_t Op47(void* binding, const char* first, const char* second, std::int32_t n,
-                  char* text, char* third);
+std::int32_t Op46(void* binding, const char* first, const char* second, std::int32_t n, char* text,
+                  char* third);
+std::int32_t Op47(void* binding, const char* first, const char* second, std::int32_t n, char* text,
+                  char* third);
 
 }  // namespace rdx::rpc::servercore

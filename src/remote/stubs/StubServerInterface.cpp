@@ -5,8 +5,7 @@
 namespace rdx::rpc {
 
 std::uint32_t StubServerInterface::Dispatch(std::uint16_t opnum,
-                                            std::span<const std::uint8_t> request,
-                                            bool bigEndian,
+                                            std::span<const std::uint8_t> request, bool bigEndian,
                                             std::vector<std::uint8_t>& response) {
   if (opnum >= shape_.operations.size()) return kFaultOperationRange;
   try {

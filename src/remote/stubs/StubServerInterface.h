@@ -29,8 +29,8 @@ class StubServerInterface final : public ServerInterface {
   std::uint32_t OperationCount() const override {
     return static_cast<std::uint32_t>(shape_.operations.size());
   }
-  std::uint32_t Dispatch(std::uint16_t opnum, std::span<const std::uint8_t> request,
-                         bool bigEndian, std::vector<std::uint8_t>& response) override;
+  std::uint32_t Dispatch(std::uint16_t opnum, std::span<const std::uint8_t> request, bool bigEndian,
+                         std::vector<std::uint8_t>& response) override;
 
  private:
   const InterfaceShape& shape_;

@@ -82,17 +82,28 @@ R TypedCall(void* binding, const InterfaceShape& shape, A... args) {
 // Server side: the argument of index `I` of kind `K` as a manager member takes it.
 template <typename P, ParamKind K>
 P ManagerArgument(ServerCall& call, std::size_t i) {
-  if constexpr (K == ParamKind::kInString) return call.In(i);
-  else if constexpr (K == ParamKind::kInData) return call.Data(i);
-  else if constexpr (K == ParamKind::kInOutString) return call.InOut(i);
-  else if constexpr (K == ParamKind::kInLong) return call.Long(i);
-  else if constexpr (K == ParamKind::kInEnum) return call.Enum(i);
-  else if constexpr (K == ParamKind::kInSmall) return call.Small(i);
-  else if constexpr (K == ParamKind::kInDouble) return call.Real(i);
-  else if constexpr (K == ParamKind::kInOutSize) return call.Size(i);
-  else if constexpr (K == ParamKind::kInOutDouble) return call.RealRef(i);
-  else if constexpr (std::is_same_v<P, char*>) return call.Text(i);
-  else return call.Bytes(i);
+  if constexpr (K == ParamKind::kInString)
+    return call.In(i);
+  else if constexpr (K == ParamKind::kInData)
+    return call.Data(i);
+  else if constexpr (K == ParamKind::kInOutString)
+    return call.InOut(i);
+  else if constexpr (K == ParamKind::kInLong)
+    return call.Long(i);
+  else if constexpr (K == ParamKind::kInEnum)
+    return call.Enum(i);
+  else if constexpr (K == ParamKind::kInSmall)
+    return call.Small(i);
+  else if constexpr (K == ParamKind::kInDouble)
+    return call.Real(i);
+  else if constexpr (K == ParamKind::kInOutSize)
+    return call.Size(i);
+  else if constexpr (K == ParamKind::kInOutDouble)
+    return call.RealRef(i);
+  else if constexpr (std::is_same_v<P, char*>)
+    return call.Text(i);
+  else
+    return call.Bytes(i);
 }
 
 template <const auto& Table, std::size_t Op, auto Member>

@@ -221,8 +221,8 @@ TEST(CapturedTraffic, OurPdusDecodeWithoutMalformedOrWarningMarks) {
     for (const Segment& segment : segments) pcap.Add(segment);
   }
   const std::string command =
-      "timeout 120 /usr/bin/tshark -r " + capture.string() + " -d tcp.port==" +
-      std::to_string(kServerPort) +
+      "timeout 120 /usr/bin/tshark -r " + capture.string() +
+      " -d tcp.port==" + std::to_string(kServerPort) +
       ",dcerpc -T fields -E separator=/t -e frame.number -e tcp.dstport -e dcerpc.pkt_type "
       "-e dcerpc.cn_flags -e _ws.malformed -e _ws.expert.severity -e _ws.expert.message "
       "2>/dev/null";

@@ -36,8 +36,7 @@ class ImpacketServerInterop : public ::testing::Test {
       GTEST_SKIP() << RDX_SYSTEM_PYTHON " is not installed";
     }
     server_ = rdx::testing::ChildProcess::Start(
-        {RDX_SYSTEM_PYTHON, RDX_INTEROP_DIR "/impacket_server.py"},
-        {"PYTHONDONTWRITEBYTECODE=1"});
+        {RDX_SYSTEM_PYTHON, RDX_INTEROP_DIR "/impacket_server.py"}, {"PYTHONDONTWRITEBYTECODE=1"});
     ASSERT_NE(server_, nullptr);
     const auto ports = server_->WaitForLine("PORTS ", std::chrono::seconds(30));
     if (!ports) {
@@ -94,10 +93,10 @@ TEST_F(ImpacketServerInterop, ServerInterfaceShapesDecodeAsSent) {
     sum += static_cast<unsigned char>(data[i]);
   }
   std::vector<char> err = Buffer(200);
-  ASSERT_EQ(servercore::AddServiceProvider(core_->h, "S", "prov",
-                                           static_cast<std::int32_t>(data.size()), data.data(),
-                                           err.data()),
-            1);
+  ASSERT_EQ(
+      servercore::AddServiceProvider(core_->h, "S", "prov", static_cast<std::int32_t>(data.size()),
+                                     data.data(), err.data()),
+      1);
   EXPECT_EQ(std::string(err.data()), "prov n=20000 len=20000 sum=" + std::to_string(sum));
 }
 
@@ -120,8 +119,8 @@ TEST_F(ImpacketServerInterop, ServiceProviderShapesDecodeAsSent) {
     std::vector<std::uint8_t> buffer(static_cast<std::size_t>(row.offered) + 1, 0xEE);
     std::int32_t size = row.offered;
     err = Buffer(200);
-    ASSERT_EQ(serviceprovider::StreamImageBuffer(provider_->h, session, &size, buffer.data(),
-                                                 row.a, row.b, err.data()),
+    ASSERT_EQ(serviceprovider::StreamImageBuffer(provider_->h, session, &size, buffer.data(), row.a,
+                                                 row.b, err.data()),
               1);
     ASSERT_EQ(size, row.written);
     for (std::int32_t i = 0; i < size; ++i) {

@@ -7,9 +7,8 @@
 
 int main() {
   QUORVAN::Rendix::GeneralUtilityLib::Status status;
-  const std::string xml =
-      "<Status><Item><ID>00FB17</ID><Source>Global.Reporter</Source>"
-      "<Message>Could not open.</Message><Details></Details></Item></Status>";
+  const std::string xml = "<Status><Item><ID>00FB17</ID><Source>Global.Reporter</Source>"
+                          "<Message>Could not open.</Message><Details></Details></Item></Status>";
   if (!status.Append(xml) || status.items.size() != 1) return 1;
   const std::string text = status.ToTextString("Main");
   std::puts(text.c_str());
