@@ -5,6 +5,7 @@
 //
 // Exit codes: 0 done, 1 the operation failed (the reason on standard error), 2 bad usage.
 
+#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -35,9 +36,7 @@ std::string UsageOf(const CLI::App& verb) {
   return "usage: " + path + help.substr(start, end - start) + "  (--help for more)";
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
   rdxctl::Context context;
   CLI::App app{"Client for the Rendix server, service providers, services, report pipes, "
                "status texts and the registry store.",
@@ -77,4 +76,16 @@ int main(int argc, char** argv) {
     return rdxctl::kFailed;
   }
   return context.exitCode;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (...) {
+    // Setting up the command line itself failed (out of memory): a message, not a crash.
+    std::fputs("rdxctl: could not start\n", stderr);
+    return rdxctl::kFailed;
+  }
 }
