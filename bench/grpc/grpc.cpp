@@ -48,16 +48,16 @@ void WaitForParent() {
 
 int ServeOurs() {
   PingManager manager;
-  void* spec = sp::CreateServiceProviderInterfaceSpec(&manager);
+  void* description = sp::CreateServiceProviderInterfaceSpec(&manager);
   rdx::rpc::RpcServer server;
-  server.RegisterInterface(static_cast<rdx::rpc::ServerInterface*>(spec));
+  server.RegisterInterface(static_cast<rdx::rpc::ServerInterface*>(description));
   std::uint16_t port = 0;
   if (server.UseTcpPort(0, port) != 0 || server.Listen() != 0) return 1;
   std::printf("PORT %u\n", static_cast<unsigned>(port));
   std::fflush(stdout);
   WaitForParent();
   server.StopListening();
-  sp::DestroyServiceProviderInterfaceSpec(spec);
+  sp::DestroyServiceProviderInterfaceSpec(description);
   return 0;
 }
 

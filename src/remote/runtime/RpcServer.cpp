@@ -53,6 +53,14 @@ std::uint8_t* Scratch() {
   return scratch.get();
 }
 
+// Copies the unfinished PDU bytes kept from earlier reads to the front of `scratch` and reads
+// on behind them; `got` is what the read brought.
+os::Transfer ReadBehind(const std::vector<std::uint8_t>& kept, int fd, std::uint8_t* scratch,
+                        std::size_t& got) {
+  if (!kept.empty()) std::memcpy(scratch, kept.data(), kept.size());
+  return os::ReceiveSome(fd, scratch + kept.size(), kScratchSize - kept.size(), got);
+}
+
 // What is still to be written of one answer: a single PDU (bind_ack, fault, ...) and/or the
 // response fragments of a stub, as pieces 0 (the PDU), 1 + 2i (header i), 2 + 2i (stub run i).
 struct Outgoing {
@@ -467,13 +475,11 @@ bool RpcServer::Arm(Connection& c, Step step) {
 
 RpcServer::Step RpcServer::ServeRefusal(Connection& c) {
   std::uint8_t* scratch = Scratch();
-  const std::size_t kept = c.input.size();
-  if (kept != 0) std::memcpy(scratch, c.input.data(), kept);
   std::size_t got = 0;
-  const os::Transfer r = os::ReceiveSome(c.fd, scratch + kept, kScratchSize - kept, got);
+  const os::Transfer r = ReadBehind(c.input, c.fd, scratch, got);
   if (r == os::Transfer::kWouldBlock) return Step::kArmRead;
   if (r != os::Transfer::kDone) return Step::kClose;
-  const std::size_t size = kept + got;
+  const std::size_t size = c.input.size() + got;
   if (size < kHeaderSize) {
     c.input.assign(scratch, scratch + size);
     return Step::kArmRead;
@@ -582,9 +588,8 @@ RpcServer::Step RpcServer::ServeCalls(Connection& c) {
   for (int reads = 0; reads < kReadsPerTurn; ++reads) {
     // What is kept is less than one PDU now (at most 64 KiB): read on behind it.
     const std::size_t kept = c.input.size();
-    if (kept != 0) std::memcpy(scratch, c.input.data(), kept);
     std::size_t got = 0;
-    const os::Transfer r = os::ReceiveSome(c.fd, scratch + kept, kScratchSize - kept, got);
+    const os::Transfer r = ReadBehind(c.input, c.fd, scratch, got);
     if (r == os::Transfer::kWouldBlock) return Step::kArmRead;
     if (r != os::Transfer::kDone) return Step::kClose;
     const std::size_t size = kept + got;
