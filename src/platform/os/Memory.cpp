@@ -12,6 +12,17 @@
 #include <new>
 #include <unordered_map>
 
+// A sanitizer's run time replaces malloc; glibc's allocator then stays uninitialised, and its
+// lazy set-up races when two threads first reach it through malloc_trim.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define RDX_MALLOC_IS_REPLACED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || \
+    __has_feature(memory_sanitizer)
+#define RDX_MALLOC_IS_REPLACED 1
+#endif
+#endif
+
 namespace rdx::os {
 namespace {
 
@@ -82,10 +93,18 @@ std::int64_t MonotonicTicks() noexcept {
   return static_cast<std::int64_t>(ts.tv_sec) * kMonotonicFrequency + ts.tv_nsec;
 }
 
-void ReturnFreeMemory() noexcept { ::malloc_trim(0); }
+void ReturnFreeMemory() noexcept {
+#ifndef RDX_MALLOC_IS_REPLACED
+  ::malloc_trim(0);
+#endif
+}
 
 void MapLargeBlocksApart(std::size_t bytes) noexcept {
+#ifndef RDX_MALLOC_IS_REPLACED
   ::mallopt(M_MMAP_THRESHOLD, static_cast<int>(bytes));
+#else
+  static_cast<void>(bytes);
+#endif
 }
 
 std::uint64_t PhysicalMemoryBytes() noexcept {
