@@ -1,9 +1,9 @@
 #include "platform/os/EventPoll.h"
 
-#include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -75,17 +75,19 @@ void EventPoll::Wake() noexcept {
   [[maybe_unused]] const ssize_t n = ::write(wake_.Get(), &one, sizeof one);
 }
 
-int MakeNonBlocking(StreamSocket& socket) noexcept {
+int PrepareForPoll(StreamSocket& socket, int waitLimitMs) noexcept {
   const int fd = socket.Descriptor();
-  if (fd < 0) return -1;
-  const int flags = ::fcntl(fd, F_GETFL);
-  if (flags < 0 || ::fcntl(fd, F_SETFL, flags | O_NONBLOCK) != 0) return -1;
+  if (fd < 0 || waitLimitMs <= 0) return -1;
+  const timeval limit{waitLimitMs / 1000, (waitLimitMs % 1000) * 1000};
+  if (::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) != 0) return -1;
   return fd;
 }
 
-Transfer ReceiveSome(int fd, void* data, std::size_t size, std::size_t& received) noexcept {
+Transfer ReceiveSome(int fd, void* data, std::size_t size, std::size_t& received,
+                     bool wait) noexcept {
   received = 0;
-  const ssize_t got = RetryOnEintr([&] { return ::recv(fd, data, size, 0); });
+  const int flags = wait ? 0 : MSG_DONTWAIT;
+  const ssize_t got = RetryOnEintr([&] { return ::recv(fd, data, size, flags); });
   if (got > 0) {
     received = static_cast<std::size_t>(got);
     return Transfer::kDone;

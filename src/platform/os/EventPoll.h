@@ -45,13 +45,16 @@ class EventPoll {
   UniqueFd wake_;
 };
 
-// The descriptor of `socket` made non-blocking; -1 when the socket is invalid.
-int MakeNonBlocking(StreamSocket& socket) noexcept;
+// The descriptor of `socket`, ready for the transfers below: it stays in blocking mode so a
+// read may wait, for at most `waitLimitMs` (> 0); -1 when the socket is invalid.
+int PrepareForPoll(StreamSocket& socket, int waitLimitMs) noexcept;
 
 enum class Transfer { kDone, kWouldBlock, kClosed, kError };
 
-// One read of up to `size` bytes from a non-blocking socket; kDone with `received` > 0.
-Transfer ReceiveSome(int fd, void* data, std::size_t size, std::size_t& received) noexcept;
+// One read of up to `size` bytes; kDone with `received` > 0. Without `wait` it never blocks;
+// with it, it waits up to the limit set by PrepareForPoll, then gives kWouldBlock.
+Transfer ReceiveSome(int fd, void* data, std::size_t size, std::size_t& received,
+                     bool wait = false) noexcept;
 // One gathered write (never SIGPIPE) of the first buffers; kDone with `sent` > 0.
 Transfer SendSome(int fd, std::span<const ConstBuffer> buffers, std::size_t& sent) noexcept;
 

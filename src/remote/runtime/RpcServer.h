@@ -94,7 +94,8 @@ class RpcServer {
     std::thread acceptor;
   };
   struct Connection;  // one client's socket and protocol state, served by any worker
-  enum class Step { kMore, kArmRead, kArmWrite, kClose };
+  // kQuiet: a worker waited for the next call in vain; the poll watches for it again.
+  enum class Step { kMore, kArmRead, kArmWrite, kClose, kQuiet };
 
   // The call limit, which also keeps a worker free for the sockets while calls block.
   class PoolLimiter final : public CallLimiter {
@@ -117,7 +118,8 @@ class RpcServer {
   void TimerLoop();
   // Serves one reported event of `c`; the worker that got it owns `c` meanwhile.
   void Serve(Connection& c);
-  Step ServeCalls(Connection& c);
+  // With `waitForCall` the first read waits a moment for the client's next call.
+  Step ServeCalls(Connection& c, bool waitForCall = false);
   Step ServeRefusal(Connection& c);
   // Handles the whole PDUs at the front of `data`, sending each answer; `used` receives the
   // bytes handled.
@@ -158,8 +160,9 @@ class RpcServer {
   bool engineStopping_ = false;
   bool timerStop_ = false;
   std::condition_variable timerWake_;
-  std::atomic<int> workerCount_{0};  // live workers
-  std::atomic<int> busyWorkers_{0};  // workers inside a call
+  std::atomic<int> workerCount_{0};     // live workers
+  std::atomic<int> busyWorkers_{0};     // workers inside a call
+  std::atomic<int> pollingWorkers_{0};  // workers waiting on the poll
   int coreWorkers_ = 4;
 };
 
