@@ -85,7 +85,7 @@ struct RpcFixture {
 
 // A raw TCP peer: answers each byte it reads with `answerBytes` bytes.
 struct RawPeer {
-  rdx::os::StreamListener listener = rdx::os::StreamListener::ListenTcp(0);
+  rdx::os::StreamListener listener = rdx::os::StreamListener::ListenTcp(0).value;
   std::thread thread;
   explicit RawPeer(std::size_t answerBytes) {
     thread = std::thread([this, answerBytes] {
@@ -104,7 +104,7 @@ struct RawPeer {
 // A raw TCP ping-pong server for many clients: one thread per connection, each answering
 // every byte with one byte.
 struct RawServer {
-  rdx::os::StreamListener listener = rdx::os::StreamListener::ListenTcp(0);
+  rdx::os::StreamListener listener = rdx::os::StreamListener::ListenTcp(0).value;
   std::mutex mutex;
   std::list<std::thread> peers;
   std::list<rdx::os::StreamSocket> sockets;
@@ -149,7 +149,7 @@ void RawPingPong(benchmark::State& state) {
   rdx::os::StreamSocket s = rdx::os::StreamSocket::ConnectTcp("127.0.0.1", peer.listener.Port());
   std::uint8_t byte = 1;
   for (auto _ : state) {
-    s.SendAll(&byte, 1);
+    (void)s.SendAll(&byte, 1);
     ReceiveAll(s, &byte, 1);
   }
   s.Shutdown();
@@ -173,10 +173,10 @@ void RawTransfer(benchmark::State& state) {
   std::uint8_t byte = 1;
   // One transfer outside the timing, as the RPC side makes one: the peer's answer and our
   // buffer are touched, not faulted in during the first timed transfer.
-  s.SendAll(&byte, 1);
+  (void)s.SendAll(&byte, 1);
   ReceiveAll(s, buffer.data(), buffer.size());
   for (auto _ : state) {
-    s.SendAll(&byte, 1);
+    (void)s.SendAll(&byte, 1);
     ReceiveAll(s, buffer.data(), buffer.size());
   }
   state.SetBytesProcessed(state.iterations() * bytes);
@@ -272,7 +272,7 @@ void RawConcurrentPings(benchmark::State& state) {
   std::uint8_t byte = 1;
   RateProbe probe;
   for (auto _ : state) {
-    s.SendAll(&byte, 1);
+    (void)s.SendAll(&byte, 1);
     ReceiveAll(s, &byte, 1);
   }
   probe.Finish(state, gRawCpuPerCall, gCalls);

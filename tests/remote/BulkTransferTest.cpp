@@ -70,7 +70,7 @@ TEST(BulkTransfer, FragmentRunsTakeWhatIsPlannedAndLeaveTheRest) {
   for (const std::size_t capacity : {std::size_t{40}, std::size_t{5816}}) {
     for (const auto& row : rows) {
       SCOPED_TRACE(std::string(row.name) + ", fragments of " + std::to_string(capacity));
-      os::StreamListener listener = os::StreamListener::ListenTcp(0);
+      os::StreamListener listener = os::StreamListener::ListenTcp(0).value;
       os::StreamSocket writer = os::StreamSocket::ConnectTcp("127.0.0.1", listener.Port());
       os::StreamSocket reader = listener.Accept();
       // The run's stub: everything after the first fragment, by its alloc_hint.

@@ -22,7 +22,7 @@ namespace rdx::rpc::test {
 namespace {
 
 std::uint16_t FreePort() {
-  return os::StreamListener::ListenTcp(0).Port();  // closed again at once
+  return os::StreamListener::ListenTcp(0).value.Port();  // closed again at once
 }
 
 }  // namespace

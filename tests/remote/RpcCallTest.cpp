@@ -253,6 +253,7 @@ TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
     EXPECT_FALSE(gul::StartRpcListener(&echo, std::to_string(taken), "ncacn_ip_tcp", text, status));
     EXPECT_EQ(status, 1740);
     EXPECT_EQ(text, "The endpoint is a duplicate.");
+    EXPECT_EQ(os::GetLastError(), 10048u);  // the socket's own reason
     // A file left behind by a server that died is no longer taken.
     std::ofstream(folder / "rdxstale") << "left over";
     EXPECT_EQ(other.UseEndpoint("ncacn_np", "\\pipe\\RdxStale"), 0u);

@@ -87,7 +87,8 @@ struct Script {
 class ScriptedServer {
  public:
   explicit ScriptedServer(const Script& script)
-      : listener_(os::StreamListener::ListenTcp(0)), thread_([this, script] { Serve(script); }) {}
+      : listener_(os::StreamListener::ListenTcp(0).value),
+        thread_([this, script] { Serve(script); }) {}
   ~ScriptedServer() {
     listener_.Wake();
     thread_.join();

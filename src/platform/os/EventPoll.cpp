@@ -11,7 +11,6 @@
 #include <cerrno>
 
 #include "platform/os/Eintr.h"
-#include "platform/os/LastError.h"
 
 namespace rdx::os {
 namespace {
@@ -40,18 +39,14 @@ bool EventPoll::Add(int fd, std::uint32_t interest, void* key) noexcept {
   epoll_event e{};
   e.events = EpollBits(interest);
   e.data.ptr = key;
-  if (::epoll_ctl(poll_.Get(), EPOLL_CTL_ADD, fd, &e) == 0) return true;
-  SetLastErrorFromErrno(errno);
-  return false;
+  return ::epoll_ctl(poll_.Get(), EPOLL_CTL_ADD, fd, &e) == 0;
 }
 
 bool EventPoll::Arm(int fd, std::uint32_t interest, void* key) noexcept {
   epoll_event e{};
   e.events = EpollBits(interest);
   e.data.ptr = key;
-  if (::epoll_ctl(poll_.Get(), EPOLL_CTL_MOD, fd, &e) == 0) return true;
-  SetLastErrorFromErrno(errno);
-  return false;
+  return ::epoll_ctl(poll_.Get(), EPOLL_CTL_MOD, fd, &e) == 0;
 }
 
 void EventPoll::Remove(int fd) noexcept {
@@ -94,7 +89,6 @@ Transfer ReceiveSome(int fd, void* data, std::size_t size, std::size_t& received
   }
   if (got == 0) return Transfer::kClosed;
   if (errno == EAGAIN || errno == EWOULDBLOCK) return Transfer::kWouldBlock;
-  SetLastErrorFromErrno(errno);
   return errno == ECONNRESET ? Transfer::kClosed : Transfer::kError;
 }
 
@@ -119,7 +113,6 @@ Transfer SendSome(int fd, std::span<const ConstBuffer> buffers, std::size_t& sen
     return Transfer::kDone;
   }
   if (errno == EAGAIN || errno == EWOULDBLOCK) return Transfer::kWouldBlock;
-  SetLastErrorFromErrno(errno);
   return (errno == EPIPE || errno == ECONNRESET) ? Transfer::kClosed : Transfer::kError;
 }
 

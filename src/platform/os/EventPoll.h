@@ -1,7 +1,8 @@
 #pragma once
 // Readiness of many sockets waited for by a few threads (epoll), and the non-blocking reads
 // and writes that go with it. Each watched descriptor reports one event and then stays quiet
-// until it is armed again, so exactly one thread serves a ready socket at a time.
+// until it is armed again, so exactly one thread serves a ready socket at a time. Failures
+// come back as results; the thread's last error is left alone.
 
 #include <cstddef>
 #include <cstdint>
@@ -47,15 +48,16 @@ class EventPoll {
 
 // The descriptor of `socket`, ready for the transfers below: it stays in blocking mode so a
 // read may wait, for at most `waitLimitMs` (> 0); -1 when the socket is invalid.
-int PrepareForPoll(StreamSocket& socket, int waitLimitMs) noexcept;
+[[nodiscard]] int PrepareForPoll(StreamSocket& socket, int waitLimitMs) noexcept;
 
 enum class Transfer { kDone, kWouldBlock, kClosed, kError };
 
 // One read of up to `size` bytes; kDone with `received` > 0. Without `wait` it never blocks;
 // with it, it waits up to the limit set by PrepareForPoll, then gives kWouldBlock.
-Transfer ReceiveSome(int fd, void* data, std::size_t size, std::size_t& received,
-                     bool wait = false) noexcept;
+[[nodiscard]] Transfer ReceiveSome(int fd, void* data, std::size_t size, std::size_t& received,
+                                   bool wait = false) noexcept;
 // One gathered write (never SIGPIPE) of the first buffers; kDone with `sent` > 0.
-Transfer SendSome(int fd, std::span<const ConstBuffer> buffers, std::size_t& sent) noexcept;
+[[nodiscard]] Transfer SendSome(int fd, std::span<const ConstBuffer> buffers,
+                                std::size_t& sent) noexcept;
 
 }  // namespace rdx::os

@@ -31,6 +31,23 @@ void SetNoDelay(int fd) {
   ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
 }
 
+// Connects `fd` to `address`: 0 or errno. A connect a signal interrupted goes on in the
+// kernel, so asking again may answer EALREADY (still under way: wait until writable, then
+// ask again) or EISCONN (it got through meanwhile: connected).
+int ConnectTcpAddress(int fd, const addrinfo& address) {
+  for (;;) {
+    if (::connect(fd, address.ai_addr, address.ai_addrlen) == 0) return 0;
+    const int error = errno;
+    if (error == EISCONN) return 0;
+    if (error == EALREADY) {
+      pollfd p{fd, POLLOUT, 0};
+      (void)::poll(&p, 1, -1);  // a signal here just means asking again
+    } else if (error != EINTR) {
+      return error;
+    }
+  }
+}
+
 }  // namespace
 
 void StreamSocket::Close() noexcept { fd_.Reset(); }
@@ -48,44 +65,24 @@ StreamSocket StreamSocket::ConnectTcp(const std::string& host, std::uint16_t por
   addrinfo* found = nullptr;
   const int rc =
       ::getaddrinfo(host.empty() ? nullptr : host.c_str(), service.c_str(), &hints, &found);
-  if (rc != 0 || found == nullptr) {
-    SetLastError(kWsaHostNotFound);
-    return StreamSocket();
-  }
-  int lastErrno = ECONNREFUSED;
+  if (rc != 0 || found == nullptr) return StreamSocket();
   for (addrinfo* a = found; a != nullptr; a = a->ai_next) {
     UniqueFd fd(::socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC, a->ai_protocol));
-    if (!fd.Valid()) {
-      lastErrno = errno;
-      continue;
-    }
-    if (RetryOnEintr([&] { return ::connect(fd.Get(), a->ai_addr, a->ai_addrlen); }) == 0) {
+    if (fd.Valid() && ConnectTcpAddress(fd.Get(), *a) == 0) {
       ::freeaddrinfo(found);
       SetNoDelay(fd.Get());
       return StreamSocket(std::move(fd));
     }
-    lastErrno = errno;
   }
   ::freeaddrinfo(found);
-  SetLastErrorFromErrno(lastErrno);
   return StreamSocket();
 }
 
 StreamSocket StreamSocket::ConnectUnix(const std::string& path) {
   sockaddr_un address;
-  if (!FillUnixAddress(path, address)) {
-    SetLastError(kErrorFileNotFound);
-    return StreamSocket();
-  }
+  if (!FillUnixAddress(path, address)) return StreamSocket();
   UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (!fd.Valid()) {
-    SetLastErrorFromErrno(errno);
-    return StreamSocket();
-  }
-  if (const int error = ConnectUnixSocket(fd.Get(), address); error != 0) {
-    SetLastErrorFromErrno(error);
-    return StreamSocket();
-  }
+  if (!fd.Valid() || ConnectUnixSocket(fd.Get(), address) != 0) return StreamSocket();
   return StreamSocket(std::move(fd));
 }
 
@@ -127,11 +124,8 @@ IoResult StreamSocket::SendAll(std::span<const ConstBuffer> buffers) {
     // MSG_NOSIGNAL: a vanished peer is a closed connection to report, not a signal to die of.
     const ssize_t sent = RetryOnEintr([&] { return ::sendmsg(fd_.Get(), &message, MSG_NOSIGNAL); });
     if (sent < 0) {
-      if (errno == EAGAIN || errno == EWOULDBLOCK) {  // the send time-out passed untouched
-        SetLastErrorFromErrno(ETIMEDOUT);
-        return IoResult::kTimeout;
-      }
-      SetLastErrorFromErrno(errno);
+      // EAGAIN: the send time-out passed without the peer taking a byte.
+      if (errno == EAGAIN || errno == EWOULDBLOCK) return IoResult::kTimeout;
       return (errno == EPIPE || errno == ECONNRESET) ? IoResult::kClosed : IoResult::kError;
     }
     std::size_t left = static_cast<std::size_t>(sent);
@@ -165,21 +159,14 @@ IoResult StreamSocket::Receive(std::span<const MutableBuffer> buffers, std::size
     pollfd p{fd_.Get(), POLLIN, 0};
     const int ready = RetryOnEintr([&] { return ::poll(&p, 1, timeoutMs); });
     if (ready == 0) return IoResult::kTimeout;
-    if (ready < 0) {
-      SetLastErrorFromErrno(errno);
-      return IoResult::kError;
-    }
+    if (ready < 0) return IoResult::kError;
   }
   const ssize_t got = RetryOnEintr([&] { return ::recvmsg(fd_.Get(), &message, 0); });
   if (got > 0) {
     received = static_cast<std::size_t>(got);
     return IoResult::kOk;
   }
-  if (got == 0) {
-    SetLastError(kErrorBrokenPipe);
-    return IoResult::kClosed;
-  }
-  SetLastErrorFromErrno(errno);
+  if (got == 0) return IoResult::kClosed;
   return errno == ECONNRESET ? IoResult::kClosed : IoResult::kError;
 }
 
@@ -208,7 +195,7 @@ void StreamListener::Release() noexcept {
   unixPath_.clear();
 }
 
-StreamListener StreamListener::ListenTcp(std::uint16_t port) {
+OsResult<StreamListener> StreamListener::ListenTcp(std::uint16_t port) {
   StreamListener listener;
   UniqueFd fd(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0));
   int one = 1;
@@ -223,32 +210,22 @@ StreamListener StreamListener::ListenTcp(std::uint16_t port) {
     if (::bind(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
       const int error = errno;
       fd.Reset();
-      if (error != EAFNOSUPPORT && error != EADDRNOTAVAIL) {
-        SetLastErrorFromErrno(error);
-        return listener;
-      }
+      if (error != EAFNOSUPPORT && error != EADDRNOTAVAIL) return {{}, Win32FromErrno(error)};
     }
   }
   if (!fd.Valid()) {  // no IPv6 on this machine
     fd.Reset(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!fd.Valid()) {
-      SetLastErrorFromErrno(errno);
-      return listener;
-    }
+    if (!fd.Valid()) return {{}, Win32FromErrno(errno)};
     ::setsockopt(fd.Get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_ANY);
     address.sin_port = htons(port);
     if (::bind(fd.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-      SetLastErrorFromErrno(errno);
-      return listener;
+      return {{}, Win32FromErrno(errno)};
     }
   }
-  if (::listen(fd.Get(), SOMAXCONN) != 0) {
-    SetLastErrorFromErrno(errno);
-    return listener;
-  }
+  if (::listen(fd.Get(), SOMAXCONN) != 0) return {{}, Win32FromErrno(errno)};
   sockaddr_storage bound{};
   socklen_t length = sizeof bound;
   ::getsockname(fd.Get(), reinterpret_cast<sockaddr*>(&bound), &length);
@@ -257,43 +234,34 @@ StreamListener StreamListener::ListenTcp(std::uint16_t port) {
                        : ntohs(reinterpret_cast<const sockaddr_in*>(&bound)->sin_port);
   if (const int error = OpenPipe(O_CLOEXEC | O_NONBLOCK, listener.wakeRead_, listener.wakeWrite_);
       error != 0) {
-    SetLastErrorFromErrno(error);
-    return listener;
+    return {{}, Win32FromErrno(error)};
   }
   listener.fd_ = std::move(fd);
-  return listener;
+  return {std::move(listener), kErrorSuccess};
 }
 
-StreamListener StreamListener::ListenUnix(const std::string& path) {
-  StreamListener listener;
+OsResult<StreamListener> StreamListener::ListenUnix(const std::string& path) {
   sockaddr_un address;
-  if (!FillUnixAddress(path, address)) {
-    SetLastError(kErrorInvalidParameter);
-    return listener;
-  }
+  if (!FillUnixAddress(path, address)) return {{}, kErrorInvalidParameter};
   UniqueFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (!fd.Valid()) {
-    SetLastErrorFromErrno(errno);
-    return listener;
-  }
+  if (!fd.Valid()) return {{}, Win32FromErrno(errno)};
   const UnixListenResult listening = ListenOnSocketFile(fd.Get(), SOCK_STREAM, path, address);
   switch (listening.state) {
     case UnixListenResult::State::kListening: break;
     case UnixListenResult::State::kServerLive:
     case UnixListenResult::State::kStaleKept:
-      SetLastErrorFromErrno(EADDRINUSE);  // the name is taken either way
-      return listener;
-    case UnixListenResult::State::kFailed: SetLastErrorFromErrno(listening.error); return listener;
+      return {{}, Win32FromErrno(EADDRINUSE)};  // the name is taken either way
+    case UnixListenResult::State::kFailed: return {{}, Win32FromErrno(listening.error)};
   }
+  StreamListener listener;
   if (const int error = OpenPipe(O_CLOEXEC | O_NONBLOCK, listener.wakeRead_, listener.wakeWrite_);
       error != 0) {
-    SetLastErrorFromErrno(error);
     ::unlink(path.c_str());
-    return listener;
+    return {{}, Win32FromErrno(error)};
   }
   listener.fd_ = std::move(fd);
   listener.unixPath_ = path;
-  return listener;
+  return {std::move(listener), kErrorSuccess};
 }
 
 StreamSocket StreamListener::Accept() {

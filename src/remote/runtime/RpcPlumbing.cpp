@@ -70,7 +70,11 @@ bool StartRpcListener(void* interfaceSpec, std::string endpoint, std::string pro
                       std::string& errorText, std::int32_t& rpcStatus) {
   try {
     auto& server = rdx::rpc::RpcServer::Process();
-    if (const auto status = server.UseEndpoint(protocolSequence, endpoint); status != 0) {
+    std::uint32_t socketCode = 0;
+    if (const auto status = server.UseEndpoint(protocolSequence, endpoint, &socketCode);
+        status != 0) {
+      // Why the socket could not listen (10048 when the endpoint is taken) stays readable.
+      if (socketCode != 0) rdx::os::SetLastError(socketCode);
       return Failed(status, errorText, rpcStatus);
     }
     if (interfaceSpec == nullptr) return Failed(RPC_S_UNKNOWN_IF, errorText, rpcStatus);

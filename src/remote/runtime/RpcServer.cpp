@@ -6,17 +6,19 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/os/LastError.h"
 #include "platform/os/Memory.h"
+#include "platform/os/Win32Error.h"
 #include "remote/runtime/KeepAllowance.h"
 #include "remote/runtime/StringBinding.h"
 
 namespace rdx::rpc {
 namespace {
 
-std::uint32_t ListenFailure() {
-  return os::GetLastError() == os::kWsaAddressInUse ? os::kRpcDuplicateEndpoint
-                                                    : os::kRpcCantCreateEndpoint;
+// The status for an endpoint whose socket could not listen; `code` is the socket's reason,
+// handed on through `systemCode` when the caller asked for it.
+std::uint32_t ListenFailure(std::uint32_t code, std::uint32_t* systemCode) {
+  if (systemCode != nullptr) *systemCode = code;
+  return code == os::kWsaAddressInUse ? os::kRpcDuplicateEndpoint : os::kRpcCantCreateEndpoint;
 }
 
 // Blocks from this size up are mapped on their own: the PDU buffer of a busy connection and
@@ -148,7 +150,8 @@ RpcServer& RpcServer::Process() {
   return *server;
 }
 
-std::uint32_t RpcServer::UseTcpPort(std::uint16_t port, std::uint16_t& bound) {
+std::uint32_t RpcServer::UseTcpPort(std::uint16_t port, std::uint16_t& bound,
+                                    std::uint32_t* systemCode) {
   std::lock_guard lock(stateMutex_);
   const std::string text = std::to_string(port);
   for (const auto& e : endpoints_) {
@@ -157,9 +160,10 @@ std::uint32_t RpcServer::UseTcpPort(std::uint16_t port, std::uint16_t& bound) {
       return 0;
     }
   }
+  os::OsResult<os::StreamListener> listening = os::StreamListener::ListenTcp(port);
+  if (!listening.ok()) return ListenFailure(listening.code, systemCode);
   auto endpoint = std::make_unique<Endpoint>();
-  endpoint->listener = os::StreamListener::ListenTcp(port);
-  if (!endpoint->listener.Valid()) return ListenFailure();
+  endpoint->listener = std::move(listening.value);
   bound = endpoint->listener.Port();
   endpoint->protocolSequence = kTcpProtocol;
   endpoint->endpoint = std::to_string(bound);
@@ -173,7 +177,7 @@ std::uint32_t RpcServer::UseTcpPort(std::uint16_t port, std::uint16_t& bound) {
 }
 
 std::uint32_t RpcServer::UseEndpoint(const std::string& protocolSequence,
-                                     const std::string& endpoint) {
+                                     const std::string& endpoint, std::uint32_t* systemCode) {
   if (const std::uint32_t status = CheckProtocolSequence(protocolSequence); status != 0) {
     return status;
   }
@@ -181,7 +185,7 @@ std::uint32_t RpcServer::UseEndpoint(const std::string& protocolSequence,
     std::uint16_t port = 0;
     if (!ParseTcpEndpoint(endpoint, port)) return os::kRpcInvalidEndpointFormat;
     std::uint16_t bound = 0;
-    return UseTcpPort(port, bound);
+    return UseTcpPort(port, bound, systemCode);
   }
   std::string path;
   if (!PipeSocketPath(endpoint, path)) return os::kRpcInvalidEndpointFormat;
@@ -193,9 +197,10 @@ std::uint32_t RpcServer::UseEndpoint(const std::string& protocolSequence,
       return 0;
     }
   }
+  os::OsResult<os::StreamListener> listening = os::StreamListener::ListenUnix(path);
+  if (!listening.ok()) return ListenFailure(listening.code, systemCode);
   auto entry = std::make_unique<Endpoint>();
-  entry->listener = os::StreamListener::ListenUnix(path);
-  if (!entry->listener.Valid()) return ListenFailure();
+  entry->listener = std::move(listening.value);
   entry->protocolSequence = kPipeProtocol;
   entry->endpoint = endpoint;
   entry->secondaryAddress = endpoint;

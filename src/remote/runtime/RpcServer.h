@@ -52,11 +52,14 @@ class RpcServer {
 
   // Opens an endpoint of "ncacn_ip_tcp" (decimal port 1-65535) or "ncacn_np" (\pipe\NAME).
   // Returns 0 (also when this server already holds it), 1703 unknown protocol sequence,
-  // 1706 bad endpoint, 1740 endpoint taken, 1720 other failures.
+  // 1706 bad endpoint, 1740 endpoint taken, 1720 other failures. When the socket could not
+  // listen, `systemCode` (if given) receives its Win32 code (10048 for a taken port, ...).
   [[nodiscard]] std::uint32_t UseEndpoint(const std::string& protocolSequence,
-                                          const std::string& endpoint);
+                                          const std::string& endpoint,
+                                          std::uint32_t* systemCode = nullptr);
   // As above for TCP, port 0 picking a free port; `bound` receives the port.
-  [[nodiscard]] std::uint32_t UseTcpPort(std::uint16_t port, std::uint16_t& bound);
+  [[nodiscard]] std::uint32_t UseTcpPort(std::uint16_t port, std::uint16_t& bound,
+                                         std::uint32_t* systemCode = nullptr);
 
   // `entry` is borrowed until unregistered and every call on it has ended.
   void RegisterInterface(ServerInterface* entry);

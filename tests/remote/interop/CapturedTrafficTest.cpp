@@ -39,7 +39,7 @@ class Relay {
  public:
   explicit Relay(std::uint16_t target)
       : target_(target),
-        listener_(os::StreamListener::ListenTcp(0)),
+        listener_(os::StreamListener::ListenTcp(0).value),
         accept_([this] { Serve(); }) {}
   ~Relay() { Stop(); }
   std::uint16_t Port() const { return listener_.Port(); }
