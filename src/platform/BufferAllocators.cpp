@@ -2,6 +2,7 @@
 #include <rdx/platform/DummyAllocator.h>
 #include <rdx/platform/SimpleBufferPool.h>
 
+#include "platform/os/LastError.h"
 #include "platform/os/Memory.h"
 
 #include <rdx/foundation/StringUtility.h>
@@ -23,11 +24,25 @@ std::string CountLine(const char* name, std::uint32_t value) {
   return printToString("\n\t<%s>%lu</%s>", name, static_cast<unsigned long>(value), name);
 }
 
+// A region for an allocator; a refusal leaves its code as the last error, as VirtualAlloc does.
+void* Commit(std::uint32_t size) {
+  const rdx::os::OsResult<void*> region = rdx::os::CommitRegion(size);
+  if (!region.ok()) rdx::os::SetLastError(region.code);
+  return region.value;
+}
+
+// Gives a region back; a failure leaves its code as the last error, as VirtualFree does.
+void Release(void* address) {
+  if (const std::uint32_t code = rdx::os::ReleaseRegion(address); code != 0) {
+    rdx::os::SetLastError(code);
+  }
+}
+
 }  // namespace
 
-void* DummyAllocator::Alloc(std::uint32_t size) { return rdx::os::CommitRegion(size); }
+void* DummyAllocator::Alloc(std::uint32_t size) { return Commit(size); }
 
-void DummyAllocator::Free(void* address) { rdx::os::ReleaseRegion(address); }
+void DummyAllocator::Free(void* address) { Release(address); }
 
 std::string DummyAllocator::ToString() { return ""; }
 
@@ -54,8 +69,8 @@ SimpleBufferPool& SimpleBufferPool::operator=(const SimpleBufferPool& other) {
 SimpleBufferPool::~SimpleBufferPool() { ReleaseAll(); }
 
 void SimpleBufferPool::ReleaseAll() {
-  for (void* address : freeList_) rdx::os::ReleaseRegion(address);
-  for (void* address : allocList_) rdx::os::ReleaseRegion(address);
+  for (void* address : freeList_) Release(address);
+  for (void* address : allocList_) Release(address);
   Abandon();
 }
 
@@ -76,11 +91,11 @@ void* SimpleBufferPool::CommitInto(std::list<void*>& list, std::uint32_t size) {
   // either loses no mapping and leaves no half-entered block.
   list.push_back(nullptr);
   // A refused mapping gives null, which is recorded like any other block.
-  void* address = rdx::os::CommitRegion(size);
+  void* address = Commit(size);
   try {
     blocks_[address] = Block{size, size};
   } catch (...) {
-    rdx::os::ReleaseRegion(address);
+    Release(address);
     list.pop_back();
     throw;
   }
@@ -166,7 +181,7 @@ void SimpleBufferPool::Free(void* address) {
   if (inUse != allocList_.end()) {
     const std::uint32_t capacity = Capacity(address);
     if (capacity > kLargeClass || totalCommitted_ > kRetentionLimit) {
-      rdx::os::ReleaseRegion(address);
+      Release(address);
       totalCommitted_ -= capacity;
       ++actualFrees_;
       blocks_.erase(address);

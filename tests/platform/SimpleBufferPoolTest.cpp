@@ -2,6 +2,8 @@
 #include <rdx/platform/DummyAllocator.h>
 #include <rdx/platform/SimpleBufferPool.h>
 
+#include "platform/os/LastError.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -146,6 +148,7 @@ TEST(GlobalBufferAllocator, KindsAndReplacement) {
   EXPECT_EQ(bytes[4096 * 3], 0);  // a fresh mapping, zero-filled up to the last byte asked for
   dummy->Free(bytes);
   EXPECT_EQ(dummy->Alloc(0), nullptr);
+  EXPECT_EQ(rdx::os::GetLastError(), 87u);
 
   EXPECT_EQ(CreateBufferAllocator(1), 1);
   auto* pool = dynamic_cast<SimpleBufferPool*>(GetGlobalBufferAllocator());

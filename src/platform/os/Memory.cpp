@@ -41,50 +41,34 @@ RegionTable& Regions() {
 
 }  // namespace
 
-void* CommitRegion(std::size_t size) noexcept {
-  if (size == 0) {
-    SetLastError(kErrorInvalidParameter);
-    return nullptr;
-  }
+OsResult<void*> CommitRegion(std::size_t size) noexcept {
+  if (size == 0) return {nullptr, kErrorInvalidParameter};
   void* address = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (address == MAP_FAILED) {
-    SetLastErrorFromErrno(errno);
-    return nullptr;
-  }
+  if (address == MAP_FAILED) return {nullptr, Win32FromErrno(errno)};
   try {
     RegionTable& table = Regions();
     std::lock_guard<std::mutex> guard(table.lock);
     table.sizes[address] = size;
   } catch (const std::bad_alloc&) {
     munmap(address, size);
-    SetLastError(kErrorNotEnoughMemory);
-    return nullptr;
+    return {nullptr, kErrorNotEnoughMemory};
   }
-  return address;
+  return {address, kErrorSuccess};
 }
 
-bool ReleaseRegion(void* address) noexcept {
-  if (address == nullptr) {
-    SetLastError(kErrorInvalidParameter);
-    return false;
-  }
+std::uint32_t ReleaseRegion(void* address) noexcept {
+  if (address == nullptr) return kErrorInvalidParameter;
   std::size_t size = 0;
   {
     RegionTable& table = Regions();
     std::lock_guard<std::mutex> guard(table.lock);
     const auto found = table.sizes.find(address);
-    if (found == table.sizes.end()) {
-      SetLastError(kErrorInvalidParameter);
-      return false;
-    }
+    if (found == table.sizes.end()) return kErrorInvalidParameter;
     size = found->second;
     table.sizes.erase(found);
   }
-  if (munmap(address, size) != 0) {
-    SetLastErrorFromErrno(errno);
-    return false;
-  }
-  return true;
+  if (munmap(address, size) != 0) return Win32FromErrno(errno);
+  return kErrorSuccess;
 }
 
 std::int64_t MonotonicTicks() noexcept {

@@ -1,17 +1,21 @@
 #pragma once
 // Committed memory regions straight from the system, and the high-resolution counter.
+// Failures come back as Win32 codes; the thread's last error is left to the caller.
 
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/os/OsResult.h"
+
 namespace rdx::os {
 
-// A private, anonymous, read-write mapping of `size` bytes; null on failure (also for 0).
-// The region's size is remembered so that ReleaseRegion needs only the address.
-void* CommitRegion(std::size_t size) noexcept;
+// A private, anonymous, read-write mapping of `size` bytes; null on failure: 87 for 0, 8 when
+// the system refuses. The region's size is remembered so that ReleaseRegion needs only the
+// address.
+[[nodiscard]] OsResult<void*> CommitRegion(std::size_t size) noexcept;
 
-// Unmaps a region CommitRegion gave; false for null or an address it never gave.
-bool ReleaseRegion(void* address) noexcept;
+// Unmaps a region CommitRegion gave: 0, or 87 for null or an address it never gave.
+[[nodiscard]] std::uint32_t ReleaseRegion(void* address) noexcept;
 
 // Hands memory the allocator holds but no longer uses back to the system, so a server's
 // resident size falls again after large transfers end. Costs a walk over the free lists.
