@@ -69,10 +69,9 @@ std::uint32_t CodeOf(int r, const sd_bus_error& error) {
   return Win32FromErrno(sd_bus_error_get_errno(&error));
 }
 
+// The code of a call's outcome: 0 when it succeeded.
 std::uint32_t Settle(int r, const sd_bus_error& error) {
-  const std::uint32_t code = r < 0 ? CodeOf(r, error) : kErrorSuccess;
-  SetLastError(code);
-  return code;
+  return r < 0 ? CodeOf(r, error) : kErrorSuccess;
 }
 
 }  // namespace
@@ -85,10 +84,7 @@ struct SystemdBus::Impl {
   template <typename... Args>
   std::uint32_t CallManager(CallResult& result, const char* method, const char* signature,
                             Args... args) {
-    if (bus == nullptr) {
-      SetLastError(kErrorInvalidHandle);
-      return kErrorInvalidHandle;
-    }
+    if (bus == nullptr) return kErrorInvalidHandle;
     const int r = sd_bus_call_method(bus, kDestination, kManagerPath, kManager, method,
                                      &result.error, &result.reply, signature, args...);
     return Settle(r, result.error);
@@ -118,10 +114,7 @@ struct SystemdBus::Impl {
   // default) for the answer.
   template <typename Append>
   std::uint32_t CallBuilt(const char* method, std::uint64_t timeoutUSec, Append append) {
-    if (bus == nullptr) {
-      SetLastError(kErrorInvalidHandle);
-      return kErrorInvalidHandle;
-    }
+    if (bus == nullptr) return kErrorInvalidHandle;
     CallResult result;
     sd_bus_message* call = nullptr;
     int r =
@@ -161,7 +154,6 @@ std::unique_ptr<SystemdBus> SystemdBus::OpenLocal(std::uint32_t& code) {
   }
   if (r < 0) {
     code = (r == -EACCES || r == -EPERM) ? kErrorAccessDenied : kRpcServerUnavailable;
-    SetLastError(code);
     return nullptr;
   }
   code = kErrorSuccess;
@@ -173,7 +165,6 @@ std::unique_ptr<SystemdBus> SystemdBus::OpenRemote(const std::string& host, std:
   int r = sd_bus_open_system_remote(&impl->bus, host.c_str());
   if (r < 0) {
     code = r == -EINVAL ? kErrorInvalidParameter : kRpcServerUnavailable;
-    SetLastError(code);
     return nullptr;
   }
   // The ssh process starts with the first message: ask for something small to know whether

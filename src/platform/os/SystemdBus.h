@@ -3,6 +3,7 @@
 // machine's through systemd's own remote transport (ssh running systemd-stdio-bridge there).
 // Every call answers a Win32-style code (0 success) so the service manager reads the same as
 // with the service control manager: 1060 no such unit, 5 access denied, 1722 unreachable, ...
+// The thread's last error is left to the caller.
 
 #include <cstdint>
 #include <memory>
@@ -33,10 +34,11 @@ class SystemdBus {
  public:
   // This machine's manager: $RDX_SYSTEMD_BUS_ADDRESS when set, else the system bus
   // ($DBUS_SYSTEM_BUS_ADDRESS or the standard socket). Null with `code` set on failure.
-  static std::unique_ptr<SystemdBus> OpenLocal(std::uint32_t& code);
+  [[nodiscard]] static std::unique_ptr<SystemdBus> OpenLocal(std::uint32_t& code);
   // `host`'s manager over `ssh -xT host systemd-stdio-bridge`; the transport starts lazily,
   // so the connection is proven with a first call. Unreachable: null and 1722.
-  static std::unique_ptr<SystemdBus> OpenRemote(const std::string& host, std::uint32_t& code);
+  [[nodiscard]] static std::unique_ptr<SystemdBus> OpenRemote(const std::string& host,
+                                                              std::uint32_t& code);
 
   ~SystemdBus();
   SystemdBus(const SystemdBus&) = delete;

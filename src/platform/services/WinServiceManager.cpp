@@ -55,6 +55,11 @@ bool IsThisMachine(const std::string& machine) {
          SameText(machine, GetHostName());
 }
 
+// Whether systemd knows nothing of the unit: no file, and nothing runs under its name.
+bool Missing(const rdx::os::UnitProperties& properties) {
+  return properties.loadState == "not-found" && properties.activeState == "inactive";
+}
+
 // The unit of a service and its properties; a code when there is no such unit.
 std::uint32_t OpenUnit(svc::ServiceControl& control, const std::string& serviceName,
                        std::string& unit, rdx::os::UnitProperties& properties) {
@@ -63,10 +68,20 @@ std::uint32_t OpenUnit(svc::ServiceControl& control, const std::string& serviceN
   unit = *name;
   const std::uint32_t code = control.bus->QueryUnit(unit, properties);
   if (code != 0) return code;
-  if (properties.loadState == "not-found" && properties.activeState == "inactive") {
-    return kServiceDoesNotExist;
+  return Missing(properties) ? kServiceDoesNotExist : 0;
+}
+
+// The unit's properties for the queries, which answer no code: a failed systemd call leaves
+// its code as the thread's last error; a bad name or a missing unit just give false.
+bool ReadUnit(svc::ServiceControl& control, const std::string& serviceName,
+              rdx::os::UnitProperties& properties) {
+  const auto unit = svc::UnitNameOf(serviceName);
+  if (!unit) return false;
+  if (const std::uint32_t code = control.bus->QueryUnit(*unit, properties); code != 0) {
+    rdx::os::SetLastError(code);
+    return false;
   }
-  return 0;
+  return !Missing(properties);
 }
 
 std::uint32_t StateOf(const rdx::os::UnitProperties& properties) {
@@ -246,15 +261,16 @@ bool WinServiceManager::StartTheService(int /*argc*/, char** /*argv*/, std::uint
     std::fputs("Service start pending.\n", stdout);
     std::fflush(stdout);
 
+    std::uint32_t queried = 0;  // systemd's answer to the latest query
     const auto query = [&](svc::StartProbe::Status& status) {
       rdx::os::UnitProperties now;
-      if (bus.QueryUnit(unit, now) != 0) return false;
+      if ((queried = bus.QueryUnit(unit, now)) != 0) return false;
       // systemd has no check point: progress shows only as a change of state.
       status = {StateOf(now), 0, svc::WaitHintMs(now.timeoutStartUSec)};
       return true;
     };
     svc::StartProbe::Status status;
-    if (!query(status)) return Fail(rdx::os::GetLastError(), errorText);
+    if (!query(status)) return Fail(queried, errorText);
     const auto started = std::chrono::steady_clock::now();
     svc::StartProbe probe;
     probe.query = query;
@@ -269,12 +285,15 @@ bool WinServiceManager::StartTheService(int /*argc*/, char** /*argv*/, std::uint
     probe.log = [this](const std::string& message) { Log(kStartSource, message); };
     svc::WaitWhileStartPending(probe, status);
 
-    if (!query(status)) return Fail(rdx::os::GetLastError(), errorText);
+    if (!query(status)) return Fail(queried, errorText);
     if (status.state == svc::kRunning) {
       Log(kStartSource, "Service running");
       return true;
     }
-    errorCode = rdx::os::GetLastError();
+    // Not running, though systemd answered: errorCode is the thread's last error, and both
+    // are that last query's code.
+    errorCode = queried;
+    rdx::os::SetLastError(queried);
     return false;
   } catch (...) {
     errorText = "Fatal Error";
@@ -300,9 +319,8 @@ bool WinServiceManager::StopTheService(std::string& errorText) {
 std::uint32_t WinServiceManager::QueryState() {
   try {
     if (!myManager) return svc::kNoState;
-    std::string unit;
     rdx::os::UnitProperties properties;
-    if (OpenUnit(*myManager, myServiceName, unit, properties) != 0) return svc::kNoState;
+    if (!ReadUnit(*myManager, myServiceName, properties)) return svc::kNoState;
     return StateOf(properties);
   } catch (...) {
     return svc::kNoState;
@@ -312,9 +330,8 @@ std::uint32_t WinServiceManager::QueryState() {
 std::uint32_t WinServiceManager::QueryExitCode() {
   try {
     if (!myManager) return svc::kNoState;
-    std::string unit;
     rdx::os::UnitProperties properties;
-    if (OpenUnit(*myManager, myServiceName, unit, properties) != 0) return svc::kNoState;
+    if (!ReadUnit(*myManager, myServiceName, properties)) return svc::kNoState;
     return static_cast<std::uint32_t>(properties.execMainStatus);
   } catch (...) {
     return svc::kNoState;
