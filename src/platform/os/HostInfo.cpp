@@ -2,8 +2,6 @@
 
 #include "platform/os/FileSystem.h"
 
-#include "platform/os/LastError.h"
-
 #include <netdb.h>
 #include <pwd.h>
 #include <strings.h>
@@ -11,7 +9,6 @@
 #include <unistd.h>
 #include <uuid/uuid.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -70,11 +67,9 @@ std::optional<std::uint64_t> KilobyteField(const std::string& text, const char* 
 }  // namespace
 
 std::string HostName() {
+  // Far longer than any host name (64 at most), so the call cannot fail for want of room.
   char buffer[1000] = {};
-  if (gethostname(buffer, sizeof buffer - 1) != 0) {
-    SetLastErrorFromErrno(errno);
-    return "";
-  }
+  if (gethostname(buffer, sizeof buffer - 1) != 0) return "";
   return buffer;
 }
 

@@ -10,7 +10,7 @@
 namespace rdx::os {
 
 // gethostname; "" on failure.
-std::string HostName();
+[[nodiscard]] std::string HostName();
 
 // The canonical name the resolver gives for this host (AI_CANONNAME); "" when it has none.
 std::string CanonicalHostName();
