@@ -26,13 +26,6 @@ namespace {
 
 namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
 
-std::vector<std::uint8_t> Request(std::uint32_t a, std::uint32_t b) {
-  std::vector<std::uint8_t> r(8);
-  std::memcpy(r.data(), &a, 4);
-  std::memcpy(r.data() + 4, &b, 4);
-  return r;
-}
-
 // Runs a call in the exception frame; the status, or 0 and the answer in `out`.
 std::int32_t Try(void* handle, const SyntaxId& syntax, std::uint16_t opnum,
                  const std::vector<std::uint8_t>& request, std::vector<std::uint8_t>* out) {
@@ -76,7 +69,7 @@ TEST_F(RpcCall, FragmentsLongStubsBothWays) {
     std::vector<std::uint8_t> answer;
     ASSERT_EQ(Try(handle.h, EchoSyntax(), 0, request, &answer), 0);
     EXPECT_EQ(answer, request);
-    ASSERT_EQ(Try(handle.h, EchoSyntax(), 1, Request(size, 9), &answer), 0);
+    ASSERT_EQ(Try(handle.h, EchoSyntax(), 1, EchoArgs(size, 9), &answer), 0);
     ASSERT_EQ(answer.size(), size);
     bool same = true;
     for (std::uint32_t i = 0; i < size && same; ++i) same = answer[i] == PatternByte(i, 9);
