@@ -39,11 +39,7 @@ int LoadExact(NameValueMap& map, const std::string& block) {
 TEST(NameValueMap, TextFormAndFlatBlockAndNamesThatIgnoreCase) {
   NameValueMap map = MapOf({{"b", "2"}, {"A", "1"}});
   EXPECT_EQ(map.ToTextString("ignored label"), "|A:1|b:2");
-  EXPECT_EQ(Saved(map), std::string("A\0"
-                                    "1\0"
-                                    "b\0"
-                                    "2\0",
-                                    8));
+  EXPECT_EQ(Saved(map), std::string("A\0001\0b\0002\0", 8));  // \000: NUL before a digit
   std::uint32_t size = 7;
   char small[7] = {};
   EXPECT_EQ(map.Save(&size, small), 0);
@@ -76,12 +72,7 @@ TEST(NameValueMap, LoadReadsBlocksOfOlderPeers) {
   const Row rows[] = {
       {"last empty value dropped", std::string("k\0\0", 3), {}},
       {"earlier empty value kept", std::string("k\0\0m\0v\0", 7), {{"k", ""}, {"m", "v"}}},
-      {"first spelling wins",
-       std::string("Port\0"
-                   "1\0PORT\0"
-                   "2\0",
-                   14),
-       {{"Port", "1"}}},
+      {"first spelling wins", std::string("Port\0001\0PORT\0002\0", 14), {{"Port", "1"}}},
       {"empty name swallows a string", std::string("\0x\0y\0k\0v\0", 9), {{"", "y"}, {"k", "v"}}},
       {"value without its NUL", std::string("a\0bc", 4), {{"a", "bc"}}},
       {"name without a value", std::string("a\0b\0name\0", 9), {{"a", "b"}}},

@@ -8,6 +8,7 @@
 #include "platform/os/SystemdBus.h"
 #include "platform/services/UnitName.h"
 #include "support/IsolatedEnvironment.h"
+#include "support/WaitFor.h"
 
 #include <gtest/gtest.h>
 
@@ -15,12 +16,9 @@
 #include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
-#include <thread>
 
 extern char** environ;
 
@@ -29,22 +27,16 @@ namespace {
 using QUORVAN::Rendix::GeneralUtilityLib::GetHostName;
 using QUORVAN::Rendix::GeneralUtilityLib::WinServiceBase;
 using QUORVAN::Rendix::GeneralUtilityLib::WinServiceManager;
+using rdx::test::ReadFile;
 namespace fs = std::filesystem;
 
 const std::string kService = RDX_TEST_SERVICE;
 constexpr std::uint32_t kNoState = 0xFFFFFFFF;
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 // The lines the test service recorded in `path`.
 std::vector<std::string> Record(const std::string& path) {
   std::vector<std::string> lines;
-  std::istringstream in(ReadAll(path));
+  std::istringstream in(ReadFile(path));
   for (std::string line; std::getline(in, line);) lines.push_back(line);
   return lines;
 }
@@ -53,16 +45,14 @@ bool Has(const std::vector<std::string>& lines, const std::string& line) {
   return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
-// Waits (bounded, 20 s) until `done` holds; the caller asserts on the result.
-template <typename Condition>
-bool Eventually(Condition done) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!done()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  return true;
+// The last three lines of a record after a stop. systemd sends SIGCONT (continue, control 3)
+// along with every stop, at a moment of its own: those lines are left out.
+std::vector<std::string> StopLines(const std::string& path) {
+  std::vector<std::string> lines = Record(path);
+  std::erase(lines, std::string("control 3"));
+  return lines.size() < 3 ? lines : std::vector(lines.end() - 3, lines.end());
 }
+const std::vector<std::string> kStopped = {"control 1", "stop", "exit 0"};
 
 // ---- by hand: no service manager --------------------------------------------------------
 
@@ -81,7 +71,7 @@ int ExitStatusOf(pid_t pid) {
 }
 
 char ProcessState(pid_t pid) {
-  const std::string stat = ReadAll("/proc/" + std::to_string(pid) + "/stat");
+  const std::string stat = ReadFile("/proc/" + std::to_string(pid) + "/stat");
   const std::size_t paren = stat.rfind(')');
   return paren != std::string::npos && paren + 2 < stat.size() ? stat[paren + 2] : '?';
 }
@@ -92,7 +82,7 @@ TEST(ServiceByHand, RunsInTheForegroundIgnoresPauseAndStopsOnSigterm) {
   const std::string record = env.Root() + "/record.log";
   const pid_t pid = Spawn({kService, "--record", record, "two words"});
   ASSERT_GT(pid, 0);
-  ASSERT_TRUE(Eventually([&] { return Has(Record(record), "run"); })) << ReadAll(record);
+  ASSERT_TRUE(rdx::test::WaitFor([&] { return Has(Record(record), "run"); })) << ReadFile(record);
   // Two arguments or fewer from the dispatcher: OnStart sees the command line.
   EXPECT_EQ(Record(record).front(), "start 4 " + kService + "|--record|" + record + "|two words");
 
@@ -101,7 +91,7 @@ TEST(ServiceByHand, RunsInTheForegroundIgnoresPauseAndStopsOnSigterm) {
     const char* const control = row.second;
     SCOPED_TRACE(control);
     kill(pid, row.first);
-    ASSERT_TRUE(Eventually([&] { return Has(Record(record), control); }));
+    ASSERT_TRUE(rdx::test::WaitFor([&] { return Has(Record(record), control); }));
     EXPECT_NE(ProcessState(pid), 'T');             // not suspended
     EXPECT_EQ(waitpid(pid, nullptr, WNOHANG), 0);  // still running
   }
@@ -109,12 +99,7 @@ TEST(ServiceByHand, RunsInTheForegroundIgnoresPauseAndStopsOnSigterm) {
 
   kill(pid, SIGTERM);
   EXPECT_EQ(ExitStatusOf(pid), 0);
-  // systemd sends SIGCONT (continue, control 3) along with every stop, at a moment of its own.
-  std::vector<std::string> lines = Record(record);
-  std::erase(lines, std::string("control 3"));
-  ASSERT_GE(lines.size(), 3u);
-  EXPECT_EQ(std::vector(lines.end() - 3, lines.end()),
-            (std::vector<std::string>{"control 1", "stop", "exit 0"}));
+  EXPECT_EQ(StopLines(record), kStopped);
 }
 
 class InertService : public WinServiceBase {
@@ -210,18 +195,13 @@ TEST(ServiceOnSystemd, InstallStartPauseStopReconfigureListUninstall) {
   // Pause (SIGTSTP) reaches the handler and changes nothing.
   std::uint32_t openCode = 0;
   ASSERT_EQ(rdx::os::SystemdBus::OpenLocal(openCode)->KillMainProcess(UnitOf(name), SIGTSTP), 0u);
-  ASSERT_TRUE(Eventually([&] { return Has(Record(record), "control 2"); }));
+  ASSERT_TRUE(rdx::test::WaitFor([&] { return Has(Record(record), "control 2"); }));
   EXPECT_EQ(manager.QueryState(), 4u);
   EXPECT_EQ(StatusTextOf(name), "Running");
 
   ASSERT_TRUE(manager.StopTheService(error)) << error;
-  ASSERT_TRUE(Eventually([&] { return manager.QueryState() == 1u; }));
-  // systemd sends SIGCONT (continue, control 3) along with every stop, at a moment of its own.
-  std::vector<std::string> lines = Record(record);
-  std::erase(lines, std::string("control 3"));
-  ASSERT_GE(lines.size(), 3u);
-  EXPECT_EQ(std::vector(lines.end() - 3, lines.end()),
-            (std::vector<std::string>{"control 1", "stop", "exit 0"}));
+  ASSERT_TRUE(rdx::test::WaitFor([&] { return manager.QueryState() == 1u; }));
+  EXPECT_EQ(StopLines(record), kStopped);
   EXPECT_EQ(manager.QueryExitCode(), 0u);
   EXPECT_FALSE(manager.StopTheService(error));
   EXPECT_EQ(error, "The service has not been started.");
@@ -230,13 +210,13 @@ TEST(ServiceOnSystemd, InstallStartPauseStopReconfigureListUninstall) {
   manager.SetBinaryPath("\"" + kService + "\" --record /tmp/rdx-main.log --stop-exit 7");
   manager.SetStartType(2);
   ASSERT_TRUE(manager.ChangeServiceConfiguration(error)) << error;
-  EXPECT_NE(ReadAll(unitFile).find("\"--stop-exit\" \"7\""), std::string::npos);
-  EXPECT_NE(ReadAll(unitFile).find("Description=Rendix Test/Main \"one\""), std::string::npos);
+  EXPECT_NE(ReadFile(unitFile).find("\"--stop-exit\" \"7\""), std::string::npos);
+  EXPECT_NE(ReadFile(unitFile).find("Description=Rendix Test/Main \"one\""), std::string::npos);
   const std::string wants = sandbox->UnitDir() + "/multi-user.target.wants/" + UnitOf(name);
   EXPECT_TRUE(fs::is_symlink(wants));
   ASSERT_TRUE(Start(manager, error, code)) << error;
   ASSERT_TRUE(manager.StopTheService(error)) << error;
-  ASSERT_TRUE(Eventually([&] { return manager.QueryState() == 1u; }));
+  ASSERT_TRUE(rdx::test::WaitFor([&] { return manager.QueryState() == 1u; }));
   EXPECT_EQ(manager.QueryExitCode(), 7u);
 
   EXPECT_TRUE(Has(ListOf(manager, 48, 3), name));
@@ -372,7 +352,7 @@ TEST(ServiceOnSystemd, ThisMachineByAnyNameAndAnotherOverTheRemoteTransport) {
   ASSERT_TRUE(Start(manager, error, code)) << error;
   EXPECT_EQ(manager.QueryState(), 4u);
   ASSERT_TRUE(manager.StopTheService(error)) << error;
-  ASSERT_TRUE(Eventually([&] { return manager.QueryState() == 1u; }));
+  ASSERT_TRUE(rdx::test::WaitFor([&] { return manager.QueryState() == 1u; }));
   manager.SetStartType(4);  // disabled: refuses to start
   ASSERT_TRUE(manager.ChangeServiceConfiguration(error)) << error;
   EXPECT_FALSE(manager.StartTheService(0, nullptr, code, error));

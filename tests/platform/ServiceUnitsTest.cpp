@@ -30,9 +30,7 @@ TEST(ServiceUnitName, EscapesAsSystemdEscapeAndRoundTrips) {
       {"q\"uo'te", "q\\x22uo\\x27te.service"},
       {"back\\slash", "back\\x5cslash.service"},
       {"\xc3\xa9", "\\xc3\\xa9.service"},
-      {"a\xff"
-       "b",
-       "a\\xffb.service"},
+      {"a\377b", "a\\xffb.service"},
       {"Quorvan Image ServiceProvider: %s",
        "Quorvan\\x20Image\\x20ServiceProvider:\\x20\\x25s.service"},
       {"x.y_z:1", "x.y_z:1.service"},

@@ -37,6 +37,7 @@ Bytes Fragment(std::uint8_t flags, std::size_t offset, std::size_t size, std::ui
 enum class Next { kNothing, kFull, kHalf, kLast, kFullLast, kFault, kOtherCall, kCut };
 
 TEST(BulkTransfer, FragmentRunsTakeWhatIsPlannedAndLeaveTheRest) {
+  using enum Next;
   const struct {
     const char* name;
     std::vector<Next> rest;     // what follows the first fragment
@@ -46,26 +47,15 @@ TEST(BulkTransfer, FragmentRunsTakeWhatIsPlannedAndLeaveTheRest) {
     Next leftOver;         // what Next reads afterwards
     bool endsCall = true;  // false: the run is a slice of whole fragments, more follow
   } rows[] = {
-      {"as planned", {Next::kFull, Next::kFull, Next::kLast}, 2, 2, true, Next::kFault},
-      {"answer shorter than announced", {Next::kFull, Next::kLast}, 5, 1, false, Next::kLast},
-      {"answer longer than announced",
-       {Next::kFull, Next::kFull, Next::kLast},
-       0,
-       0,
-       false,
-       Next::kFull},
-      {"last flag early", {Next::kFull, Next::kFullLast}, 4, 1, false, Next::kFullLast},
-      {"smaller fragments midway", {Next::kFull, Next::kHalf}, 4, 1, false, Next::kHalf},
-      {"fault midway", {Next::kFull, Next::kFault}, 4, 1, false, Next::kFault},
-      {"another call's fragment", {Next::kOtherCall}, 4, 0, false, Next::kOtherCall},
-      {"slice of a longer answer",
-       {Next::kFull, Next::kFull, Next::kFull, Next::kLast},
-       2,
-       2,
-       false,
-       Next::kFull,
-       false},
-      {"connection ends midway", {Next::kFull, Next::kCut}, 4, 0, false, Next::kNothing},
+      {"as planned", {kFull, kFull, kLast}, 2, 2, true, kFault},
+      {"answer shorter than announced", {kFull, kLast}, 5, 1, false, kLast},
+      {"answer longer than announced", {kFull, kFull, kLast}, 0, 0, false, kFull},
+      {"last flag early", {kFull, kFullLast}, 4, 1, false, kFullLast},
+      {"smaller fragments midway", {kFull, kHalf}, 4, 1, false, kHalf},
+      {"fault midway", {kFull, kFault}, 4, 1, false, kFault},
+      {"another call's fragment", {kOtherCall}, 4, 0, false, kOtherCall},
+      {"slice of a longer answer", {kFull, kFull, kFull, kLast}, 2, 2, false, kFull, false},
+      {"connection ends midway", {kFull, kCut}, 4, 0, false, kNothing},
   };
   for (const std::size_t capacity : {std::size_t{40}, std::size_t{5816}}) {
     for (const auto& row : rows) {

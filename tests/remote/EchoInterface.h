@@ -24,6 +24,14 @@ inline std::uint8_t PatternByte(std::size_t i, std::uint32_t seed) {
   return static_cast<std::uint8_t>((i * 7 + seed) & 0xFF);
 }
 
+// The stub of operations 1 and 2: two 32-bit numbers.
+inline std::vector<std::uint8_t> EchoArgs(std::uint32_t a, std::uint32_t b) {
+  std::vector<std::uint8_t> stub(8);
+  std::memcpy(stub.data(), &a, 4);
+  std::memcpy(stub.data() + 4, &b, 4);
+  return stub;
+}
+
 class EchoInterface : public ServerInterface {
  public:
   const SyntaxId& Syntax() const override { return syntax_; }

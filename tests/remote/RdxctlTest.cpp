@@ -10,7 +10,6 @@
 #include <fstream>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/SystemdSandbox.h"
@@ -299,12 +298,11 @@ TEST_F(Rdxctl, ServiceVerbsInstallRunQueryAndRemoveAService) {
       {{"service", "stop", name}, 0},
   });
   // The stop is queued, not awaited: ask until the service reports stopped (bounded).
-  Result result;
-  for (int i = 0; i < 200 && result.out != "stopped\n"; ++i) {
-    if (i > 0) std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    result = RunRdxctl(env_, {"service", "state", name});
-  }
-  EXPECT_EQ(result.out, "stopped\n");
+  EXPECT_TRUE(WaitFor(
+      [&] {
+        return RunRdxctl(env_, {"service", "state", name}).out == "stopped\n";
+      },
+      std::chrono::seconds(20)));
   Run({
       {{"service", "exit-code", name}, 0, "3\n"},
       {{"service", "uninstall", name}, 0},

@@ -3,12 +3,12 @@
 // resident memory read from /proc, a descriptor limit of its own, its log in a file (so a
 // busy server never blocks on a full pipe). The destructor stops it (SIGTERM, then SIGKILL).
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "support/WaitFor.h"
 
 namespace rdx::rpc::test {
 
@@ -61,15 +61,6 @@ class RefServerChild {
   int exitStatus_ = -1;
 };
 
-// Polls `condition` every 20 ms until it holds or `bound` has passed; its last answer.
-template <typename Condition>
-bool WaitFor(Condition condition, std::chrono::milliseconds bound = std::chrono::seconds(30)) {
-  const auto deadline = std::chrono::steady_clock::now() + bound;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return condition();
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  return true;
-}
+using rdx::test::WaitFor;
 
 }  // namespace rdx::rpc::test

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -20,18 +19,12 @@
 #include "remote/EchoInterface.h"
 #include "remote/TestServer.h"
 #include "remote/runtime/RpcServer.h"
+#include "support/IsolatedEnvironment.h"
 
 namespace rdx::rpc::test {
 namespace {
 
 namespace gul = QUORVAN::Rendix::GeneralUtilityLib;
-
-std::vector<std::uint8_t> Request(std::uint32_t a, std::uint32_t b) {
-  std::vector<std::uint8_t> r(8);
-  std::memcpy(r.data(), &a, 4);
-  std::memcpy(r.data() + 4, &b, 4);
-  return r;
-}
 
 // Runs a call in the exception frame; the status, or 0 and the answer in `out`.
 std::int32_t Try(void* handle, const SyntaxId& syntax, std::uint16_t opnum,
@@ -76,7 +69,7 @@ TEST_F(RpcCall, FragmentsLongStubsBothWays) {
     std::vector<std::uint8_t> answer;
     ASSERT_EQ(Try(handle.h, EchoSyntax(), 0, request, &answer), 0);
     EXPECT_EQ(answer, request);
-    ASSERT_EQ(Try(handle.h, EchoSyntax(), 1, Request(size, 9), &answer), 0);
+    ASSERT_EQ(Try(handle.h, EchoSyntax(), 1, EchoArgs(size, 9), &answer), 0);
     ASSERT_EQ(answer.size(), size);
     bool same = true;
     for (std::uint32_t i = 0; i < size && same; ++i) same = answer[i] == PatternByte(i, 9);
@@ -85,83 +78,31 @@ TEST_F(RpcCall, FragmentsLongStubsBothWays) {
 }
 
 TEST_F(RpcCall, FailuresArriveAsStatusesWithTexts) {
-  struct Row {
-    const char* name;
-    std::string host, endpoint, protocol;
-    SyntaxId syntax;
-    std::uint16_t opnum;
-    std::vector<std::uint8_t> request;
-    std::int32_t status;
-    const char* text;
-  };
   SyntaxId unknown = EchoSyntax();
   unknown.uuid[0] ^= 0xFF;
   SyntaxId newerMinor = EchoSyntax();
   newerMinor.versionMinor = 1;
-  const std::uint16_t freePort = FreeTcpPort();
+  const char* const unavailable = "The RPC server is unavailable.";
+  const char* const unknownInterface = "The interface is unknown.";
+  struct Row {
+    const char* name;
+    std::string host, endpoint;
+    std::int32_t status;
+    const char* text;
+    SyntaxId syntax = EchoSyntax();
+    std::uint16_t opnum = 0;
+    std::string protocol = "ncacn_ip_tcp";
+  };
   const Row rows[] = {
-      {"nothing listening",
-       "127.0.0.1",
-       std::to_string(freePort),
-       "ncacn_ip_tcp",
-       EchoSyntax(),
-       0,
-       {},
-       1722,
-       "The RPC server is unavailable."},
-      {"no such host",
-       "no-such-host.invalid",
-       Port(),
-       "ncacn_ip_tcp",
-       EchoSyntax(),
-       0,
-       {},
-       1722,
-       "The RPC server is unavailable."},
-      {"pipe of another machine",
-       "elsewhere.invalid",
-       "\\pipe\\x",
-       "ncacn_np",
-       EchoSyntax(),
-       0,
-       {},
-       1722,
-       "The RPC server is unavailable."},
-      {"unknown operation",
-       "127.0.0.1",
-       Port(),
-       "ncacn_ip_tcp",
-       EchoSyntax(),
-       4,
-       {},
-       1745,
-       "The procedure number is out of range."},
-      {"unknown interface",
-       "127.0.0.1",
-       Port(),
-       "ncacn_ip_tcp",
-       unknown,
-       0,
-       {},
-       1717,
-       "The interface is unknown."},
-      {"newer minor version",
-       "127.0.0.1",
-       Port(),
-       "ncacn_ip_tcp",
-       newerMinor,
-       0,
-       {},
-       1717,
-       "The interface is unknown."},
-      {"no endpoint",
-       "127.0.0.1",
-       "",
-       "ncacn_ip_tcp",
-       EchoSyntax(),
-       0,
-       {},
-       1753,
+      {"nothing listening", "127.0.0.1", std::to_string(FreeTcpPort()), 1722, unavailable},
+      {"no such host", "no-such-host.invalid", Port(), 1722, unavailable},
+      {"pipe of another machine", "elsewhere.invalid", "\\pipe\\x", 1722, unavailable, EchoSyntax(),
+       0, "ncacn_np"},
+      {"unknown operation", "127.0.0.1", Port(), 1745, "The procedure number is out of range.",
+       EchoSyntax(), 4},
+      {"unknown interface", "127.0.0.1", Port(), 1717, unknownInterface, unknown},
+      {"newer minor version", "127.0.0.1", Port(), 1717, unknownInterface, newerMinor},
+      {"no endpoint", "127.0.0.1", "", 1753,
        "There are no more endpoints available from the endpoint mapper."},
   };
   for (const Row& row : rows) {
@@ -169,7 +110,7 @@ TEST_F(RpcCall, FailuresArriveAsStatusesWithTexts) {
     Binding handle(row.host, row.endpoint, row.protocol);
     ASSERT_NE(handle.h, nullptr);
     os::SetLastError(0);
-    const std::int32_t status = Try(handle.h, row.syntax, row.opnum, row.request, nullptr);
+    const std::int32_t status = Try(handle.h, row.syntax, row.opnum, {}, nullptr);
     EXPECT_EQ(status, row.status);
     EXPECT_EQ(os::GetLastError(), static_cast<std::uint32_t>(row.status));
     EXPECT_EQ(gul::GetLastErrorText(status), row.text);
@@ -213,11 +154,10 @@ TEST_F(RpcCall, ManyClientsCallAtOnce) {
 }
 
 TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
-  const auto folder =
-      std::filesystem::temp_directory_path() /
-      ("rdx-rpc-test-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()));
+  rdx::test::IsolatedEnvironment environment;
+  const std::filesystem::path folder = environment.Root() + "/pipes";
   std::filesystem::create_directories(folder);
-  ::setenv("RDX_PIPE_DIR", folder.c_str(), 1);
+  environment.Set("RDX_PIPE_DIR", folder);
   EchoInterface echo;
   const std::uint16_t port = FreeTcpPort();
   // Success leaves both outputs as they were.
@@ -280,8 +220,6 @@ TEST(RpcListener, PublishesOverTcpAndPipesAndRefusesTakenEndpoints) {
   EXPECT_FALSE(std::filesystem::exists(folder / "rdxtest"));
   // Unregistered and stopped: a second stop fails.
   EXPECT_FALSE(gul::StopRpcListener(&echo, text));
-  std::filesystem::remove_all(folder);
-  ::unsetenv("RDX_PIPE_DIR");
 }
 
 }  // namespace

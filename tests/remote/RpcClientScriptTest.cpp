@@ -41,30 +41,11 @@ Bytes Response(std::uint32_t callId, const Bytes& stub, std::uint8_t flags = 3,
 // A response as a big-endian server writes it (drep 00 00 00 00).
 Bytes BigEndianResponse(std::uint32_t callId, const Bytes& stub, std::uint8_t flags) {
   const auto length = static_cast<std::uint16_t>(kCallHeaderSize + stub.size());
-  Bytes pdu = {5,
-               0,
-               2,
-               flags,
-               0,
-               0,
-               0,
-               0,
-               std::uint8_t(length >> 8),
-               std::uint8_t(length),
-               0,
-               0,
-               std::uint8_t(callId >> 24),
-               std::uint8_t(callId >> 16),
-               std::uint8_t(callId >> 8),
-               std::uint8_t(callId),
-               0,
-               0,
-               0,
-               0,
-               0,
-               0,
-               0,
-               0};
+  Bytes pdu = {5, 0, 2, flags, 0, 0, 0, 0};
+  // frag_length and auth_length, call_id, alloc_hint, then context id and cancel count.
+  for (const std::uint32_t word : {std::uint32_t{length} << 16, callId, 0u, 0u}) {
+    for (int shift = 24; shift >= 0; shift -= 8) pdu.push_back(std::uint8_t(word >> shift));
+  }
   pdu.insert(pdu.end(), stub.begin(), stub.end());
   return pdu;
 }

@@ -159,7 +159,7 @@ TEST(ServiceProviderProxy, InitTriesHostThenFqdnThenAddress) {
   RefServerProcess server;
   RefServerProcess refusing({"--ping", "false"});
   ASSERT_TRUE(server.Started() && refusing.Started());
-  const std::string port = server.Endpoint();
+  const std::string port = server.Endpoint(), noPing = refusing.Endpoint();
   // Both refused by the network stack at once, without a packet leaving the machine.
   const std::string broadcast = "255.255.255.255", multicast = "224.0.0.1";
   auto unreached = [&](const std::string& host) {
@@ -176,12 +176,7 @@ TEST(ServiceProviderProxy, InitTriesHostThenFqdnThenAddress) {
       {broadcast, multicast, "127.0.0.1", port, true, {unreached(broadcast), unreached(multicast)}},
       {"", "", "", port, true, {}},  // the empty host is this machine
       {broadcast, multicast, "", port, false, {unreached(broadcast), unreached(multicast)}},
-      {"127.0.0.1",
-       "",
-       "",
-       refusing.Endpoint(),
-       false,
-       {"Access denied on ServiceProvider on '127.0.0.1'."}},
+      {"127.0.0.1", "", "", noPing, false, {"Access denied on ServiceProvider on '127.0.0.1'."}},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.host + " " + row.fqdn + " " + row.address);

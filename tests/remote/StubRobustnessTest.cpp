@@ -220,6 +220,8 @@ TEST(ClientStubs, BadResponsesRaise1783AndLeaveTheCallerMemoryAlone) {
 TEST(ClientStubs, BadArgumentsAreRefusedBeforeSending) {
   char buffer[8] = "AAAAAAA";
   std::int32_t negative = -1;
+  char* const noText = nullptr;
+  std::int32_t* const noSize = nullptr;
   const struct {
     const char* name;
     const InterfaceShape& (*shape)();
@@ -227,19 +229,11 @@ TEST(ClientStubs, BadArgumentsAreRefusedBeforeSending) {
     std::vector<ClientArg> args;
     std::uint32_t status;
   } rows[] = {
-      {"null in/out string", ServerCoreShape, 0, {static_cast<char*>(nullptr)}, 1780},
-      {"null out text",
-       ServerCoreShape,
-       5,
-       {"q", std::int32_t{4}, static_cast<char*>(nullptr)},
-       1780},
+      {"null in/out string", ServerCoreShape, 0, {noText}, 1780},
+      {"null out text", ServerCoreShape, 5, {"q", std::int32_t{4}, noText}, 1780},
       {"negative n", ServerCoreShape, 5, {"q", std::int32_t{-1}, buffer}, 1734},
       {"negative *size", ServiceProviderShape, 14, {buffer, &negative, buffer}, 1734},
-      {"null size pointer",
-       ServiceProviderShape,
-       14,
-       {buffer, static_cast<std::int32_t*>(nullptr), buffer},
-       1780},
+      {"null size pointer", ServiceProviderShape, 14, {buffer, noSize, buffer}, 1780},
       {"argument of the wrong kind", ServerCoreShape, 0, {std::int32_t{1}}, 1766},
       {"too few arguments", ServerCoreShape, 4, {"x"}, 1766},
   };

@@ -1,12 +1,11 @@
 // The typed client stubs against the server stubs and a host's managers over loopback TCP:
-// the size protocol's second call and failures. (Stub data of many fragments, both ways:
-// RpcCallTest and BulkTransferTest; each parameter shape: NdrShapesTest.)
+// failures, automatic binding and defaults. (The size protocol's second call, with answers
+// of many fragments: ServerProxyTest and ServiceProviderProxyTest against rdx-refserver; each
+// parameter shape: NdrShapesTest.)
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
-#include <vector>
 
 #include "TestServer.h"
 #include "platform/os/LastError.h"
@@ -16,24 +15,6 @@
 
 namespace rdx::rpc {
 namespace {
-
-// A text longer than any one fragment, so the size protocol's answer arrives in pieces.
-const std::string kLongAnswer = [] {
-  std::string text;
-  for (int i = 0; text.size() < 20000; ++i) text += "line " + std::to_string(i) + "\n";
-  return text;
-}();
-
-class Core : public QUORVAN::Rendix::ServerCore::IServerCoreManager {
- public:
-  // The size protocol: the size needed when the caller's buffer is too small.
-  std::int32_t QueryText(const char*, std::int32_t n, char* text) override {
-    const auto needed = static_cast<std::int32_t>(kLongAnswer.size());
-    if (n < needed) return needed;
-    std::memcpy(text, kLongAnswer.data(), kLongAnswer.size());
-    return 0;
-  }
-};
 
 class AutoBind : public QUORVAN::Rendix::ServerCore::IServerAutoBindManager {
  public:
@@ -48,26 +29,13 @@ class AutoBind : public QUORVAN::Rendix::ServerCore::IServerAutoBindManager {
 
 class StubRoundTrip : public ::testing::Test {
  protected:
-  Core core_;
-  QUORVAN::Rendix::ServiceProvider::IServiceProviderManager provider_;  // all defaults
+  QUORVAN::Rendix::ServerCore::IServerCoreManager core_;  // all defaults
+  QUORVAN::Rendix::ServiceProvider::IServiceProviderManager provider_;
   AutoBind autoBind_;
   test::TestServer server_{&core_, &provider_, &autoBind_};
   test::Binding binding{server_};
   void* binding_ = binding.h;
 };
-
-TEST_F(StubRoundTrip, SizeProtocolNeedsTheSecondCall) {
-  std::vector<char> first(4000, 'A');
-  first.back() = '\0';
-  const std::int32_t needed =
-      servercore::QueryText(binding_, "q", std::int32_t(first.size()), first.data());
-  ASSERT_EQ(needed, std::int32_t(kLongAnswer.size()));
-
-  std::vector<char> second(std::size_t(needed) + 1, 'A');
-  second.back() = '\0';
-  EXPECT_EQ(servercore::QueryText(binding_, "q", needed, second.data()), 0);
-  EXPECT_EQ(std::string(second.data()), kLongAnswer);
-}
 
 TEST_F(StubRoundTrip, FailuresRaiseWithTheirStatus) {
   const struct {

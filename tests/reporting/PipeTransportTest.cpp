@@ -6,6 +6,7 @@
 #include "platform/os/PipeFolder.h"
 #include "platform/os/SeqPacketSocket.h"
 #include "support/IsolatedEnvironment.h"
+#include "support/WaitFor.h"
 
 #include <gtest/gtest.h>
 
@@ -276,10 +277,8 @@ TEST_F(PipeTransport, AnotherLocalUserReachesThePipe) {
     ::_exit(127);
   }
   int status = 0;
-  for (int i = 0; i < 600 && ::waitpid(child, &status, WNOHANG) == 0; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));  // bounded wait for the child
-  }
-  if (::waitpid(child, &status, WNOHANG) == 0) {
+  if (!rdx::test::WaitFor([&] { return ::waitpid(child, &status, WNOHANG) != 0; },
+                          std::chrono::minutes(1))) {
     ::kill(child, SIGKILL);
     ::waitpid(child, &status, 0);
   }

@@ -2,6 +2,7 @@
 #include <rdx/reporting/Reporter.h>
 
 #include "reporting/ReporterState.h"
+#include "support/WaitFor.h"
 
 #include <gtest/gtest.h>
 
@@ -191,10 +192,7 @@ TEST(Reporter, CloseDiscardsQueuedLinesAndInitRunsAgain) {
   ASSERT_TRUE(sink.WaitEntered(3));
   for (const char* line : {"q1", "q2"}) reporter.Log(line);
   auto closing = std::async(std::launch::async, [&reporter] { return reporter.Close(); });
-  for (int i = 0; i < 2000 && !ReporterTestPeer::StopRequested(reporter); ++i) {
-    std::this_thread::sleep_for(5ms);  // waits for a condition, bounded
-  }
-  ASSERT_TRUE(ReporterTestPeer::StopRequested(reporter));
+  ASSERT_TRUE(rdx::test::WaitFor([&] { return ReporterTestPeer::StopRequested(reporter); }, 10s));
   sink.SetOpen(true);
   ASSERT_EQ(closing.get(), 1);
   EXPECT_EQ(sink.Lines(), (Lines{"open", "open", "in hand"}));

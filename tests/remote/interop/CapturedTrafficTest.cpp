@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <deque>
 #include <filesystem>
 #include <fstream>
@@ -17,6 +16,7 @@
 
 #include <rdx/remote/RpcExceptionFrame.h>
 
+#include "platform/os/ChildProcess.h"
 #include "platform/os/StreamSocket.h"
 #include "remote/EchoInterface.h"
 #include "remote/TestServer.h"
@@ -220,20 +220,16 @@ TEST(CapturedTraffic, OurPdusDecodeWithoutMalformedOrWarningMarks) {
     PcapWriter pcap(capture);
     for (const Segment& segment : segments) pcap.Add(segment);
   }
-  const std::string command =
-      "timeout 120 /usr/bin/tshark -r " + capture.string() +
-      " -d tcp.port==" + std::to_string(kServerPort) +
-      ",dcerpc -T fields -E separator=/t -e frame.number -e tcp.dstport -e dcerpc.pkt_type "
-      "-e dcerpc.cn_flags -e _ws.malformed -e _ws.expert.severity -e _ws.expert.message "
-      "2>/dev/null";
-  std::string output;
-  if (FILE* pipe = ::popen(command.c_str(), "r")) {
-    char chunk[4096];
-    for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0;) {
-      output.append(chunk, n);
-    }
-    EXPECT_EQ(::pclose(pipe), 0);
-  }
+  const std::string fields =
+      "-T fields -E separator=/t -e frame.number -e tcp.dstport -e dcerpc.pkt_type "
+      "-e dcerpc.cn_flags -e _ws.malformed -e _ws.expert.severity -e _ws.expert.message";
+  const os::ChildResult tshark =
+      os::RunChild({"/bin/sh", "-c",
+                    "exec /usr/bin/tshark -r " + capture.string() +
+                        " -d tcp.port==" + std::to_string(kServerPort) + ",dcerpc " + fields},
+                   64 << 20, std::chrono::minutes(2));
+  EXPECT_EQ(tshark.exitCode, 0);
+  const std::string& output = tshark.output;
   std::filesystem::remove(capture);
 
   constexpr long kWarning = 0x00600000;  // expert severities: chat 0x200000, note 0x400000
