@@ -103,17 +103,13 @@ bool StatusXmlReader::ReadOwnLayout(std::string_view xml, StatusItems& items) {
     items.erase(items.begin() + static_cast<std::ptrdiff_t>(before), items.end());
     return false;
   };
-  // Room for every item at once; a count of the opening tags costs less than regrowing.
-  std::size_t count = 0;
-  for (std::size_t at = xml.find("\n\t<Item>"); at != std::string_view::npos;
-       at = xml.find("\n\t<Item>", at + 1)) {
-    ++count;
-  }
-  // Never more than an item of empty texts per its length: tags alone reserve no more.
+  // Room for as many items as the text could hold, without a counting pass over it: never
+  // more than one item of empty texts per its length, and at most a few pages ahead.
   static constexpr std::string_view kLeastItem =
       "\n\t<Item>\n\t\t<ID></ID>\n\t\t<Source></Source>\n\t\t<Message></Message>"
       "\n\t\t<Details></Details>\n\t</Item>";
-  items.reserve(before + std::min(count, xml.size() / kLeastItem.size()));
+  constexpr std::size_t kMostReservedAhead = 256;
+  items.reserve(before + std::min(kMostReservedAhead, xml.size() / kLeastItem.size()));
   std::string idText;
   std::string ignored;
   while (scanner.Take("\n\t<Item>")) {
