@@ -380,6 +380,11 @@ int main(int argc, char** argv) {
       std::printf("ratio calls/s with %d clients / with 2 (aim >= 1): %.2f\n", clients,
                   gRpcCallsPerSecond[clients] / gRpcCallsPerSecond[2]);
     }
+    // The raw server's own scaling, for reading the line above on a given machine.
+    if (gRawCallsPerSecond.count(clients) != 0 && gRawCallsPerSecond.count(2) != 0) {
+      std::printf("ratio raw TCP server calls/s with %d clients / with 2: %.2f\n", clients,
+                  gRawCallsPerSecond[clients] / gRawCallsPerSecond[2]);
+    }
     if (gRawCallsPerSecond.count(clients) != 0) {
       std::printf("ratio calls/s with %d clients / raw TCP server (aim >= 0.9): %.2f (cpu %.2f)\n",
                   clients, gRpcCallsPerSecond[clients] / gRawCallsPerSecond[clients],

@@ -44,6 +44,9 @@ constexpr int kRetireMs = 2'000;
 // How long a worker that has just answered waits on for the same client's next call while
 // other workers watch the poll; short, as the poll serves everyone else meanwhile.
 constexpr int kLingerMs = 5;
+// Workers kept whatever the load: enough for each of a few dozen clients calling in turn to
+// keep one waiting on it, with others left to watch the poll; idle ones cost a stack each.
+constexpr int kCoreWorkers = 32;
 // Gathered writes of an answer cover at most this many pieces (headers and stub runs).
 constexpr std::size_t kWritePieces = 512;
 
@@ -255,14 +258,12 @@ bool RpcServer::StartEngine() {
     poll_.reset();
     return false;
   }
-  const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
-  coreWorkers_ = static_cast<int>(std::clamp(8 * cores, 16u, 32u));
   {
     std::lock_guard lock(poolMutex_);
     engineStopping_ = false;
     timerStop_ = false;
   }
-  for (int i = 0; i < coreWorkers_; ++i) SpawnWorker();
+  for (int i = 0; i < kCoreWorkers; ++i) SpawnWorker();
   timer_ = std::thread([this] { TimerLoop(); });
   return true;
 }
@@ -271,8 +272,8 @@ void RpcServer::SpawnWorker() {
   std::lock_guard lock(poolMutex_);
   if (engineStopping_) return;
   const int live = workerCount_.load();
-  if (live >= coreWorkers_ && live - busyWorkers_.load() > 0) return;  // one is free again
-  if (live >= coreWorkers_ + static_cast<int>(kMaxConcurrentCalls)) return;
+  if (live >= kCoreWorkers && live - busyWorkers_.load() > 0) return;  // one is free again
+  if (live >= kCoreWorkers + static_cast<int>(kMaxConcurrentCalls)) return;
   try {
     workers_.emplace_back();
     const auto self = std::prev(workers_.end());
@@ -309,14 +310,14 @@ void RpcServer::StopEngine() {
 void RpcServer::WorkerLoop(std::list<std::thread>::iterator self) {
   for (;;) {
     os::EventPoll::Event event;
-    const bool extra = workerCount_.load() > coreWorkers_;
+    const bool extra = workerCount_.load() > kCoreWorkers;
     ++pollingWorkers_;
     if (!poll_->Wait(event, extra ? kRetireMs : -1)) {
       --pollingWorkers_;
       if (!extra) continue;
       std::lock_guard lock(poolMutex_);
       if (engineStopping_) continue;  // the wake is coming
-      if (workerCount_.load() > coreWorkers_) {
+      if (workerCount_.load() > kCoreWorkers) {
         --workerCount_;
         retired_.push_back(std::move(*self));
         workers_.erase(self);

@@ -166,7 +166,6 @@ class RpcServer {
   std::atomic<int> workerCount_{0};     // live workers
   std::atomic<int> busyWorkers_{0};     // workers inside a call
   std::atomic<int> pollingWorkers_{0};  // workers waiting on the poll
-  int coreWorkers_ = 4;
 };
 
 }  // namespace rdx::rpc
